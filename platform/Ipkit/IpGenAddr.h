@@ -1,0 +1,96 @@
+// Ipkit/IpGenAddr.h: an IPv4 or IPv6 address, or none.
+//
+// IpGenAddr is for fields that may hold either kind of address. The default
+// value is unspecified: it has no family (af() is ipunknown) and prints as "".
+//
+//   Ipkit::IpGenAddr a("10.0.0.1");       // a.af() == Ipkit::ipv4
+//   Ipkit::IpGenAddr b = Ipkit::Ip6Addr("::1");
+//   assert(a < b && Ipkit::IpGenAddr().isUnspecified());
+#pragma once
+
+#include "Ipkit/AddressFamily.h"
+#include "Ipkit/IpAddr.h"
+
+#include <array>
+#include <compare>
+#include <cstdint>
+#include <functional>
+#include <iosfwd>
+#include <span>
+
+namespace Ipkit {
+
+class IpGenAddr {
+public:
+   /// The unspecified address: no family, no bytes.
+   constexpr IpGenAddr() noexcept = default;
+   /// The IPv4 address `a`.
+   IpGenAddr(IpAddr a) noexcept;
+   /// The IPv6 address `a`.
+   IpGenAddr(Ip6Addr const& a) noexcept;
+   /// Reads a text with a ':' as Ip6Addr does, one with a '.' as IpAddr does,
+   /// and raises their Vex::Exception when it does not read. Any other text,
+   /// the empty one included, raises Vex::Exception too: the unspecified
+   /// address has no text of its own outside the value text ''.
+   explicit IpGenAddr(Vex::String const& text);
+   /// Reads the log encoding (below). Raises Vex::Exception for a family other
+   /// than ipunknown, ipv4 or ipv6, and when the record ends early.
+   IpGenAddr(Vex::NboAttrLog::In* in, Vex::StreamBogon);
+
+   constexpr AddressFamily af() const noexcept { return af_; }
+   /// Whether this is the default value without a family. The all-zero
+   /// addresses 0.0.0.0 and :: are specified addresses and give false.
+   constexpr bool isUnspecified() const noexcept { return af_ == ipunknown; }
+   /// The IPv4 address when af() is ipv4, and 0.0.0.0 otherwise.
+   IpAddr v4() const noexcept;
+   /// The IPv6 address when af() is ipv6, and :: otherwise.
+   Ip6Addr v6() const noexcept;
+   /// The address bytes in network order: 4 for ipv4, 16 for ipv6, none for
+   /// the unspecified address. Valid while this value lives unchanged.
+   std::span<std::uint8_t const> bytes() const noexcept {
+      return {bytes_.data(), addressBits(af_) / 8};
+   }
+   /// The address bits: 32 for ipv4, 128 for ipv6, 0 for the unspecified.
+   constexpr unsigned bitLength() const noexcept { return addressBits(af_); }
+
+   /// The text of IpAddr or Ip6Addr, or "" for the unspecified address.
+   Vex::String stringValue() const;
+   /// The accumulator over af() as u32, then bytes().
+   std::uint32_t hash() const noexcept;
+
+   friend constexpr bool operator==(IpGenAddr const&,
+                                    IpGenAddr const&) noexcept = default;
+   /// A total order: by family (unspecified, ipv4, ipv6), then by the address
+   /// as an unsigned number.
+   friend constexpr std::strong_ordering
+   operator<=>(IpGenAddr const&, IpGenAddr const&) noexcept = default;
+
+private:
+   AddressFamily af_ = ipunknown;
+   // The address in network order, an IPv4 one in the first four bytes; the
+   // bytes beyond the address are always zero, so that equality and order can
+   // compare all of them.
+   std::array<std::uint8_t, 16> bytes_{};
+};
+
+// ---- text and log forms ----------------------------------------------------
+// Stream output prints stringValue(). The value text is stringValue() quoted
+// as a Vex::String: '10.0.0.1', '2001:db8::1', and '' for the unspecified
+// address; reading it raises what the text constructor raises for any other
+// text, and leaves the value unchanged then.
+//
+// Log encoding: af() as s32, then the 4 or 16 bytes of bytes() (nothing for
+// the unspecified address).
+
+std::ostream& operator<<(std::ostream& os, IpGenAddr const& a);
+Vex::String valueToStrep(IpGenAddr const& a);
+void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpGenAddr& a);
+Vex::Ptr<Vex::NboAttrLog::Out> const&
+operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenAddr const& a);
+
+} // namespace Ipkit
+
+template <>
+struct std::hash<Ipkit::IpGenAddr> {
+   std::size_t operator()(Ipkit::IpGenAddr const& a) const noexcept { return a.hash(); }
+};

@@ -1,0 +1,104 @@
+// Vex/Notifiee.h: observer lists.
+//
+// Every entity keeps a list of the observers attached to it (its
+// Vex::NotifieeList). An observer class derives from Vex::NotifieeBase; the
+// entity's own `X::NotifieeConst` adds the callbacks and the typed
+// `notifierIs`/`notifier`. An observer is in at most one list; destroying it
+// detaches it.
+//
+// Visiting calls a function on each attached observer, in the order they were
+// attached. A visit is safe against any change of the list made by the
+// callbacks: an observer may detach itself or any other (a detached observer
+// that was not yet called is not called), attach others (they are appended
+// and called by the visits in progress), or start a nested visit.
+//
+//   list.visit<Rule::NotifieeConst>([](auto& n) { n.onRuleId(); });
+//   list.visit<Rule::NotifieeConst>([&](auto& n) { n.onMatchSet(type); });
+#pragma once
+
+#include <cstddef>
+
+namespace Vex {
+
+class Entity;
+class NotifieeList;
+
+class NotifieeBase {
+ public:
+   NotifieeBase(NotifieeBase const&) = delete;
+   NotifieeBase& operator=(NotifieeBase const&) = delete;
+
+   /// The entity observed, or null when detached.
+   Entity const* notifierEntity() const noexcept;
+
+ protected:
+   NotifieeBase() noexcept = default;
+   /// Detaches from the list, if any.
+   virtual ~NotifieeBase();
+
+   /// Detaches from the current entity's list and attaches to `e`'s (null:
+   /// only detaches). Attaching to the entity already observed changes
+   /// nothing.
+   void notifierEntityIs(Entity const* e) noexcept;
+
+ private:
+   friend class NotifieeList;
+   NotifieeList* list_ = nullptr;
+   NotifieeBase* prev_ = nullptr;
+   NotifieeBase* next_ = nullptr;
+};
+
+class NotifieeList {
+ public:
+   explicit NotifieeList(Entity const* owner) noexcept : owner_(owner) {}
+   NotifieeList(NotifieeList const&) = delete;
+   NotifieeList& operator=(NotifieeList const&) = delete;
+   /// Detaches every observer, calling none.
+   ~NotifieeList() { detachAll(); }
+
+   Entity const* owner() const noexcept { return owner_; }
+   bool empty() const noexcept { return head_ == nullptr; }
+   std::size_t size() const noexcept { return size_; }
+
+   /// Appends `n`, first detaching it from any list it is in.
+   void attach(NotifieeBase& n) noexcept;
+   /// Removes `n` from this list; nothing when it is not in it.
+   void detach(NotifieeBase& n) noexcept;
+   /// Removes every observer without calling any.
+   void detachAll() noexcept;
+
+   /// Calls `f(static_cast<N&>(observer))` on each observer in turn.
+   template <class N, class F>
+   void visit(F&& f);
+
+ private:
+   // A visit in progress: the observer it calls next. Nested visits stack.
+   struct Cursor {
+      NotifieeBase* next;
+      Cursor* outer;
+   };
+   struct CursorGuard {
+      NotifieeList* list;
+      Cursor* cursor;
+      ~CursorGuard() { list->cursors_ = cursor->outer; }
+   };
+
+   Entity const* owner_;
+   NotifieeBase* head_ = nullptr;
+   NotifieeBase* tail_ = nullptr;
+   std::size_t size_ = 0;
+   Cursor* cursors_ = nullptr;
+};
+
+template <class N, class F>
+void NotifieeList::visit(F&& f) {
+   Cursor cursor{head_, cursors_};
+   cursors_ = &cursor;
+   CursorGuard guard{this, &cursor};
+   while (NotifieeBase* n = cursor.next) {
+      cursor.next = n->next_;
+      f(static_cast<N&>(*n));
+   }
+}
+
+} // namespace Vex

@@ -1,0 +1,278 @@
+#include "Vex/CollectionNode.h"
+#include "Vex/HashMap.h"
+#include "Vex/HashMap2018.h"
+#include "Vex/RbTreeMap.h"
+#include "Vex/String.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <random>
+#include <set>
+#include <vector>
+
+namespace {
+
+// A member that counts its destruction.
+template <class Link>
+struct Item : Vex::PtrInterface, Link {
+   Item(std::uint32_t k, int* destroyed = nullptr) : key(k), destroyed(destroyed) {}
+   ~Item() override {
+      if (destroyed) ++*destroyed;
+   }
+   std::uint32_t const& fwkKey() const noexcept { return key; }
+   std::uint32_t key;
+   int* destroyed;
+};
+
+struct TreeKind {
+   using Link = Vex::RbTreeLink;
+   template <class N>
+   using Map = Vex::RbTreeMap<N, std::uint32_t>;
+};
+struct Hash2018Kind {
+   using Link = Vex::HashLink;
+   template <class N>
+   using Map = Vex::HashMap2018<N, std::uint32_t>;
+};
+struct HashKind {
+   using Link = Vex::HashLink;
+   template <class N>
+   using Map = Vex::HashMap<N, std::uint32_t>;
+};
+
+template <class K>
+class Collection : public ::testing::Test {
+ protected:
+   using Node = Item<typename K::Link>;
+   using Map = typename K::template Map<Node>;
+
+   static std::vector<std::uint32_t> keys(Map const& m) {
+      std::vector<std::uint32_t> out;
+      for (auto i = m.iterator(); i; ++i) out.push_back(i.key());
+      return out;
+   }
+};
+using Kinds = ::testing::Types<TreeKind, Hash2018Kind, HashKind>;
+TYPED_TEST_SUITE(Collection, Kinds);
+
+} // namespace
+
+TYPED_TEST(Collection, InsertFindAndEraseHandReferencesOver) {
+   using Node = typename TestFixture::Node;
+   typename TestFixture::Map m;
+   int destroyed = 0;
+   EXPECT_EQ(m.find(5), nullptr);
+   EXPECT_TRUE(m.erase(std::uint32_t(5)) == nullptr);
+
+   Vex::Ptr<Node> five = new Node(5, &destroyed);
+   auto [at, inserted] = m.insert(five);
+   EXPECT_TRUE(inserted);
+   EXPECT_EQ(at, five.get());
+   EXPECT_EQ(five->refCount(), 2u) << "the map holds one reference";
+
+   Vex::Ptr<Node> again = new Node(5, &destroyed);
+   auto [existing, second] = m.insert(again);
+   EXPECT_FALSE(second);
+   EXPECT_EQ(existing, five.get());
+   EXPECT_EQ(m.size(), 1u);
+   again = nullptr;
+   EXPECT_EQ(destroyed, 1);
+
+   for (std::uint32_t k : {9u, 1u, 0xffffffffu, 0u, 0x80000000u}) m.insert(new Node(k, &destroyed));
+   EXPECT_EQ(m.size(), 6u);
+   EXPECT_TRUE(m.has(0xffffffffu));
+   EXPECT_TRUE(m.verify());
+
+   auto removed = m.erase(std::uint32_t(9));
+   ASSERT_TRUE(removed);
+   EXPECT_EQ(removed->key, 9u);
+   EXPECT_FALSE(m.has(9));
+   EXPECT_EQ(removed->refCount(), 1u);
+   EXPECT_EQ(destroyed, 1) << "the caller's pointer keeps the removed member";
+   removed = nullptr;
+   EXPECT_EQ(destroyed, 2);
+
+   m.erase(five.get());
+   EXPECT_EQ(five->refCount(), 1u);
+   m.clear();
+   EXPECT_TRUE(m.empty());
+   EXPECT_EQ(destroyed, 6) << "clear releases every member";
+   EXPECT_TRUE(m.verify());
+}
+
+TYPED_TEST(Collection, IteratorSurvivesDeletionOfItsOwnAndOtherMembers) {
+   using Node = typename TestFixture::Node;
+   typename TestFixture::Map m;
+   for (std::uint32_t k = 0; k < 100; ++k) m.insert(new Node(k * 7919));
+   auto const all = TestFixture::keys(m);
+   ASSERT_EQ(all.size(), 100u);
+
+   // Deleting the member the iterator stands on, as a delete-all does.
+   std::vector<std::uint32_t> seen;
+   for (auto i = m.iterator(); i; ++i) {
+      seen.push_back(i.key());
+      m.erase(i.ptr());
+   }
+   EXPECT_EQ(seen, all);
+   EXPECT_TRUE(m.empty());
+
+   // Deleting the member after the current one skips it, and only it.
+   for (std::uint32_t k : all) m.insert(new Node(k));
+   seen.clear();
+   for (auto i = m.iterator(); i; ++i) {
+      seen.push_back(i.key());
+      if (auto n = m.next(i.ptr())) m.erase(n);
+   }
+   std::vector<std::uint32_t> everyOther;
+   for (std::size_t j = 0; j < all.size(); j += 2) everyOther.push_back(all[j]);
+   EXPECT_EQ(seen, everyOther);
+   EXPECT_TRUE(m.verify());
+}
+
+TYPED_TEST(Collection, IteratorNeverRepeatsAMemberWhileTheMapGrows) {
+   using Node = typename TestFixture::Node;
+   typename TestFixture::Map m;
+   for (std::uint32_t k = 0; k < 16; ++k) m.insert(new Node(k));
+   std::set<std::uint32_t> seen;
+   std::uint32_t next = 1000;
+   for (auto i = m.iterator(); i; ++i) {
+      EXPECT_TRUE(seen.insert(i.key()).second) << "visited twice: " << i.key();
+      // Forces rehashing; the new members may come before or after the
+      // iterator, so their number is bounded.
+      for (int j = 0; j < 8 && next < 1200; ++j) m.insert(new Node(next++));
+   }
+   for (std::uint32_t k = 0; k < 16; ++k) EXPECT_TRUE(seen.count(k)) << k;
+   EXPECT_TRUE(m.verify());
+}
+
+TYPED_TEST(Collection, MatchesAStandardSetUnderRandomChanges) {
+   using Node = typename TestFixture::Node;
+   typename TestFixture::Map m;
+   std::set<std::uint32_t> model;
+   std::mt19937 rng(7);
+   for (int step = 0; step < 20000; ++step) {
+      std::uint32_t k = rng() % 512;
+      if (rng() % 3) {
+         EXPECT_EQ(m.insert(new Node(k)).second, model.insert(k).second);
+      } else {
+         EXPECT_EQ(static_cast<bool>(m.erase(k)), model.erase(k) == 1);
+      }
+      if (step % 997 == 0) {
+         ASSERT_TRUE(m.verify()) << "step " << step;
+      }
+   }
+   EXPECT_EQ(m.size(), model.size());
+   auto keys = TestFixture::keys(m);
+   std::sort(keys.begin(), keys.end());
+   EXPECT_EQ(keys, std::vector<std::uint32_t>(model.begin(), model.end()));
+   std::size_t counted = 0;
+   for (auto const& node : m) counted += model.count(node.key);
+   EXPECT_EQ(counted, model.size());
+}
+
+TYPED_TEST(Collection, IterationOrderDependsOnlyOnTheMembers) {
+   using Node = typename TestFixture::Node;
+   std::vector<std::uint32_t> ks;
+   for (std::uint32_t k = 0; k < 300; ++k) ks.push_back(k * 2654435761u);
+   typename TestFixture::Map forward, shuffled;
+   for (auto k : ks) forward.insert(new Node(k));
+   // A different history: many extra members come and go first.
+   for (std::uint32_t k = 0; k < 5000; ++k) shuffled.insert(new Node(k + 1));
+   std::shuffle(ks.begin(), ks.end(), std::mt19937(3));
+   for (auto k : ks) shuffled.insert(new Node(k));
+   for (std::uint32_t k = 0; k < 5000; ++k) {
+      if (std::find(ks.begin(), ks.end(), k + 1) == ks.end()) shuffled.erase(k + 1);
+   }
+   EXPECT_EQ(TestFixture::keys(forward), TestFixture::keys(shuffled));
+}
+
+TEST(RbTreeMap, IteratesInAscendingKeyOrderFromAnyKey) {
+   using Node = Item<Vex::RbTreeLink>;
+   Vex::RbTreeMap<Node, std::uint32_t> m;
+   for (std::uint32_t k : {30u, 10u, 20u, 40u}) m.insert(new Node(k));
+   std::vector<std::uint32_t> from15;
+   for (auto i = m.iterator(15); i; ++i) from15.push_back(i.key());
+   EXPECT_EQ(from15, (std::vector<std::uint32_t>{20, 30, 40}));
+   EXPECT_EQ(m.first()->key, 10u);
+   EXPECT_EQ(m.last()->key, 40u);
+   EXPECT_EQ(m.upperBound(40), nullptr);
+   EXPECT_EQ(m.lowerBound(40)->key, 40u);
+   EXPECT_EQ(decltype(m)::prev(m.find(20))->key, 10u);
+}
+
+TEST(HashMap, OrdersMembersByTheirBitReversedKey) {
+   using Node = Item<Vex::HashLink>;
+   Vex::HashMap<Node, std::uint32_t> m;
+   for (std::uint32_t k : {0u, 1u, 2u, 3u, 4u, 0x00ffffffu}) m.insert(new Node(k));
+   std::vector<std::uint32_t> order;
+   for (auto const& n : m) order.push_back(n.key);
+   // Reversed: 0 -> 0, 4 -> 0x20000000, 2 -> 0x40000000, 1 -> 0x80000000, ...
+   EXPECT_EQ(order, (std::vector<std::uint32_t>{0, 4, 2, 1, 3, 0x00ffffffu}));
+}
+
+namespace {
+struct Range {
+   std::uint32_t lo, hi;
+   std::uint32_t hash() const {
+      Vex::HashAccumulator h;
+      h.mixU32(lo);
+      h.mixU32(hi);
+      return h.result();
+   }
+   bool operator==(Range const&) const = default;
+   bool operator<(Range const& o) const { return lo < o.lo || (lo == o.lo && hi < o.hi); }
+};
+struct Qual {
+   std::int32_t af;
+   Vex::String text;
+   bool operator==(Qual const&) const = default;
+};
+struct AfOf {
+   std::int32_t operator()(Qual const& q) const { return q.af; }
+};
+using RangeNode = Vex::MapNode<Range, bool, Vex::HashLink>;
+using RangeSet = Vex::HashMap2018<RangeNode, Range, bool>;
+using QualNode = Vex::InternalKeyNode<std::int32_t, Qual, AfOf, Vex::HashLink>;
+} // namespace
+
+TEST(HashMap2018, ValueCollectionsCopyCompareAndSwap) {
+   RangeSet a;
+   a.insert(new RangeNode({80, 80}, true));
+   a.insert(new RangeNode({1000, 2000}, false));
+   RangeSet b = a;
+   EXPECT_TRUE(a == b);
+   EXPECT_NE(a.first(), b.first()) << "a copy holds copies of the nodes";
+   b.find({80, 80})->valueIs(false);
+   EXPECT_FALSE(a == b);
+   EXPECT_TRUE(a.find({80, 80})->value());
+
+   // Same members inserted the other way round compare equal positionally.
+   RangeSet c;
+   c.insert(new RangeNode({1000, 2000}, false));
+   c.insert(new RangeNode({80, 80}, true));
+   EXPECT_TRUE(a == c);
+
+   RangeSet moved = std::move(c);
+   EXPECT_TRUE(c.empty());
+   EXPECT_EQ(moved.size(), 2u);
+   c = moved;
+   EXPECT_TRUE(c == moved);
+
+   using Set = Vex::HashMap2018<Vex::SetNode<Vex::String, Vex::HashLink>, Vex::String, void>;
+   Set intfs;
+   intfs.insert(new Vex::SetNode<Vex::String, Vex::HashLink>("Ethernet1"));
+   EXPECT_TRUE(intfs.has("Ethernet1"));
+   EXPECT_FALSE(intfs.has("Ethernet2"));
+}
+
+TEST(HashMap2018DeathTest, AnInternalKeyNodeKeepsItsKey) {
+   Vex::HashMap2018<QualNode, std::int32_t, Qual> quals;
+   quals.insert(new QualNode({2, "no flow label"}));
+   QualNode* n = quals.find(2);
+   ASSERT_NE(n, nullptr);
+   n->valueIs({2, "still ipv6"});
+   EXPECT_EQ(n->value().text, "still ipv6");
+   EXPECT_DEATH(n->valueIs({1, "ipv4"}), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+}
