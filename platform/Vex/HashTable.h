@@ -15,11 +15,11 @@
 #pragma once
 
 #include "Vex/Assert.h"
+#include "Vex/CollectionIterator.h"
 #include "Vex/Ptr.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <iterator>
 #include <memory>
 #include <utility>
 
@@ -205,63 +205,12 @@ class HashTable {
 
    /// The iterator that survives changes of the table: when the table changed
    /// since it last moved, ++ continues from its member's place in the order.
-   class Iterator {
-    public:
-      Iterator() noexcept = default;
-      explicit operator bool() const noexcept { return static_cast<bool>(cur_); }
-      Iterator& operator++() {
-         if (!cur_) return *this;
-         if (table_->version() == version_) {
-            cur_ = table_->next(cur_.get());
-         } else {
-            cur_ = table_->upperBound(cur_->fwkKey());
-         }
-         version_ = table_->version();
-         return *this;
-      }
-      Key const& key() const noexcept { return cur_->fwkKey(); }
-      Node* ptr() const noexcept { return cur_.get(); }
-      Node* operator->() const noexcept { return cur_.get(); }
-      Node& operator*() const noexcept { return *cur_; }
-
-    private:
-      friend class HashTable;
-      Iterator(HashTable const* t, Node* at) noexcept
-          : table_(t), cur_(at), version_(t->version()) {}
-      HashTable const* table_ = nullptr;
-      Ptr<Node> cur_;
-      std::uint64_t version_ = 0;
-   };
+   using Iterator = Internal::SafeIterator<HashTable, Node, Key>;
    Iterator iterator() const noexcept { return Iterator(this, first()); }
 
    /// A plain forward iterator for range-for; deleting the member it stands
    /// on, or inserting anything, invalidates it.
-   class const_iterator {
-    public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = Node;
-      using difference_type = std::ptrdiff_t;
-      using pointer = Node*;
-      using reference = Node&;
-      const_iterator() noexcept = default;
-      const_iterator(HashTable const* t, Node* n) noexcept : t_(t), n_(n) {}
-      Node& operator*() const noexcept { return *n_; }
-      Node* operator->() const noexcept { return n_; }
-      const_iterator& operator++() noexcept {
-         n_ = t_->next(n_);
-         return *this;
-      }
-      const_iterator operator++(int) noexcept {
-         auto r = *this;
-         ++*this;
-         return r;
-      }
-      bool operator==(const_iterator const& o) const noexcept { return n_ == o.n_; }
-
-    private:
-      HashTable const* t_ = nullptr;
-      Node* n_ = nullptr;
-   };
+   using const_iterator = Internal::PlainIterator<HashTable, Node>;
    const_iterator begin() const noexcept { return const_iterator(this, first()); }
    const_iterator end() const noexcept { return const_iterator(this, nullptr); }
 

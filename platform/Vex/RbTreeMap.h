@@ -29,12 +29,12 @@
 #pragma once
 
 #include "Vex/Assert.h"
+#include "Vex/CollectionIterator.h"
 #include "Vex/Ptr.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <iterator>
 #include <type_traits>
 #include <utility>
 
@@ -272,33 +272,7 @@ class RbTreeMap {
    }
 
    /// The iterator that survives changes of the map (see the file comment).
-   class Iterator {
-    public:
-      Iterator() noexcept = default;
-      explicit operator bool() const noexcept { return static_cast<bool>(cur_); }
-      Iterator& operator++() {
-         if (!cur_) return *this;
-         if (map_->version() == version_ && cur_->rbTreeMember()) {
-            cur_ = next(cur_.get());
-         } else {
-            cur_ = map_->upperBound(cur_->fwkKey());
-         }
-         version_ = map_->version();
-         return *this;
-      }
-      Key const& key() const noexcept { return cur_->fwkKey(); }
-      Node* ptr() const noexcept { return cur_.get(); }
-      Node* operator->() const noexcept { return cur_.get(); }
-      Node& operator*() const noexcept { return *cur_; }
-
-    private:
-      friend class RbTreeMap;
-      Iterator(RbTreeMap const* map, Node* at) noexcept
-          : map_(map), cur_(at), version_(map->version()) {}
-      RbTreeMap const* map_ = nullptr;
-      Ptr<Node> cur_;
-      std::uint64_t version_ = 0;
-   };
+   using Iterator = Internal::SafeIterator<RbTreeMap, Node, Key>;
    /// An iterator at the smallest key.
    Iterator iterator() const noexcept { return Iterator(this, first()); }
    /// An iterator at the first key not less than `key`.
@@ -306,33 +280,9 @@ class RbTreeMap {
 
    /// A plain forward iterator over the members, for range-for. Deleting the
    /// member it stands on invalidates it.
-   class const_iterator {
-    public:
-      using iterator_category = std::forward_iterator_tag;
-      using value_type = Node;
-      using difference_type = std::ptrdiff_t;
-      using pointer = Node*;
-      using reference = Node&;
-      const_iterator() noexcept = default;
-      explicit const_iterator(Node* n) noexcept : n_(n) {}
-      Node& operator*() const noexcept { return *n_; }
-      Node* operator->() const noexcept { return n_; }
-      const_iterator& operator++() noexcept {
-         n_ = next(n_);
-         return *this;
-      }
-      const_iterator operator++(int) noexcept {
-         auto r = *this;
-         ++*this;
-         return r;
-      }
-      bool operator==(const_iterator const&) const noexcept = default;
-
-    private:
-      Node* n_ = nullptr;
-   };
-   const_iterator begin() const noexcept { return const_iterator(first()); }
-   const_iterator end() const noexcept { return const_iterator(); }
+   using const_iterator = Internal::PlainIterator<RbTreeMap, Node>;
+   const_iterator begin() const noexcept { return const_iterator(this, first()); }
+   const_iterator end() const noexcept { return const_iterator(this, nullptr); }
 
    /// Checks the tree's invariants (for tests): ordering and red-black rules.
    bool verify() const {
