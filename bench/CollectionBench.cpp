@@ -3,7 +3,8 @@
 // members: insert (including node allocation), find (every key once, hits),
 // the ordered or hashed walk of all members, and erase of every member.
 //
-// Run:  cmake --build --preset bench && build/dev/bench/vex_bench
+// Run:  cmake --build --preset bench &&
+//       build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
 #include "Vex/HashMap2018.h"
 #include "Vex/RbTreeMap.h"
 
@@ -68,16 +69,16 @@ struct HashNode : Vex::PtrInterface, Vex::HashLink {
    Key40 key;
    std::uint64_t value;
 };
-using Tree = Vex::RbTreeMap<TreeNode, Key40>;
-using Hash = Vex::HashMap2018<HashNode, Key40>;
+using RbTreeMap = Vex::RbTreeMap<TreeNode, Key40>;
+using HashMap2018 = Vex::HashMap2018<HashNode, Key40>;
 using StdMap = std::map<Key40, std::uint64_t>;
-using StdHash = std::unordered_map<Key40, std::uint64_t, Key40Hash>;
+using StdUnorderedMap = std::unordered_map<Key40, std::uint64_t, Key40Hash>;
 
 template <class M>
 void put(M& m, Key40 const& k, std::uint64_t v) {
-   if constexpr (std::is_same_v<M, Tree>) {
+   if constexpr (std::is_same_v<M, RbTreeMap>) {
       m.insert(new TreeNode(k, v));
-   } else if constexpr (std::is_same_v<M, Hash>) {
+   } else if constexpr (std::is_same_v<M, HashMap2018>) {
       m.insert(new HashNode(k, v));
    } else {
       m.emplace(k, v);
@@ -86,7 +87,7 @@ void put(M& m, Key40 const& k, std::uint64_t v) {
 
 template <class M>
 std::uint64_t get(M const& m, Key40 const& k) {
-   if constexpr (std::is_same_v<M, Tree> || std::is_same_v<M, Hash>) {
+   if constexpr (std::is_same_v<M, RbTreeMap> || std::is_same_v<M, HashMap2018>) {
       auto n = m.find(k);
       return n ? n->value : 0;
    } else {
@@ -137,7 +138,7 @@ void BM_Walk(benchmark::State& state) {
    fill(m, ks);
    for (auto _ : state) {
       std::uint64_t sum = 0;
-      if constexpr (std::is_same_v<M, Tree> || std::is_same_v<M, Hash>) {
+      if constexpr (std::is_same_v<M, RbTreeMap> || std::is_same_v<M, HashMap2018>) {
          for (auto const& n : m) sum += n.value;
       } else {
          for (auto const& [k, v] : m) sum += v;
@@ -165,20 +166,20 @@ void BM_Erase(benchmark::State& state) {
 
 #define SIZES Arg(1000)->Arg(100000)->Arg(1000000)->Unit(benchmark::kMillisecond)
 BENCHMARK_TEMPLATE(BM_Insert, StdMap)->SIZES;
-BENCHMARK_TEMPLATE(BM_Insert, Tree)->SIZES;
+BENCHMARK_TEMPLATE(BM_Insert, RbTreeMap)->SIZES;
 BENCHMARK_TEMPLATE(BM_Find, StdMap)->SIZES;
-BENCHMARK_TEMPLATE(BM_Find, Tree)->SIZES;
+BENCHMARK_TEMPLATE(BM_Find, RbTreeMap)->SIZES;
 BENCHMARK_TEMPLATE(BM_Walk, StdMap)->SIZES;
-BENCHMARK_TEMPLATE(BM_Walk, Tree)->SIZES;
+BENCHMARK_TEMPLATE(BM_Walk, RbTreeMap)->SIZES;
 BENCHMARK_TEMPLATE(BM_Erase, StdMap)->SIZES;
-BENCHMARK_TEMPLATE(BM_Erase, Tree)->SIZES;
-BENCHMARK_TEMPLATE(BM_Insert, StdHash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Insert, Hash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Find, StdHash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Find, Hash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Walk, StdHash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Walk, Hash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Erase, StdHash)->SIZES;
-BENCHMARK_TEMPLATE(BM_Erase, Hash)->SIZES;
+BENCHMARK_TEMPLATE(BM_Erase, RbTreeMap)->SIZES;
+BENCHMARK_TEMPLATE(BM_Insert, StdUnorderedMap)->SIZES;
+BENCHMARK_TEMPLATE(BM_Insert, HashMap2018)->SIZES;
+BENCHMARK_TEMPLATE(BM_Find, StdUnorderedMap)->SIZES;
+BENCHMARK_TEMPLATE(BM_Find, HashMap2018)->SIZES;
+BENCHMARK_TEMPLATE(BM_Walk, StdUnorderedMap)->SIZES;
+BENCHMARK_TEMPLATE(BM_Walk, HashMap2018)->SIZES;
+BENCHMARK_TEMPLATE(BM_Erase, StdUnorderedMap)->SIZES;
+BENCHMARK_TEMPLATE(BM_Erase, HashMap2018)->SIZES;
 
 } // namespace
