@@ -38,6 +38,12 @@ class SafeIterator {
       return *this;
    }
    Key const& key() const noexcept { return cur_->fwkKey(); }
+   /// The value of a value collection's member.
+   decltype(auto) value() const noexcept
+      requires requires(Node const& n) { n.value(); }
+   {
+      return cur_->value();
+   }
    Node* ptr() const noexcept { return cur_.get(); }
    Node* operator->() const noexcept { return cur_.get(); }
    Node& operator*() const noexcept { return *cur_; }

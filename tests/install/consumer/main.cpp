@@ -1,23 +1,22 @@
-// An outside program using the installed platform libraries.
-#include "Ipkit/IpGenPrefix.h"
+// An outside program using the installed libraries.
+#include "Flowspec/FlowspecStatedb.h"
 #include "Kiln/DumpContext.h"
-#include "Kiln/UniqueId.h"
 #include "Pbr/ResolvedNexthopInfo.h"
-#include "Vex/HashMap2018.h"
-#include "Vex/RbTreeMap.h"
 #include "Vrf/VrfIdMap.h"
 
 #include <cstdio>
 
 int main() {
-   Ipkit::IpGenPrefix p(Vex::String("10.1.2.3/8"));
+   Flowspec::MatchComponent c(Flowspec::MatchCompType::destPrefix);
+   c.prefixIs(Ipkit::IpGenPrefix(Vex::String("10.1.2.3/8")));
    Kiln::DumpContext ctx;
-   Kiln::objDumpPrintf(ctx, "%s %s", p.stringValue().c_str(),
-                       Kiln::UniqueId::fresh().isUnset() ? "unset" : "fresh");
+   c.dumpState(ctx, 0);
    Vrf::VrfIdMap vrfs;
    Pbr::ResolvedNexthopInfo info(Pbr::NexthopSet(0, false, false, "default", 0));
-   bool ok = ctx.text() == "10.0.0.0/8 fresh" && vrfs.vrfIdIs("red") == 1 &&
-             info.viaActiveSize() == 0;
+   bool ok = ctx.text() == "compType is 1, prefix is 10.0.0.0/8\nnumericalRanges #0\n"
+                           "ipBitMasks #0\ntcpBitMasks #0\n" &&
+             Vex::enumTypeByName("Flowspec::MatchCompType") != nullptr &&
+             vrfs.vrfIdIs("red") == 1 && info.viaActiveSize() == 0;
    std::puts(ok ? "ok" : "unexpected");
    return ok ? 0 : 1;
 }

@@ -3,6 +3,7 @@
 #include "Vex/HashMap2018.h"
 #include "Vex/RbTreeMap.h"
 #include "Vex/String.h"
+#include "Vex/ValueMap.h"
 
 #include <gtest/gtest.h>
 
@@ -275,4 +276,25 @@ TEST(HashMap2018DeathTest, AnInternalKeyNodeKeepsItsKey) {
    n->valueIs({2, "still ipv6"});
    EXPECT_EQ(n->value().text, "still ipv6");
    EXPECT_DEATH(n->valueIs({1, "ipv4"}), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+}
+
+TEST(HashValueMap, ReportsChangesAndHandsBackRemovedValues) {
+   Vex::HashValueMap<std::uint32_t, Vex::String> m;
+   EXPECT_TRUE(m.is(3, "three"));
+   EXPECT_FALSE(m.is(3, "three")) << "an equal value changes nothing";
+   EXPECT_TRUE(m.is(3, "drei"));
+   EXPECT_EQ(m.get(3), "drei");
+   EXPECT_EQ(m.get(4), "") << "absent: a default value";
+   EXPECT_EQ(m.del(4), "");
+   EXPECT_EQ(m.del(3), "drei");
+   EXPECT_TRUE(m.empty());
+
+   Vex::HashValueMap<std::uint32_t, Vex::String> a, b;
+   for (std::uint32_t k = 0; k < 50; ++k) a.is(k, std::to_string(k));
+   for (std::uint32_t k = 50; k-- > 0;) b.is(k, std::to_string(k));
+   EXPECT_TRUE(a == b);
+   auto c = a;
+   c.is(7, "seven");
+   EXPECT_FALSE(a == c);
+   EXPECT_EQ(a.get(7), "7");
 }

@@ -1,0 +1,48 @@
+#include "Flowspec/values/FlowspecUtil.h"
+
+#include "Vex/Assert.h"
+
+namespace Flowspec {
+
+namespace {
+// Indexed by the MatchCompType number.
+char const* const compTypeLabels[numComponentTypes] = {
+   "INVALID", "", "", "IP", "P", "DP", "SP", "IT", "IC", "TCP", "LEN", "DSCP", "FRAG", "FL",
+};
+char const* const compTypeDetailLabels[numComponentTypes] = {
+   "INVALID",   "Destination Prefix", "Source Prefix", "IP Protocol",   "Port",
+   "Destination Port", "Source Port", "ICMP Type",     "ICMP Code",     "TCP Flags",
+   "Packet Length",    "DSCP",        "Fragment Flags", "Flow Label",
+};
+
+Vex::String labelAt(char const* const* table, MatchCompType compType) {
+   VEX_ASSERT_TEXT(static_cast<std::uint32_t>(compType) < numComponentTypes,
+                   "compType < numComponentTypes");
+   char const* text = table[static_cast<std::uint32_t>(compType)];
+   return text ? text : "";
+}
+} // namespace
+
+Vex::String FlowspecUtil::compTypeToLabel(MatchCompType compType) const {
+   return labelAt(compTypeLabels, compType);
+}
+
+Vex::String FlowspecUtil::compTypeToDetailLabel(MatchCompType compType) const {
+   return labelAt(compTypeDetailLabels, compType);
+}
+
+Vex::String FlowspecUtil::statusCodeToStrep(HwRuleProgrammingStatus status) const {
+   switch (status) {
+   case HwRuleProgrammingStatus::unprocessed: return "Not processed";
+   case HwRuleProgrammingStatus::programmed: return "Programmed";
+   case HwRuleProgrammingStatus::programmedWithFailures: return "Programmed with some failures";
+   case HwRuleProgrammingStatus::unsupportedMatch: return "Unsupported Match";
+   case HwRuleProgrammingStatus::unsupportedTcamProfile: return "Unsupported TCAM Profile";
+   case HwRuleProgrammingStatus::unsupportedAction: return "Unsupported Action";
+   case HwRuleProgrammingStatus::resourceExhausted: return "Resource Exhausted";
+   }
+   VEX_ASSERT_TEXT(false, "false && \"Unexpected status code\"");
+   return "";
+}
+
+} // namespace Flowspec

@@ -1,0 +1,39 @@
+// Flowspec/values/HwRuleProgrammingStatus.h: the outcome of programming one
+// rule into the forwarding hardware, reported per rule. `unprocessed` is the
+// default. Registered with the framework as "Flowspec::HwRuleProgrammingStatus";
+// FlowspecUtil::statusCodeToStrep gives the command-line text of each.
+#pragma once
+
+#include "Vex/Enum.h"
+#include "Vex/String.h"
+
+#include <cstdint>
+#include <iosfwd>
+
+namespace Flowspec {
+
+enum class HwRuleProgrammingStatus : std::uint32_t {
+   unprocessed = 0,
+   programmed = 1,
+   programmedWithFailures = 2,
+   unsupportedMatch = 3,
+   unsupportedTcamProfile = 4,
+   unsupportedAction = 5,
+   resourceExhausted = 6,
+};
+
+/// The registered enumeration "Flowspec::HwRuleProgrammingStatus".
+Vex::EnumType const& vexEnumType(HwRuleProgrammingStatus);
+
+/// The status numbered `value`, or named `name`; raises Vex::Exception for
+/// anything else.
+HwRuleProgrammingStatus HwRuleProgrammingStatusInstance(unsigned int value);
+HwRuleProgrammingStatus HwRuleProgrammingStatusInstance(Vex::String const& name);
+/// The enumerator name ("programmedWithFailures"); the decimal number for a
+/// value outside the enumeration.
+Vex::String stringValue(HwRuleProgrammingStatus s);
+inline std::ostream& operator<<(std::ostream& os, HwRuleProgrammingStatus s) {
+   return Vex::writeEnum(os, s);
+}
+
+} // namespace Flowspec

@@ -1,0 +1,45 @@
+// Flowspec/values/IntfErrorKey.h: the key of a per-interface error in a
+// VRF's status: an interface and an address family.
+//
+//   IntfErrorKey k(Ipkit::IntfId(Vex::String("Ethernet1")), Ipkit::ipv4);
+//   k.toStrep();   // "Ethernet1,ipv4"
+#pragma once
+
+#include "Ipkit/AddressFamily.h"
+#include "Ipkit/IntfId.h"
+
+#include <cstdint>
+
+namespace Flowspec {
+
+class IntfErrorKey {
+ public:
+   IntfErrorKey() = default;
+   IntfErrorKey(Ipkit::IntfId const& intfId, Ipkit::AddressFamily addressFamily)
+       : intfId_(intfId), addressFamily_(addressFamily) {}
+
+   Ipkit::IntfId const& intfId() const noexcept { return intfId_; }
+   Ipkit::AddressFamily addressFamily() const noexcept { return addressFamily_; }
+   void intfIdIs(Ipkit::IntfId const& i) { intfId_ = i; }
+   void addressFamilyIs(Ipkit::AddressFamily af) noexcept { addressFamily_ = af; }
+
+   /// Mixes the interface id's hash, then the address family.
+   std::uint32_t hash() const noexcept;
+   /// "<interface>,<address family>", each in its text form.
+   Vex::String toStrep() const;
+
+   friend bool operator==(IntfErrorKey const&, IntfErrorKey const&) = default;
+   /// By interface id; on the same interface by address family (signed).
+   friend bool operator<(IntfErrorKey const& a, IntfErrorKey const& b) noexcept {
+      if (a.intfId_ == b.intfId_) return a.addressFamily_ < b.addressFamily_;
+      return a.intfId_ < b.intfId_;
+   }
+   /// True for the empty interface id with address family 0.
+   bool operator!() const noexcept { return *this == IntfErrorKey(); }
+
+ private:
+   Ipkit::IntfId intfId_;
+   Ipkit::AddressFamily addressFamily_ = Ipkit::ipunknown;
+};
+
+} // namespace Flowspec

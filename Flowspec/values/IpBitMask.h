@@ -1,0 +1,66 @@
+// Flowspec/values/IpBitMask.h: the match value of a fragment component.
+//
+// The bits are those of the RFC 8955 fragment component, named by
+// IpBitMask::IpBit (registered as "Flowspec::IpBitMask::IpBit"):
+//
+//   | bit | IpBit         | command-line name |
+//   |-----|---------------|-------------------|
+//   | 0   | dontFragment  | DF                |
+//   | 1   | isFragment    | is-fragment       |
+//   | 2   | firstFragment | first-fragment    |
+//   | 3   | lastFragment  | last-fragment     |
+//
+//   IpBitMask m(0x2, 0x2);     // is a fragment
+//   m.toStrepCli();            // "is-fragment:1"
+//   m.isValid();               // true
+#pragma once
+
+#include "Flowspec/values/BitMask.h"
+#include "Vex/Enum.h"
+
+#include <array>
+#include <cstdint>
+#include <iosfwd>
+
+namespace Flowspec {
+
+class IpBitMask : public BitMask<IpBitMask> {
+ public:
+   enum class IpBit : std::uint32_t {
+      dontFragment = 0,
+      isFragment = 1,
+      firstFragment = 2,
+      lastFragment = 3,
+   };
+
+   static constexpr std::uint32_t lastBit = 3;
+   static constexpr std::uint16_t maskForAllBits = 0xf;
+   /// The bits supported for matching: only isFragment. Offered to users; no
+   /// operation of the library tests a mask against it.
+   static constexpr std::uint16_t supportedIpBits = 0x2;
+   static constexpr std::array<char const*, 4> bitNames = {"DF", "is-fragment",
+                                                           "first-fragment", "last-fragment"};
+
+   using BitMask::BitMask;
+
+   /// Whether a packet can match: the mask examines some bit; a packet that
+   /// must not be a fragment (isFragment required clear) cannot be a first
+   /// or last fragment; and no fragment is both first and last. dontFragment
+   /// and bits above lastFragment play no part.
+   bool isValid() const noexcept;
+
+   /// The bit numbered `value`, or named `name`; raises Vex::Exception for
+   /// anything else.
+   static IpBit IpBitInstance(unsigned int value);
+   static IpBit IpBitInstance(Vex::String const& name);
+};
+
+/// The registered enumeration "Flowspec::IpBitMask::IpBit".
+Vex::EnumType const& vexEnumType(IpBitMask::IpBit);
+/// The enumerator name ("isFragment"); the number for another value.
+Vex::String stringValue(IpBitMask::IpBit b);
+inline std::ostream& operator<<(std::ostream& os, IpBitMask::IpBit b) {
+   return Vex::writeEnum(os, b);
+}
+
+} // namespace Flowspec

@@ -1,0 +1,32 @@
+// Flowspec/values/IpVersion.h: for which address families something is
+// enabled (flowspec on an interface, for example). Highest value 0x3.
+#pragma once
+
+#include "Flowspec/values/FlagSet.h"
+
+#include <array>
+
+namespace Flowspec {
+
+class IpVersion : public FlagSet<IpVersion> {
+ public:
+   static constexpr std::uint32_t maxValue = 0x3;
+   static constexpr char const* rangeMessage = "IpVersion::value > 0x3 not allowed";
+   static constexpr std::array<char const*, 2> flagNames = {"ipv4", "ipv6"};
+
+   constexpr IpVersion() noexcept = default;
+
+   constexpr bool ipv4() const noexcept { return flag(0); }
+   constexpr void ipv4Is(bool on) noexcept { flagIs(0, on); }
+   constexpr bool ipv6() const noexcept { return flag(1); }
+   constexpr void ipv6Is(bool on) noexcept { flagIs(1, on); }
+
+   static IpVersion const ipv4_;
+   static IpVersion const ipv6_;
+
+};
+
+inline constexpr IpVersion IpVersion::ipv4_ = withValue(1);
+inline constexpr IpVersion IpVersion::ipv6_ = withValue(2);
+
+} // namespace Flowspec

@@ -1,0 +1,34 @@
+#include "Flowspec/values/TcpBitMask.h"
+
+namespace Flowspec {
+
+Vex::EnumType const& vexEnumType(TcpBitMask::TcpBit) {
+   static Vex::EnumType const type("Flowspec::TcpBitMask::TcpBit",
+                                   {{"tcpFin", 0},
+                                    {"tcpSyn", 1},
+                                    {"tcpRst", 2},
+                                    {"tcpPsh", 3},
+                                    {"tcpAck", 4},
+                                    {"tcpUrg", 5},
+                                    {"tcpEce", 6},
+                                    {"tcpCwr", 7},
+                                    {"tcpNs", 8}});
+   return type;
+}
+
+namespace {
+// Registers the enumeration when the library is loaded.
+[[maybe_unused]] Vex::EnumType const& registered = vexEnumType(TcpBitMask::TcpBit{});
+} // namespace
+
+TcpBitMask::TcpBit TcpBitMask::TcpBitInstance(unsigned int value) {
+   return Vex::enumInstance<TcpBit>(value);
+}
+
+TcpBitMask::TcpBit TcpBitMask::TcpBitInstance(Vex::String const& name) {
+   return Vex::enumInstance<TcpBit>(name.view());
+}
+
+Vex::String stringValue(TcpBitMask::TcpBit b) { return Vex::enumName(b); }
+
+} // namespace Flowspec

@@ -1,0 +1,70 @@
+// Flowspec/values/TcpBitMask.h: the match value of a TCP-flags component.
+//
+// The bits are the TCP header flags counted from the least significant bit,
+// named by TcpBitMask::TcpBit (registered as "Flowspec::TcpBitMask::TcpBit"):
+//
+//   | bit | TcpBit | name |   | bit | TcpBit | name |
+//   |-----|--------|------|---|-----|--------|------|
+//   | 0   | tcpFin | FIN  |   | 5   | tcpUrg | URG  |
+//   | 1   | tcpSyn | SYN  |   | 6   | tcpEce | ECE  |
+//   | 2   | tcpRst | RST  |   | 7   | tcpCwr | CWR  |
+//   | 3   | tcpPsh | PSH  |   | 8   | tcpNs  | NS   |
+//   | 4   | tcpAck | ACK  |
+//
+// A TCP mask is valid exactly when its mask is non-zero: no combination of
+// flags is refused. `isValid()` answers with the mask word itself, read as
+// true when non-zero.
+//
+//   TcpBitMask m(0x02, 0x12);  // SYN set, ACK clear
+//   m.toStrepCli();            // "SYN:1,ACK:0"
+#pragma once
+
+#include "Flowspec/values/BitMask.h"
+#include "Vex/Enum.h"
+
+#include <array>
+#include <cstdint>
+#include <iosfwd>
+
+namespace Flowspec {
+
+class TcpBitMask : public BitMask<TcpBitMask> {
+ public:
+   enum class TcpBit : std::uint32_t {
+      tcpFin = 0,
+      tcpSyn = 1,
+      tcpRst = 2,
+      tcpPsh = 3,
+      tcpAck = 4,
+      tcpUrg = 5,
+      tcpEce = 6,
+      tcpCwr = 7,
+      tcpNs = 8,
+   };
+
+   static constexpr std::uint32_t lastBit = 8;
+   static constexpr std::uint16_t maskForAllBits = 0x1ff;
+   /// The bits supported for matching: tcpFin to tcpUrg. Offered to users; no
+   /// operation of the library tests a mask against it.
+   static constexpr std::uint16_t supportedTcpBits = 0x3f;
+   static constexpr std::array<char const*, 9> bitNames = {"FIN", "SYN", "RST", "PSH", "ACK",
+                                                           "URG", "ECE", "CWR", "NS"};
+
+   using BitMask::BitMask;
+
+   /// The mask word: non-zero exactly when the mask is valid.
+   constexpr std::uint16_t isValid() const noexcept { return mask(); }
+
+   static TcpBit TcpBitInstance(unsigned int value);
+   static TcpBit TcpBitInstance(Vex::String const& name);
+};
+
+/// The registered enumeration "Flowspec::TcpBitMask::TcpBit".
+Vex::EnumType const& vexEnumType(TcpBitMask::TcpBit);
+/// The enumerator name ("tcpSyn"); the number for another value.
+Vex::String stringValue(TcpBitMask::TcpBit b);
+inline std::ostream& operator<<(std::ostream& os, TcpBitMask::TcpBit b) {
+   return Vex::writeEnum(os, b);
+}
+
+} // namespace Flowspec

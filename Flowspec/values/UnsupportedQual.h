@@ -1,0 +1,47 @@
+// Flowspec/values/UnsupportedQual.h: for one address family, the match kinds
+// the hardware cannot program, with a reason text for each.
+//
+// `af` is fixed at construction (it is the value's key in the status
+// collection); `qual` maps a MatchCompType to its reason, with qual(kind)
+// (the text, "" when absent), qualHas, qualSize, qualIs(kind, text) (insert
+// or replace), qualDel(kind) (the removed text, "" when absent), qualDelAll
+// and qualIteratorConst (key() the kind, value() the text). Its iteration
+// order depends only on its members.
+//
+//   UnsupportedQual q(Ipkit::ipv6);
+//   q.qualIs(MatchCompType::flowLabel, "no TCAM field");
+#pragma once
+
+#include "Flowspec/values/MatchCompType.h"
+#include "Ipkit/AddressFamily.h"
+#include "Kiln/DumpContext.h"
+#include "Vex/String.h"
+#include "Vex/ValueMap.h"
+
+namespace Flowspec {
+
+class UnsupportedQual {
+ public:
+   explicit UnsupportedQual(Ipkit::AddressFamily af = Ipkit::ipunknown) noexcept : af_(af) {}
+
+   Ipkit::AddressFamily af() const noexcept { return af_; }
+   VEX_VALUE_MAP_ACCESSORS(qual, MatchCompType, Vex::String, qual_)
+
+   /// af, then the entries walked side by side in iteration order: kinds and
+   /// texts equal at each position.
+   friend bool operator==(UnsupportedQual const& a, UnsupportedQual const& b) {
+      return a.af_ == b.af_ && (&a == &b || a.qual_ == b.qual_);
+   }
+   /// True for af 0 with no entries.
+   bool operator!() const { return *this == UnsupportedQual(); }
+
+   /// "AF <family>", then one line per entry at indent + 2:
+   /// "<short label> --> <text>" (the prefix kinds have an empty label).
+   void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const;
+
+ private:
+   Ipkit::AddressFamily af_;
+   Vex::HashValueMap<MatchCompType, Vex::String> qual_;
+};
+
+} // namespace Flowspec

@@ -1,0 +1,82 @@
+#include "Vex/Enum.h"
+
+#include "Vex/Assert.h"
+#include "Vex/Exception.h"
+#include "Vex/ValueText.h"
+
+#include <mutex>
+#include <string>
+
+namespace Vex {
+
+namespace {
+struct Registry {
+   std::mutex mutex;
+   std::vector<EnumType const*> types;
+};
+Registry& registry() {
+   static Registry* r = new Registry; // never destroyed: types outlive exit
+   return *r;
+}
+} // namespace
+
+EnumType::EnumType(char const* qualifiedName, std::initializer_list<Enumerator> enumerators)
+    : name_(qualifiedName), enumerators_(enumerators) {
+   for (std::size_t i = 0; i < enumerators_.size(); ++i) {
+      for (std::size_t j = 0; j < i; ++j) {
+         VEX_ASSERT(enumerators_[i].value != enumerators_[j].value);
+         VEX_ASSERT(std::string_view(enumerators_[i].name) != enumerators_[j].name);
+      }
+   }
+   Registry& r = registry();
+   std::lock_guard lock(r.mutex);
+   r.types.push_back(this);
+}
+
+EnumType::Enumerator const* EnumType::find(std::uint32_t value) const noexcept {
+   for (auto const& e : enumerators_) {
+      if (e.value == value) return &e;
+   }
+   return nullptr;
+}
+
+std::uint32_t EnumType::value(std::string_view name) const {
+   for (auto const& e : enumerators_) {
+      if (name == e.name) return e.value;
+   }
+   std::string quoted;
+   appendQuoted(quoted, name);
+   throw Exception(name_ + " has no enumerator named " + quoted);
+}
+
+String EnumType::name(std::uint32_t value) const {
+   if (auto e = find(value)) return e->name;
+   throw Exception(name_ + " has no enumerator with the value " + std::to_string(value));
+}
+
+std::uint32_t EnumType::instance(std::uint32_t value) const {
+   if (!find(value)) name(value);
+   return value;
+}
+
+String EnumType::nameOrNumber(std::uint32_t value) const {
+   if (auto e = find(value)) return e->name;
+   return String(std::to_string(value));
+}
+
+EnumType const* enumTypeByName(String const& qualifiedName) {
+   Registry& r = registry();
+   std::lock_guard lock(r.mutex);
+   for (auto t : r.types) {
+      if (t->name() == qualifiedName) return t;
+   }
+   return nullptr;
+}
+
+std::vector<EnumType const*> enumTypes() {
+   Registry& r = registry();
+   std::lock_guard lock(r.mutex);
+   return r.types;
+}
+
+} // namespace Vex

@@ -1,0 +1,57 @@
+// Checks shared by the Flowspec value tests: the message of a raised error,
+// and the capture of the library's trace lines.
+#pragma once
+
+#include "Vex/Exception.h"
+#include "Vex/Trace.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace FlowspecTest {
+
+/// The message of the E that `f` raises, or "(nothing raised)".
+template <class E, class F>
+std::string raisedMessage(F&& f) {
+   try {
+      f();
+   } catch (E const& e) {
+      return e.what();
+   }
+   return "(nothing raised)";
+}
+
+/// While alive, enables `levels` (bit n = level n) of the "Flowspec" handle
+/// and collects every trace line; afterwards restores the levels and the
+/// default sink.
+class TraceCapture {
+ public:
+   explicit TraceCapture(unsigned levels) : saved_(Vex::traceLevels("Flowspec")) {
+      Vex::traceSinkIs([this](Vex::TraceLine const& l) { lines.push_back(l); });
+      Vex::traceLevelsIs("Flowspec", levels);
+   }
+   ~TraceCapture() {
+      Vex::traceLevelsIs("Flowspec", saved_);
+      Vex::traceSinkIs(nullptr);
+   }
+   TraceCapture(TraceCapture const&) = delete;
+   TraceCapture& operator=(TraceCapture const&) = delete;
+
+   std::vector<Vex::TraceLine> lines;
+
+ private:
+   unsigned saved_;
+};
+
+/// The one line isBitfieldType writes for the kind `invalid`.
+inline void expectInvalidKindTrace(std::vector<Vex::TraceLine> const& lines) {
+   ASSERT_EQ(lines.size(), 1u);
+   EXPECT_EQ(lines[0].handle, "Flowspec");
+   EXPECT_EQ(lines[0].level, 2u);
+   EXPECT_EQ(lines[0].function, "isBitfieldType");
+   EXPECT_EQ(lines[0].message, "Found invalid type in routeKey");
+}
+
+} // namespace FlowspecTest
