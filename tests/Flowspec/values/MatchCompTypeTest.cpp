@@ -13,27 +13,27 @@
 
 using namespace Flowspec;
 using FlowspecTest::raisedMessage;
-using FlowspecTest::TraceCapture;
 
 namespace {
 
 // Evaluated while the test program's statics are initialised, after the
 // library's own: loading the library alone must register the enumerations.
-bool const registeredAtLoad = Vex::enumTypeByName("Flowspec::MatchCompType") &&
-                              Vex::enumTypeByName("Flowspec::HwRuleProgrammingStatus") &&
-                              Vex::enumTypeByName("Flowspec::IpBitMask::IpBit") &&
-                              Vex::enumTypeByName("Flowspec::TcpBitMask::TcpBit");
+bool const registeredAtLoad =
+    Vex::enumTypeByName("Flowspec::MatchCompType") &&
+    Vex::enumTypeByName("Flowspec::HwRuleProgrammingStatus") &&
+    Vex::enumTypeByName("Flowspec::IpBitMask::IpBit") &&
+    Vex::enumTypeByName("Flowspec::TcpBitMask::TcpBit");
 
-// The enumerators are numbered 0, 1, ... in the order of `names`; both
-// conversions, the registered table, stringValue and stream output agree,
-// and the first number and a name outside the table raise.
+// The enumerators are numbered 0, 1, ... in the order of `names`: the
+// registered table, both conversions, stringValue and stream output agree,
+// and the next number and an unknown name raise with the framework's text.
 template <class E, class ByNumber, class ByName>
-void expectEnumeration(std::string const& qualifiedName, std::vector<std::string> const& names,
-                       ByNumber byNumber, ByName byName) {
+void expectEnumeration(std::string const& qualifiedName,
+                       std::vector<std::string> const& names, ByNumber byNumber,
+                       ByName byName) {
    SCOPED_TRACE(qualifiedName);
    Vex::EnumType const* type = Vex::enumTypeByName(qualifiedName);
-   ASSERT_NE(type, nullptr);
-   EXPECT_EQ(type, &vexEnumType(E{}));
+   ASSERT_EQ(type, &vexEnumType(E{}));
    ASSERT_EQ(type->enumeratorCount(), names.size());
    for (std::uint32_t i = 0; i < names.size(); ++i) {
       EXPECT_EQ(type->enumerator(i).name, names[i]);
@@ -45,105 +45,81 @@ void expectEnumeration(std::string const& qualifiedName, std::vector<std::string
       os << static_cast<E>(i);
       EXPECT_EQ(os.str(), names[i]);
    }
-   auto const past = static_cast<std::uint32_t>(names.size());
-   EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byNumber(past); }),
-             qualifiedName + " has no enumerator with the value " + std::to_string(past));
-   EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byName("bogus"); }),
-             qualifiedName + " has no enumerator named 'bogus'");
+   auto const next = static_cast<std::uint32_t>(names.size());
+   EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byNumber(next); }),
+             qualifiedName + " has no enumerator with the value " +
+                 std::to_string(next));
+   EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byName("Invalid"); }),
+             qualifiedName + " has no enumerator named 'Invalid'");
    // Printing never fails: a number outside the table prints as itself.
-   EXPECT_EQ(stringValue(static_cast<E>(past)), Vex::String(std::to_string(past)));
+   EXPECT_EQ(stringValue(static_cast<E>(next)), Vex::String(std::to_string(next)));
 }
 
 } // namespace
 
-TEST(MatchCompType, EnumerationsAreRegisteredWhenTheLibraryLoads) {
+TEST(MatchCompType, AllFourEnumerationsHaveTheirNumbersAndNames) {
    EXPECT_TRUE(registeredAtLoad);
-}
-
-TEST(MatchCompType, NumbersNamesAndLookupsOfAllFourEnumerations) {
    EXPECT_EQ(numComponentTypes, 14u);
    EXPECT_EQ(MatchCompType{}, MatchCompType::invalid);
    EXPECT_EQ(HwRuleProgrammingStatus{}, HwRuleProgrammingStatus::unprocessed);
    expectEnumeration<MatchCompType>(
-      "Flowspec::MatchCompType",
-      {"invalid", "destPrefix", "srcPrefix", "ipProto", "port", "destPort", "srcPort",
-       "icmpType", "icmpCode", "tcpFlags", "packetLength", "dscp", "fragment", "flowLabel"},
-      [](unsigned v) { return MatchCompTypeInstance(v); },
-      [](Vex::String const& n) { return MatchCompTypeInstance(n); });
+       "Flowspec::MatchCompType",
+       {"invalid", "destPrefix", "srcPrefix", "ipProto", "port", "destPort", "srcPort",
+        "icmpType", "icmpCode", "tcpFlags", "packetLength", "dscp", "fragment",
+        "flowLabel"},
+       [](unsigned v) { return MatchCompTypeInstance(v); },
+       [](Vex::String const& n) { return MatchCompTypeInstance(n); });
    expectEnumeration<HwRuleProgrammingStatus>(
-      "Flowspec::HwRuleProgrammingStatus",
-      {"unprocessed", "programmed", "programmedWithFailures", "unsupportedMatch",
-       "unsupportedTcamProfile", "unsupportedAction", "resourceExhausted"},
-      [](unsigned v) { return HwRuleProgrammingStatusInstance(v); },
-      [](Vex::String const& n) { return HwRuleProgrammingStatusInstance(n); });
+       "Flowspec::HwRuleProgrammingStatus",
+       {"unprocessed", "programmed", "programmedWithFailures", "unsupportedMatch",
+        "unsupportedTcamProfile", "unsupportedAction", "resourceExhausted"},
+       [](unsigned v) { return HwRuleProgrammingStatusInstance(v); },
+       [](Vex::String const& n) { return HwRuleProgrammingStatusInstance(n); });
    expectEnumeration<IpBitMask::IpBit>(
-      "Flowspec::IpBitMask::IpBit",
-      {"dontFragment", "isFragment", "firstFragment", "lastFragment"},
-      [](unsigned v) { return IpBitMask::IpBitInstance(v); },
-      [](Vex::String const& n) { return IpBitMask::IpBitInstance(n); });
+       "Flowspec::IpBitMask::IpBit",
+       {"dontFragment", "isFragment", "firstFragment", "lastFragment"},
+       [](unsigned v) { return IpBitMask::IpBitInstance(v); },
+       [](Vex::String const& n) { return IpBitMask::IpBitInstance(n); });
    expectEnumeration<TcpBitMask::TcpBit>(
-      "Flowspec::TcpBitMask::TcpBit",
-      {"tcpFin", "tcpSyn", "tcpRst", "tcpPsh", "tcpAck", "tcpUrg", "tcpEce", "tcpCwr", "tcpNs"},
-      [](unsigned v) { return TcpBitMask::TcpBitInstance(v); },
-      [](Vex::String const& n) { return TcpBitMask::TcpBitInstance(n); });
+       "Flowspec::TcpBitMask::TcpBit",
+       {"tcpFin", "tcpSyn", "tcpRst", "tcpPsh", "tcpAck", "tcpUrg", "tcpEce", "tcpCwr",
+        "tcpNs"},
+       [](unsigned v) { return TcpBitMask::TcpBitInstance(v); },
+       [](Vex::String const& n) { return TcpBitMask::TcpBitInstance(n); });
 }
 
-TEST(MatchCompType, NamesAreExactEnumeratorNamesNotLabels) {
-   EXPECT_EQ(stringValue(MatchCompType::tcpFlags), "tcpFlags");
-   for (char const* notAName : {"TcpFlags", "TCP", "tcpFlags ", "", "4"}) {
-      EXPECT_EQ(raisedMessage<Vex::Exception>([&] { MatchCompTypeInstance(Vex::String(notAName)); }),
-                "Flowspec::MatchCompType has no enumerator named '" + std::string(notAName) + "'");
-   }
-   EXPECT_EQ(raisedMessage<Vex::Exception>([] { MatchCompTypeInstance(0xffffffffu); }),
-             "Flowspec::MatchCompType has no enumerator with the value 4294967295");
-}
-
-TEST(MatchCompType, GetCompTypeMatchesTheFirstShortLabelThatPrefixesTheText) {
+TEST(MatchCompType, GetCompTypeTakesTheFirstShortLabelThatPrefixesTheText) {
+   using enum MatchCompType;
    struct Case {
       char const* text;
       MatchCompType expected;
       char const* why;
    };
+   // clang-format off
    Case const cases[] = {
-      {"", MatchCompType::invalid, "empty text"},
-      {"INVALID", MatchCompType::invalid, "the invalid label is never tried"},
-      {"D", MatchCompType::invalid, "shorter than every D label"},
-      {"P", MatchCompType::port, "the one-letter label"},
-      {"PROTO", MatchCompType::port, "P is tried before every later label"},
-      {"Packet", MatchCompType::port, "only the first letter counts"},
-      {"IP", MatchCompType::ipProto, "exact label"},
-      {"IPv6 17", MatchCompType::ipProto, "IP followed by anything"},
-      {"I", MatchCompType::invalid, "shorter than IP, IT and IC"},
-      {"IT 3", MatchCompType::icmpType, "label followed by its values"},
-      {"ICMP", MatchCompType::icmpCode, "IC prefixes ICMP"},
-      {"DP80", MatchCompType::destPort, "label then value"},
-      {"SP", MatchCompType::srcPort, "exact label"},
-      {"TCP", MatchCompType::tcpFlags, "exact label"},
-      {"TCPx", MatchCompType::tcpFlags, "TCP followed by anything"},
-      {"TC", MatchCompType::invalid, "shorter than TCP"},
-      {"LEN", MatchCompType::packetLength, "exact label"},
-      {"LE", MatchCompType::invalid, "shorter than LEN"},
-      {"DSCP", MatchCompType::dscp, "DP does not match DS"},
-      {"DSC", MatchCompType::invalid, "shorter than DSCP"},
-      {"FRAG", MatchCompType::fragment, "all four letters"},
-      {"FRA", MatchCompType::invalid, "FRAG needs four letters, FL fails"},
-      {"FLAGS", MatchCompType::flowLabel, "FRAG fails, FL matches"},
-      {"F", MatchCompType::invalid, "shorter than FRAG and FL"},
-      {"ip", MatchCompType::invalid, "labels are case-sensitive"},
-      {" IP", MatchCompType::invalid, "no blanks are skipped"},
+      {"", invalid, "empty text"},              {"INVALID", invalid, "invalid is never tried"},
+      {"D", invalid, "shorter than DP"},        {"P", port, "the one-letter label"},
+      {"PROTO", port, "P is tried first"},      {"IPv6 17", ipProto, "IP and anything"},
+      {"I", invalid, "shorter than IP"},        {"IT 3", icmpType, "label, then values"},
+      {"ICMP", icmpCode, "IC prefixes ICMP"},   {"DP80", destPort, "label, then a value"},
+      {"SP", srcPort, "exact label"},           {"TCPx", tcpFlags, "TCP and anything"},
+      {"TC", invalid, "shorter than TCP"},      {"LEN", packetLength, "exact label"},
+      {"DSCP", dscp, "DP does not match DS"},   {"DSC", invalid, "shorter than DSCP"},
+      {"FRAG", fragment, "all four letters"},   {"FRA", invalid, "FRAG needs four"},
+      {"FLAGS", flowLabel, "FRAG fails, FL not"}, {"ip", invalid, "case-sensitive"},
+      {" IP", invalid, "no blank is skipped"},
    };
+   // clang-format on
    for (Case const& c : cases) {
       EXPECT_EQ(getCompType(c.text), c.expected) << '"' << c.text << "\": " << c.why;
    }
 }
 
-TEST(MatchCompType, IsBitfieldTypeForEveryKindAndBeyond) {
-   TraceCapture capture(0);
+TEST(MatchCompType, IsBitfieldTypeOnlyForMasksAndValuesBeyondTheKinds) {
+   FlowspecTest::TraceCapture capture(0);
    for (std::uint32_t t = 0; t < numComponentTypes; ++t) {
-      bool const expected = t == 9 || t == 12;
-      EXPECT_EQ(isBitfieldType(static_cast<MatchCompType>(t)), expected) << t;
+      EXPECT_EQ(isBitfieldType(static_cast<MatchCompType>(t)), t == 9 || t == 12) << t;
    }
-   // Values outside the enumeration count as bit-field kinds.
    for (std::uint32_t t : {14u, 1000u, 0xffffffffu}) {
       EXPECT_TRUE(isBitfieldType(static_cast<MatchCompType>(t))) << t;
    }
@@ -152,12 +128,13 @@ TEST(MatchCompType, IsBitfieldTypeForEveryKindAndBeyond) {
 
 TEST(MatchCompType, InvalidKindTracesOnlyWhenLevelTwoIsOn) {
    {
-      TraceCapture progressOnly(1u << 8);
+      FlowspecTest::TraceCapture progressOnly(1u << 8);
       EXPECT_FALSE(isBitfieldType(MatchCompType::invalid));
       EXPECT_TRUE(progressOnly.lines.empty());
    }
-   TraceCapture failures(1u << 2);
-   for (std::uint32_t t = 1; t <= 14; ++t) isBitfieldType(static_cast<MatchCompType>(t));
+   FlowspecTest::TraceCapture failures(1u << 2);
+   for (std::uint32_t t = 1; t <= 14; ++t)
+      isBitfieldType(static_cast<MatchCompType>(t));
    EXPECT_TRUE(failures.lines.empty()) << "only the invalid kind traces";
    EXPECT_FALSE(isBitfieldType(MatchCompType::invalid));
    FlowspecTest::expectInvalidKindTrace(failures.lines);

@@ -24,28 +24,21 @@ std::string raisedMessage(F&& f) {
 }
 
 /// While alive, enables `levels` (bit n = level n) of the "Flowspec" handle
-/// and collects every trace line; afterwards restores the levels and the
+/// and collects every trace line; then turns the levels off and restores the
 /// default sink.
-class TraceCapture {
- public:
-   explicit TraceCapture(unsigned levels) : saved_(Vex::traceLevels("Flowspec")) {
+struct TraceCapture {
+   explicit TraceCapture(unsigned levels) {
       Vex::traceSinkIs([this](Vex::TraceLine const& l) { lines.push_back(l); });
       Vex::traceLevelsIs("Flowspec", levels);
    }
    ~TraceCapture() {
-      Vex::traceLevelsIs("Flowspec", saved_);
+      Vex::traceLevelsIs("Flowspec", 0);
       Vex::traceSinkIs(nullptr);
    }
-   TraceCapture(TraceCapture const&) = delete;
-   TraceCapture& operator=(TraceCapture const&) = delete;
-
    std::vector<Vex::TraceLine> lines;
-
- private:
-   unsigned saved_;
 };
 
-/// The one line isBitfieldType writes for the kind `invalid`.
+/// `lines` is exactly the one line isBitfieldType writes for `invalid`.
 inline void expectInvalidKindTrace(std::vector<Vex::TraceLine> const& lines) {
    ASSERT_EQ(lines.size(), 1u);
    EXPECT_EQ(lines[0].handle, "Flowspec");
