@@ -3,6 +3,7 @@
 
 #include "Flowspec/values/ActionFieldSet.h"
 #include "Flowspec/values/CounterVersion.h"
+#include "Flowspec/values/FlowspecKey.h"
 #include "Flowspec/values/FlowspecUtil.h"
 #include "Flowspec/values/HwRuleProgrammingStatus.h"
 #include "Flowspec/values/IntfErrorKey.h"
@@ -10,6 +11,8 @@
 #include "Flowspec/values/IpVersion.h"
 #include "Flowspec/values/MatchCompType.h"
 #include "Flowspec/values/MatchComponent.h"
+#include "Flowspec/values/MatchOpVal.h"
+#include "Flowspec/values/MatchOpValIndex.h"
 #include "Flowspec/values/NumericalRange.h"
 #include "Flowspec/values/TcpBitMask.h"
 #include "Flowspec/values/TrafficAction.h"

@@ -1,0 +1,69 @@
+// Flowspec/values/MatchOpValIndex.h: the position of one operator-value pair
+// in a rule key's ordered collection of pairs.
+//
+// Valid positions are `min` (0) to `max` (2047). 2047 doubles as the null
+// index: the default, and the `nextIndex` of the last pair of a key.
+// Arithmetic and the plain constructor do not check the range (callers that
+// walk indices stay below 2047); valueIs and the readers of text and of the
+// attribute log do, raising Vex::RangeException with `rangeMessage`.
+#pragma once
+
+#include "Vex/Exception.h"
+#include "Vex/ValueText.h"
+
+#include <compare>
+#include <cstdint>
+#include <iosfwd>
+
+namespace Flowspec {
+
+class MatchOpValIndex {
+ public:
+   static constexpr std::uint16_t min = 0;
+   static constexpr std::uint16_t max = 2047;
+   static constexpr char const* rangeMessage =
+      "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
+
+   /// The null index, 2047.
+   constexpr MatchOpValIndex() noexcept = default;
+   /// Any 16-bit value, unchecked.
+   constexpr MatchOpValIndex(std::uint16_t value) noexcept : value_(value) {}
+
+   constexpr std::uint16_t value() const noexcept { return value_; }
+   /// Raises Vex::RangeException(rangeMessage) above max.
+   constexpr void valueIs(std::uint32_t v) { value_ = checked(v).value_; }
+   /// The index `v`, or Vex::RangeException(rangeMessage) above max.
+   static constexpr MatchOpValIndex checked(std::uint32_t v) {
+      if (v > max) throw Vex::RangeException(rangeMessage);
+      return MatchOpValIndex(static_cast<std::uint16_t>(v));
+   }
+   /// Whether this is the null index.
+   constexpr bool operator!() const noexcept { return value_ == max; }
+
+   /// 16-bit unsigned sums, unchecked: 65535 + 1 is 0.
+   constexpr MatchOpValIndex& operator+=(MatchOpValIndex o) noexcept {
+      value_ = static_cast<std::uint16_t>(value_ + o.value_);
+      return *this;
+   }
+   constexpr MatchOpValIndex operator+(MatchOpValIndex o) const noexcept {
+      MatchOpValIndex r = *this;
+      return r += o;
+   }
+   constexpr std::uint32_t hash() const noexcept { return value_; }
+
+   friend constexpr bool operator==(MatchOpValIndex, MatchOpValIndex) noexcept = default;
+   friend constexpr std::strong_ordering operator<=>(MatchOpValIndex,
+                                                     MatchOpValIndex) noexcept = default;
+
+ private:
+   std::uint16_t value_ = max;
+};
+
+/// Value('Flowspec::MatchOpValIndex', ** {'value': <n>})
+Vex::String valueToStrep(MatchOpValIndex i);
+/// Reads the value text; a value above max raises Vex::RangeException.
+void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, MatchOpValIndex& i);
+/// Writes the value text.
+std::ostream& operator<<(std::ostream& os, MatchOpValIndex i);
+
+} // namespace Flowspec
