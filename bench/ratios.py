@@ -1,24 +1,46 @@
 #!/usr/bin/env python3
 """Prints each benchmark beside its baseline as a ratio (ours / baseline).
 
-Benchmarks are named BM_<Operation><<Implementation>>/<size>, and BASELINE
-says which implementation each one is measured against.
+Benchmarks are named BM_<Operation><<Implementation>>[/<size>], and BASELINE
+says which implementation each one is measured against: the benchmark of the
+same operation and size with the baseline implementation. Items per second
+are shown where the benchmark reports them.
 
     build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
+    build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
 """
 import csv
 import re
 import sys
 
-BASELINE = {'RbTreeMap': 'StdMap', 'HashMap2018': 'StdUnorderedMap'}
+BASELINE = {
+    # vex_bench: the intrusive collections against the standard ones.
+    'RbTreeMap': 'StdMap',
+    'HashMap2018': 'StdUnorderedMap',
+    # key_bench: the rule key against a flat copy of it, its text forms
+    # against copying the text and reading its numbers, and collections of
+    # keys.
+    'Key': 'Flat',
+    'Parse': 'Stoul',
+    'Print': 'Stoul',
+    'KeyRbTreeMap': 'KeyStdMap',
+    'KeyHashMap2018': 'KeyStdUnorderedMap',
+}
 
-times = {}
-for row in csv.DictReader(l for l in sys.stdin if not l.startswith('#')):
-    m = re.match(r'BM_(\w+)<(\w+)>/(\d+)', row.get('name', ''))
+# The CSV starts at its "name," header; a --benchmark_out file has the run's
+# context above it.
+lines = sys.stdin.readlines()
+start = next((i for i, l in enumerate(lines) if l.startswith('name,')), len(lines))
+rows = {}
+for row in csv.DictReader(lines[start:]):
+    m = re.match(r'BM_(\w+)<(\w+)>(?:/(\d+))?', row.get('name', ''))
     if m and row.get('real_time'):
-        times[m.groups()] = float(row['real_time'])
+        rows[m.groups()] = row
 
-for (op, impl, size), t in times.items():
-    base = times.get((op, BASELINE.get(impl), size))
+for (op, impl, size), row in rows.items():
+    base = rows.get((op, BASELINE.get(impl), size))
     if base:
-        print(f'{impl:>12} {op:<7} {size:>8}: {t / base:5.2f}x of {BASELINE[impl]}')
+        ratio = float(row['real_time']) / float(base['real_time'])
+        rate = row.get('items_per_second')
+        rate = f'  {float(rate):12,.0f} items/s' if rate else ''
+        print(f'{impl:>14} {op:<10} {size or "":>8}: {ratio:5.2f}x of {BASELINE[impl]}{rate}')

@@ -204,7 +204,7 @@ Vex::String valueToStrep(FlowspecKey const& key);
 /// "ipv6" (any other non-empty text aborts), fields 2 and 3 the prefixes
 /// (a bad prefix raises Vex::Exception), and each later field the word of
 /// the next pair (strtol, base 10). An empty field leaves its member at the
-/// default. A pair index past 2047 raises Vex::RangeException.
+/// default. A 2048th pair (index 2047) raises Vex::RangeException.
 void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, FlowspecKey& key);
 
 } // namespace Flowspec

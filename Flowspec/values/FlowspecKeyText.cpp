@@ -56,6 +56,14 @@ class FieldReader {
    bool done_;
 };
 
+void appendPrefixOrStar(std::string& text, Ipkit::IpGenPrefix const& p) {
+   if (p.isEmpty()) {
+      text += '*';
+   } else {
+      text += p.stringValue().view();
+   }
+}
+
 void traceFailure(std::string const& message) {
    Vex::TraceHandle const& th = defaultTraceHandle();
    if (th.enabled(2)) th.trace(2, "copyInStrCli", Vex::String(message));
@@ -81,11 +89,15 @@ Vex::String FlowspecKey::toStrep() const {
 }
 
 Vex::String FlowspecKey::toStrepCli() const {
-   std::ostringstream os;
-   os << prefixOrStar(destPrefix_) << ';' << prefixOrStar(srcPrefix_);
-   walkComponents(*this, [&](MatchOpValResult const& r, bool first) { r.formatForCli(os, first); });
-   os << ';';
-   return Vex::String(os.str());
+   std::string text;
+   text.reserve(128);
+   appendPrefixOrStar(text, destPrefix_);
+   text += ';';
+   appendPrefixOrStar(text, srcPrefix_);
+   walkComponents(*this,
+                  [&](MatchOpValResult const& r, bool first) { r.appendForCli(text, first); });
+   text += ';';
+   return Vex::String(std::move(text));
 }
 
 Vex::String FlowspecKey::stringValue() const {
@@ -270,7 +282,8 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, FlowspecKey& key) {
       case 3: k.srcPrefixIs(Ipkit::IpGenPrefix(Vex::String(field))); break;
       default: {
          std::uint32_t index = n - 4;
-         if (index > MatchOpValIndex::max) throw Vex::RangeException(MatchOpValIndex::rangeMessage);
+         // The 2048th pair would sit at the null index, where no walk can read it.
+         if (index >= MatchOpValIndex::max) throw Vex::RangeException(MatchOpValIndex::rangeMessage);
          k.matchOpValIs(MatchOpValIndex(static_cast<std::uint16_t>(index)),
                         MatchOpVal(static_cast<std::uint32_t>(std::strtol(field.c_str(), nullptr, 10))));
       }

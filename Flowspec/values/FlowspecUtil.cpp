@@ -15,13 +15,17 @@ char const* const compTypeDetailLabels[numComponentTypes] = {
    "Packet Length",    "DSCP",        "Fragment Flags", "Flow Label",
 };
 
-Vex::String labelAt(char const* const* table, MatchCompType compType) {
+char const* labelAt(char const* const* table, MatchCompType compType) {
    VEX_ASSERT_TEXT(static_cast<std::uint32_t>(compType) < numComponentTypes,
                    "compType < numComponentTypes");
    char const* text = table[static_cast<std::uint32_t>(compType)];
    return text ? text : "";
 }
 } // namespace
+
+char const* Internal::compTypeLabelText(MatchCompType compType) {
+   return labelAt(compTypeLabels, compType);
+}
 
 Vex::String FlowspecUtil::compTypeToLabel(MatchCompType compType) const {
    return labelAt(compTypeLabels, compType);

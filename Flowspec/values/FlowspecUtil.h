@@ -45,4 +45,10 @@ class FlowspecUtil {
    friend bool operator==(FlowspecUtil const&, FlowspecUtil const&) noexcept { return true; }
 };
 
+namespace Internal {
+/// The short label of `compType` as a constant text (no copy), with the same
+/// abort as FlowspecUtil::compTypeToLabel: for the parsers and printers.
+char const* compTypeLabelText(MatchCompType compType);
+} // namespace Internal
+
 } // namespace Flowspec

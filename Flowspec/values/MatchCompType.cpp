@@ -42,11 +42,10 @@ MatchCompType MatchCompTypeInstance(Vex::String const& name) {
 Vex::String stringValue(MatchCompType t) { return Vex::enumName(t); }
 
 MatchCompType getCompType(char const* text) {
-   FlowspecUtil const util;
    for (std::uint32_t t = static_cast<std::uint32_t>(MatchCompType::ipProto);
         t < numComponentTypes; ++t) {
-      Vex::String label = util.compTypeToLabel(static_cast<MatchCompType>(t));
-      if (std::strncmp(text, label.c_str(), label.size()) == 0) {
+      char const* label = Internal::compTypeLabelText(static_cast<MatchCompType>(t));
+      if (std::strncmp(text, label, std::strlen(label)) == 0) {
          return static_cast<MatchCompType>(t);
       }
    }

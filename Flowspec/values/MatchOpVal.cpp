@@ -4,6 +4,7 @@
 #include "Flowspec/values/IpBitMask.h"
 #include "Flowspec/values/TcpBitMask.h"
 
+#include <charconv>
 #include <ostream>
 #include <sstream>
 
@@ -33,20 +34,34 @@ Vex::String MatchOpValResult::toStrep() const {
    return Vex::String(os.str());
 }
 
-void MatchOpValResult::formatForCli(std::ostream& out, bool first) const {
+void MatchOpValResult::appendCliOperators(std::string& out, bool first) const {
    if (first) {
-      out << ';' << FlowspecUtil().compTypeToLabel(matchType_) << ':';
+      out += ';';
+      out += Internal::compTypeLabelText(matchType_);
+      out += ':';
    } else {
-      out << (andPrevious() ? '&' : '|');
+      out += andPrevious() ? '&' : '|';
    }
    if (!isBitfieldType(matchType_)) {
-      if (lt()) out << '<';
-      if (gt()) out << '>';
+      if (lt()) out += '<';
+      if (gt()) out += '>';
    } else if (invert()) {
-      out << '!';
+      out += '!';
    }
-   if (eq()) out << '=';
-   out << val32_;
+   if (eq()) out += '=';
+}
+
+void MatchOpValResult::formatForCli(std::ostream& out, bool first) const {
+   std::string operators;
+   appendCliOperators(operators, first);
+   out << operators << val32_;
+}
+
+void MatchOpValResult::appendForCli(std::string& out, bool first) const {
+   appendCliOperators(out, first);
+   char digits[10];
+   auto r = std::to_chars(digits, digits + sizeof digits, val32_);
+   out.append(digits, r.ptr);
 }
 
 void MatchOpValResult::formatForCliDetail(std::ostream& out, bool first) const {

@@ -30,6 +30,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <string>
 
 namespace Flowspec {
 
@@ -135,6 +136,9 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    /// then "<" and ">" (numeric kinds) or "!" (bit-field kinds, invert), "="
    /// (eq/match), and val32 with the stream's formatting.
    void formatForCli(std::ostream& out, bool first) const;
+   /// formatForCli appended to `out`, the operand in decimal: the fast path
+   /// of FlowspecKey::toStrepCli.
+   void appendForCli(std::string& out, bool first) const;
    /// The pair for people: ";<detail label> : " or " & " / " | ", then "ALL"
    /// or "ANY" (bit-field kinds, by match) or "<", ">", "=" (numeric kinds),
    /// then the operand: "(<mask's toStrepCli>)" for tcpFlags and fragment
@@ -149,6 +153,9 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    }
 
  private:
+   // What formatForCli writes before the operand.
+   void appendCliOperators(std::string& out, bool first) const;
+
    MatchCompType matchType_ = MatchCompType::invalid;
    std::uint8_t op_ = 0;
    std::uint32_t val32_ = 0;

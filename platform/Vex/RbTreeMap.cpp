@@ -199,48 +199,6 @@ void RbTreeCore::eraseFixup(RbTreeLink* x, RbTreeLink* parent) noexcept {
    if (x) x->red_ = false;
 }
 
-RbTreeLink* RbTreeCore::first() const noexcept {
-   RbTreeLink* n = root_;
-   if (n)
-      while (n->left_) n = n->left_;
-   return n;
-}
-
-RbTreeLink* RbTreeCore::last() const noexcept {
-   RbTreeLink* n = root_;
-   if (n)
-      while (n->right_) n = n->right_;
-   return n;
-}
-
-RbTreeLink* RbTreeCore::next(RbTreeLink const* n) noexcept {
-   if (n->right_) {
-      RbTreeLink* m = n->right_;
-      while (m->left_) m = m->left_;
-      return m;
-   }
-   RbTreeLink* p = n->parent_;
-   while (p && n == p->right_) {
-      n = p;
-      p = p->parent_;
-   }
-   return p;
-}
-
-RbTreeLink* RbTreeCore::prev(RbTreeLink const* n) noexcept {
-   if (n->left_) {
-      RbTreeLink* m = n->left_;
-      while (m->right_) m = m->right_;
-      return m;
-   }
-   RbTreeLink* p = n->parent_;
-   while (p && n == p->left_) {
-      n = p;
-      p = p->parent_;
-   }
-   return p;
-}
-
 int RbTreeCore::verifyFrom(RbTreeLink const* n) noexcept {
    if (!n) return 1;
    if (n->red_ && ((n->left_ && n->left_->red_) || (n->right_ && n->right_->red_))) {

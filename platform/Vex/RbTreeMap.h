@@ -93,10 +93,46 @@ class RbTreeCore {
    template <class F>
    void drain(F release) noexcept;
 
-   RbTreeLink* first() const noexcept;
-   RbTreeLink* last() const noexcept;
-   static RbTreeLink* next(RbTreeLink const* n) noexcept;
-   static RbTreeLink* prev(RbTreeLink const* n) noexcept;
+   // Navigation is inline: it is the inner loop of every walk, and of the
+   // comparison of keys that hold their pairs in a tree.
+   RbTreeLink* first() const noexcept {
+      RbTreeLink* n = root_;
+      if (n)
+         while (n->left_) n = n->left_;
+      return n;
+   }
+   RbTreeLink* last() const noexcept {
+      RbTreeLink* n = root_;
+      if (n)
+         while (n->right_) n = n->right_;
+      return n;
+   }
+   static RbTreeLink* next(RbTreeLink const* n) noexcept {
+      if (n->right_) {
+         RbTreeLink* m = n->right_;
+         while (m->left_) m = m->left_;
+         return m;
+      }
+      RbTreeLink* p = n->parent_;
+      while (p && n == p->right_) {
+         n = p;
+         p = p->parent_;
+      }
+      return p;
+   }
+   static RbTreeLink* prev(RbTreeLink const* n) noexcept {
+      if (n->left_) {
+         RbTreeLink* m = n->left_;
+         while (m->right_) m = m->right_;
+         return m;
+      }
+      RbTreeLink* p = n->parent_;
+      while (p && n == p->left_) {
+         n = p;
+         p = p->parent_;
+      }
+      return p;
+   }
 
    static RbTreeLink* left(RbTreeLink const* n) noexcept { return n->left_; }
    static RbTreeLink* right(RbTreeLink const* n) noexcept { return n->right_; }

@@ -1,0 +1,211 @@
+#include "Flowspec/values/FlowspecKey.h"
+
+#include "ValueChecks.h"
+
+#include <gtest/gtest.h>
+
+#include <map>
+
+using namespace Flowspec;
+using FlowspecTest::raisedMessage;
+using Prefix = Ipkit::IpGenPrefix;
+using T = MatchCompType;
+
+namespace {
+
+std::string const rangeMessage = MatchOpValIndex::rangeMessage;
+
+struct KeyFields {
+   Vrf::VrfIdMap::VrfId vrf = Vrf::VrfIdMap::noVrfId;
+   std::int32_t af = 0;
+   char const* dest = nullptr;
+   char const* src = nullptr;
+   std::map<std::uint16_t, std::uint32_t> words = {}; // index -> MatchOpVal word
+};
+
+FlowspecKey keyOf(KeyFields const& f) {
+   FlowspecKey k;
+   k.vrfIdIs(f.vrf);
+   k.addressFamilyIs(Ipkit::AddressFamily(f.af));
+   if (f.dest) k.destPrefixIs(Prefix(Vex::String(f.dest)));
+   if (f.src) k.srcPrefixIs(Prefix(Vex::String(f.src)));
+   for (auto [index, word] : f.words)
+      k.matchOpValIs(index, MatchOpVal(word));
+   return k;
+}
+
+// The key hash as described: one-at-a-time over (value, byte count) fields,
+// low byte first, and Thomas Wang's integer mix for the prefixes.
+std::uint32_t oneAtATime(std::initializer_list<std::pair<std::uint32_t, int>> fields) {
+   std::uint32_t h = 0;
+   for (auto [v, bytes] : fields) {
+      for (int i = 0; i < bytes; ++i) {
+         h += (v >> 8 * i) & 0xff;
+         h += h << 10;
+         h ^= h >> 6;
+      }
+   }
+   h += h << 3;
+   h ^= h >> 11;
+   return h + (h << 15);
+}
+std::uint32_t wang(std::uint32_t x) {
+   x = ~x + (x << 15);
+   x ^= x >> 12;
+   x += x << 2;
+   x ^= x >> 4;
+   x *= 2057;
+   return x ^ (x >> 16);
+}
+
+} // namespace
+
+TEST(FlowspecKey, SetOpValStoresEachWidthAndGetOptValJoinsIt) {
+   FlowspecKey k;
+   EXPECT_EQ(k.getOptVal(0), MatchOpValResult()) << "an empty key ends at once";
+   EXPECT_EQ(k.setOpVal(0, T::destPort, 0x01, 0x1234), MatchOpValIndex(1));
+   EXPECT_EQ(k.setOpVal(1, T::port, 0x11, 0x12345), MatchOpValIndex(2));
+   EXPECT_EQ(k.setOpVal(2, T::flowLabel, 0xa1, 0x12345678), MatchOpValIndex(4));
+   EXPECT_EQ(k.matchOpVals(), 4u);
+   EXPECT_EQ(k.matchOpVal(0).storage(), 0x05010034u) << "1 byte: the low 8 bits";
+   EXPECT_EQ(k.matchOpVal(1).storage(), 0x04112345u) << "2 bytes: the low 16 bits";
+   EXPECT_EQ(k.matchOpVal(2).storage(), 0x0da11234u) << "4 bytes: high half first";
+   EXPECT_EQ(k.matchOpVal(3).storage(), 0x0da15678u);
+   EXPECT_EQ(k.getOptVal(0), MatchOpValResult(T::destPort, 0x01, 0x34, 1));
+   EXPECT_EQ(k.getOptVal(1), MatchOpValResult(T::port, 0x11, 0x2345, 2));
+   EXPECT_EQ(k.getOptVal(2), MatchOpValResult(T::flowLabel, 0xa1, 0x12345678, 4));
+   EXPECT_EQ(k.getOptVal(4), MatchOpValResult());
+   EXPECT_EQ(k.setOpVal(0, T::ipProto, 0x81, 6), MatchOpValIndex(1));
+   EXPECT_EQ(k.matchOpVal(0).storage(), 0x03810006u) << "a second store overwrites";
+   EXPECT_EQ(k.matchOpVals(), 4u);
+   // The low half read alone as a 4-byte pair needs a pair past the count.
+   EXPECT_DEATH(k.getOptVal(3), "Assertion failed: index < matchOpVals\\(\\)");
+   EXPECT_DEATH(k.setOpVal(0, T::port, 0x31, 1), "Assertion failed");
+   k.matchOpValIs(0, MatchOpVal(0x04310001));
+   EXPECT_DEATH(k.getOptVal(0), "Assertion failed") << "an 8-byte pair";
+}
+
+TEST(FlowspecKey, IndicesPastTheLastRaiseAfterTheStore) {
+   for (std::uint8_t op : {0x01, 0x11}) {
+      FlowspecKey k;
+      auto const store = [&] { k.setOpVal(2047, T::port, op, 80); };
+      EXPECT_EQ(raisedMessage<Vex::RangeException>(store), rangeMessage);
+      EXPECT_EQ(k.matchOpVal(2047), MatchOpVal(0x04000050u | op << 16));
+   }
+   FlowspecKey k;
+   EXPECT_EQ(k.setOpVal(2045, T::port, 0x21, 0x10002), MatchOpValIndex(2047));
+   auto const both = [&] { k.setOpVal(2046, T::port, 0x21, 0x30004); };
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(both), rangeMessage);
+   EXPECT_EQ(k.matchOpVal(2046).storage(), 0x04210003u);
+   EXPECT_EQ(k.matchOpVal(2047).storage(), 0x04210004u);
+   auto const half = [&] { k.setOpVal(2047, T::port, 0x21, 0x50006); };
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(half), rangeMessage);
+   EXPECT_EQ(k.matchOpVal(2047).storage(), 0x04210005u) << "the high half is stored";
+   EXPECT_EQ(k.matchOpVals(), 3u) << "and nothing past 2047";
+
+   // A key of 2048 pairs cannot be read past index 2047.
+   FlowspecKey full;
+   for (std::uint16_t i = 0; i < 2048; ++i)
+      full.matchOpValIs(i, MatchOpVal(0x04010000));
+   EXPECT_EQ(full.getOptVal(2046).nextIndex(), MatchOpValIndex(2047));
+   auto const read = [&](std::uint16_t at) {
+      return [&full, at] { full.getOptVal(at); };
+   };
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), rangeMessage);
+   full.matchOpValIs(2046, MatchOpVal(0x04210000));
+   full.matchOpValIs(2047, MatchOpVal(0x04210000));
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2046)), rangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), rangeMessage);
+}
+
+TEST(FlowspecKey, EqualityAndOrderDecideAtTheFirstDifference) {
+   struct Case {
+      char const* why;
+      KeyFields less, greater;
+   };
+   // clang-format off
+   Case const cases[] = {
+      {"vrfId unsigned", {.vrf = 5}, {}},
+      {"vrfId unsigned, top bit", {.vrf = 0x7fffffff}, {.vrf = 0x80000000}},
+      {"vrfId before family", {.vrf = 1, .af = 2}, {.vrf = 2, .af = 1}},
+      {"family signed", {.af = -1}, {.af = 0}},
+      {"family before prefixes", {.af = 1}, {.af = 2, .dest = "10.0.0.0/8"}},
+      {"a destination before none", {.dest = "10.0.0.0/8"}, {}},
+      {"::/0 is not the empty prefix", {.dest = "::/0"}, {}},
+      {"destinations by address", {.dest = "9.0.0.0/8"}, {.dest = "10.0.0.0/8"}},
+      {"destinations by length", {.dest = "10.0.0.0/8"}, {.dest = "10.0.0.0/16"}},
+      {"destinations IPv4 first", {.dest = "99.0.0.0/8"}, {.dest = "::1"}},
+      {"destination before source", {.dest = "10.0.0.0/8"}, {.src = "9.0.0.0/8"}},
+      {"a source before none", {.src = "10.0.0.0/8"}, {}},
+      {"sources by address", {.src = "9.0.0.0/8"}, {.src = "10.0.0.0/8"}},
+      {"the smaller index", {.words = {{0, 0xffffffff}}}, {.words = {{1, 0}}}},
+      {"the smaller word", {.words = {{0, 1}, {1, 9}}}, {.words = {{0, 2}, {1, 0}}}},
+      {"words unsigned", {.words = {{0, 0x7fffffff}}}, {.words = {{0, 0x80000000}}}},
+      {"pairs before length", {.words = {{0, 1}, {1, 5}}}, {.words = {{0, 2}}}},
+      {"the longer key first", {.words = {{0, 1}, {1, 5}}}, {.words = {{0, 1}}}},
+      {"any pair before none", {.words = {{0, 0}}}, {}},
+   };
+   // clang-format on
+   for (Case const& c : cases) {
+      FlowspecKey const a = keyOf(c.less), b = keyOf(c.greater);
+      EXPECT_TRUE(a < b) << c.why;
+      EXPECT_FALSE(b < a) << c.why;
+      EXPECT_FALSE(a < a) << c.why;
+      EXPECT_FALSE(a == b || b == a) << c.why;
+      EXPECT_TRUE(a == FlowspecKey(a)) << c.why;
+   }
+   FlowspecKey const a = keyOf({5, 1, "10.0.0.0/8", "::/0", {{0, 0x03810006}, {1, 7}}});
+   FlowspecKey b = keyOf({5, 1, "10.0.0.0/8", "::/0"});
+   b.matchOpValIs(1, MatchOpVal(7)); // the other insertion order
+   b.matchOpValIs(0, MatchOpVal(0x03810006));
+   EXPECT_TRUE(a.compare(b));
+   EXPECT_EQ(a.hash(), b.hash());
+   EXPECT_EQ(std::hash<FlowspecKey>()(a), a.hash());
+   EXPECT_TRUE(!FlowspecKey());
+   EXPECT_FALSE(!keyOf({.vrf = 0}));
+   EXPECT_EQ(a.matchOpVal(9), MatchOpVal()) << "absent pairs read as zero";
+   Prefix const none, p8("10.0.0.0/8"), p9("11.0.0.0/8");
+   EXPECT_EQ(FlowspecKey::cmpPrefix(none, none), 0);
+   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, Prefix("10.1.0.0/8")), 0)
+       << "host bits cleared";
+   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, none), -1);
+   EXPECT_EQ(FlowspecKey::cmpPrefix(none, p8), 1);
+   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, p9), -1);
+   EXPECT_EQ(FlowspecKey::cmpPrefix(p9, p8), 1);
+}
+
+TEST(FlowspecKey, HashMixesFieldsPrefixesAndPairsAsDescribed) {
+   // vrfId 0x00FFFFFF, family 0, and two empty prefixes, which hash as 0.
+   EXPECT_EQ(FlowspecKey().hash(),
+             oneAtATime({{0x00ffffff, 4}, {0, 4}, {0, 4}, {0, 4}}));
+   FlowspecKey const k = keyOf(
+       {0, 1, "10.1.0.0/16", "2001:db8::/32", {{0, 0x03810006}, {1, 0x0d810012}}});
+   std::uint32_t const v6 = Ipkit::Ip6Addr(Vex::String("2001:db8::")).hash();
+   // clang-format off
+   EXPECT_EQ(k.hash(), oneAtATime({{0, 4}, {1, 4}, {wang(0x0a010000u ^ 16), 4},
+                                   {wang(v6 ^ 32), 4}, {0, 2}, {0x03810006, 4},
+                                   {1, 2}, {0x0d810012, 4}}));
+   // clang-format on
+   EXPECT_EQ(FlowspecKey(k).hash(), k.hash());
+}
+
+TEST(FlowspecKey, CopiesAreWholeAndIndependent) {
+   FlowspecKey const src =
+       keyOf({3, 2, "2001:db8::/32", nullptr, {{0, 1}, {1, 2}, {2, 3}}});
+   FlowspecKey dst = keyOf({4, 1, "10.0.0.0/8", "11.0.0.0/8", {{0, 9}, {4, 9}}});
+   dst.copyIn(src);
+   EXPECT_EQ(dst, src);
+   EXPECT_FALSE(dst.matchOpValHas(4)) << "old pairs are gone";
+   dst.copyIn(dst);
+   EXPECT_EQ(dst, src);
+
+   FlowspecKey copy(src), assigned;
+   copy.matchOpValIs(1, MatchOpVal(7));
+   copy.matchOpValDel(0);
+   EXPECT_EQ(src, keyOf({3, 2, "2001:db8::/32", nullptr, {{0, 1}, {1, 2}, {2, 3}}}));
+   EXPECT_EQ(copy.matchOpVal(2).storage(), 3u) << "deleting does not renumber";
+   assigned = src;
+   assigned.matchOpValDelAll();
+   EXPECT_EQ(src.matchOpVals(), 3u);
+   EXPECT_EQ(assigned.matchOpVals(), 0u);
+}
