@@ -5,6 +5,7 @@
 //
 // Run:  cmake --build --preset bench &&
 //       build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
+#include "Vex/CollectionNode.h"
 #include "Vex/HashMap2018.h"
 #include "Vex/RbTreeMap.h"
 
@@ -57,18 +58,8 @@ std::vector<Key40> const& keys(std::size_t n) {
    return v;
 }
 
-struct TreeNode : Vex::PtrInterface, Vex::RbTreeLink {
-   TreeNode(Key40 const& k, std::uint64_t v) : key(k), value(v) {}
-   Key40 const& fwkKey() const noexcept { return key; }
-   Key40 key;
-   std::uint64_t value;
-};
-struct HashNode : Vex::PtrInterface, Vex::HashLink {
-   HashNode(Key40 const& k, std::uint64_t v) : key(k), value(v) {}
-   Key40 const& fwkKey() const noexcept { return key; }
-   Key40 key;
-   std::uint64_t value;
-};
+using TreeNode = Vex::MapNode<Key40, std::uint64_t, Vex::RbTreeLink>;
+using HashNode = Vex::MapNode<Key40, std::uint64_t, Vex::HashLink>;
 using RbTreeMap = Vex::RbTreeMap<TreeNode, Key40>;
 using HashMap2018 = Vex::HashMap2018<HashNode, Key40>;
 using StdMap = std::map<Key40, std::uint64_t>;
@@ -89,7 +80,7 @@ template <class M>
 std::uint64_t get(M const& m, Key40 const& k) {
    if constexpr (std::is_same_v<M, RbTreeMap> || std::is_same_v<M, HashMap2018>) {
       auto n = m.find(k);
-      return n ? n->value : 0;
+      return n ? n->value() : 0;
    } else {
       auto i = m.find(k);
       return i != m.end() ? i->second : 0;
@@ -139,7 +130,7 @@ void BM_Walk(benchmark::State& state) {
    for (auto _ : state) {
       std::uint64_t sum = 0;
       if constexpr (std::is_same_v<M, RbTreeMap> || std::is_same_v<M, HashMap2018>) {
-         for (auto const& n : m) sum += n.value;
+         for (auto const& n : m) sum += n.value();
       } else {
          for (auto const& [k, v] : m) sum += v;
       }

@@ -18,6 +18,7 @@
 // Run:  cmake --build --preset dev --target key_bench &&
 //       build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
 #include "Flowspec/values/FlowspecKey.h"
+#include "Vex/CollectionNode.h"
 #include "Vex/HashMap2018.h"
 #include "Vex/RbTreeMap.h"
 
@@ -350,18 +351,8 @@ std::vector<FlowspecKey> const& manyKeys(std::size_t n) {
    return sets.at(n);
 }
 
-struct TreeNode : Vex::PtrInterface, Vex::RbTreeLink {
-   TreeNode(FlowspecKey const& k, std::uint64_t v) : key(k), value(v) {}
-   FlowspecKey const& fwkKey() const noexcept { return key; }
-   FlowspecKey key;
-   std::uint64_t value;
-};
-struct HashNode : Vex::PtrInterface, Vex::HashLink {
-   HashNode(FlowspecKey const& k, std::uint64_t v) : key(k), value(v) {}
-   FlowspecKey const& fwkKey() const noexcept { return key; }
-   FlowspecKey key;
-   std::uint64_t value;
-};
+using TreeNode = Vex::MapNode<FlowspecKey, std::uint64_t, Vex::RbTreeLink>;
+using HashNode = Vex::MapNode<FlowspecKey, std::uint64_t, Vex::HashLink>;
 using KeyRbTreeMap = Vex::RbTreeMap<TreeNode, FlowspecKey>;
 using KeyHashMap2018 = Vex::HashMap2018<HashNode, FlowspecKey>;
 using KeyStdMap = std::map<FlowspecKey, std::uint64_t>;
@@ -426,7 +417,7 @@ void BM_Find(benchmark::State& state) {
       for (FlowspecKey const* k : probe) {
          if constexpr (intrusive<M>) {
             auto const* n = m.find(*k);
-            sum += n ? n->value : 0;
+            sum += n ? n->value() : 0;
          } else {
             auto i = m.find(*k);
             sum += i != m.end() ? i->second : 0;
