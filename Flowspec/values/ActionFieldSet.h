@@ -17,7 +17,12 @@ class ActionFieldSet : public FlagSet<ActionFieldSet> {
       "invalid", "trafficPermit", "trafficDrop", "trafficRate",
       "trafficAction", "trafficRedirect", "trafficMarking"};
 
+   static constexpr char const* vexTypeName = "Flowspec::ActionFieldSet";
+
    constexpr ActionFieldSet() noexcept = default;
+   /// Read the value text (every flag) or the log (the word).
+   ActionFieldSet(Vex::TextIter& pos, Vex::TextIter end) : ActionFieldSet(fromStrep(pos, end)) {}
+   ActionFieldSet(Vex::NboAttrLog::In* in, Vex::StreamBogon) : ActionFieldSet(fromLog(*in)) {}
 
    constexpr bool invalid() const noexcept { return flag(0); }
    constexpr void invalidIs(bool on) noexcept { flagIs(0, on); }

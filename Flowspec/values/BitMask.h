@@ -16,10 +16,12 @@
 // `bitNames`, the command-line name of each bit from 0 to lastBit.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Vex/String.h"
 
 #include <cstdint>
 #include <span>
+#include <tuple>
 
 namespace Flowspec {
 
@@ -33,6 +35,17 @@ std::uint32_t bitMaskHash(bool matchAll, std::uint16_t val, std::uint16_t mask) 
 template <class Derived>
 class BitMask {
  public:
+   static constexpr auto vexFields() {
+      return std::tuple{Vex::field("matchAll", [](Derived const& m) { return m.matchAll(); }),
+                        Vex::field("val", [](Derived const& m) { return m.val(); }),
+                        Vex::field("mask", [](Derived const& m) { return m.mask(); })};
+   }
+   static constexpr Derived vexFromFields(bool matchAll, std::uint16_t val, std::uint16_t mask) {
+      Derived d(val, mask);
+      d.matchAllIs(matchAll);
+      return d;
+   }
+
    constexpr BitMask() noexcept = default;
    /// `matchAll` true.
    constexpr BitMask(std::uint16_t val, std::uint16_t mask) noexcept : val_(val), mask_(mask) {}

@@ -7,17 +7,31 @@
 //   | version | Kiln::UniqueId  | the unset unique id |
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Kiln/UniqueId.h"
 
 #include <cstdint>
+#include <tuple>
 
 namespace Flowspec {
 
 class CounterVersion {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::CounterVersion";
+   static constexpr auto vexFields() {
+      using C = CounterVersion;
+      return std::tuple{Vex::field("counter", [](C const& c) { return c.counter(); }),
+                        Vex::field("version", [](C const& c) { return c.version(); })};
+   }
+
    CounterVersion() = default;
    CounterVersion(std::uint64_t counter, Kiln::UniqueId const& version) noexcept
        : counter_(counter), version_(version) {}
+   /// Read the value text or the log (u64 counter, version).
+   CounterVersion(Vex::TextIter& pos, Vex::TextIter end)
+       : CounterVersion(Vex::fieldsFromStrep<CounterVersion>(pos, end)) {}
+   CounterVersion(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : CounterVersion(Vex::fieldsFromLog<CounterVersion>(*in)) {}
 
    std::uint64_t counter() const noexcept { return counter_; }
    Kiln::UniqueId const& version() const noexcept { return version_; }

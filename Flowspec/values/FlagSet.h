@@ -7,14 +7,25 @@
 //   static constexpr std::uint32_t maxValue;            the highest word allowed
 //   static constexpr char const* rangeMessage;           the error above it
 //   static constexpr std::array<char const*, N> flagNames;  bit order
+//   static constexpr char const* vexTypeName;             "Flowspec::<Type>"
+// and two reading constructors that delegate to fromStrep and fromLog.
 // Setting `value` above maxValue raises Vex::RangeException with exactly
 // rangeMessage; setting single flags cannot exceed it. Equality compares the
 // word; the hash is the word itself; there is no order.
+//
+// The value text names every flag as a boolean, in bit order:
+//   Value('Flowspec::TrafficAction', ** {'sampleAndLog': True, 'continueMatch': False})
+// and reads back the same way, checking maxValue after all flags are read.
+// The attribute log carries the word (u32), checked when read.
 #pragma once
 
 #include "Vex/Exception.h"
+#include "Vex/NboAttrLog.h"
+#include "Vex/ValueText.h"
 
 #include <cstdint>
+#include <ostream>
+#include <string>
 
 namespace Flowspec {
 
@@ -44,7 +55,61 @@ class FlagSet {
       return a.value_ == b.value_;
    }
 
+   friend Vex::String valueToStrep(Derived const& v) {
+      std::string s = "Value('";
+      s += Derived::vexTypeName;
+      s += "', ** {";
+      for (unsigned bit = 0; bit < Derived::flagNames.size(); ++bit) {
+         if (bit) s += ", ";
+         s += '\'';
+         s += Derived::flagNames[bit];
+         s += "': ";
+         s += Vex::valueToStrep(v.flag(bit)).str();
+      }
+      s += "})";
+      return Vex::String(std::move(s));
+   }
+   friend void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Derived& v) {
+      v = fromStrep(pos, end);
+   }
+   friend std::ostream& operator<<(std::ostream& os, Derived const& v) {
+      return os << valueToStrep(v);
+   }
+   friend Vex::Ptr<Vex::NboAttrLog::Out> const&
+   operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Derived const& v) {
+      out->writeU32(v.value_);
+      return out;
+   }
+
  protected:
+   /// Reads the value text at `pos`.
+   static Derived fromStrep(Vex::TextIter& pos, Vex::TextIter end) {
+      std::string head = "Value('";
+      head += Derived::vexTypeName;
+      head += "', ** {";
+      Vex::expectLiteral(pos, end, head);
+      std::uint32_t word = 0;
+      for (unsigned bit = 0; bit < Derived::flagNames.size(); ++bit) {
+         std::string label = bit ? ", '" : "'";
+         label += Derived::flagNames[bit];
+         label += "': ";
+         Vex::expectLiteral(pos, end, label);
+         bool on = false;
+         Vex::readField(pos, end, Derived::flagNames[bit], on);
+         if (on) word |= 1U << bit;
+      }
+      Vex::expectLiteral(pos, end, "})");
+      Derived d;
+      d.valueIs(word);
+      return d;
+   }
+   /// Reads the word from the log and checks it.
+   static Derived fromLog(Vex::NboAttrLog::In& in) {
+      Derived d;
+      d.valueIs(in.nextU32());
+      return d;
+   }
+
    /// The set with exactly `word` (for the flag constants).
    static constexpr Derived withValue(std::uint32_t word) noexcept {
       Derived d;

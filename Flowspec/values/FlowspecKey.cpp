@@ -1,5 +1,6 @@
 #include "Flowspec/values/FlowspecKey.h"
 
+#include "Flowspec/framework/LogSequence.h"
 #include "Vex/Assert.h"
 
 namespace Flowspec {
@@ -190,6 +191,31 @@ std::uint32_t FlowspecKey::hash() const noexcept {
       h.bytes(n->value().storage(), 4);
    }
    return h.result();
+}
+
+FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+    : vrfId_(in->nextU32()), addressFamily_(Vex::nboRead<Ipkit::AddressFamily>(*in)),
+      destPrefix_(in, Vex::StreamBogon()), srcPrefix_(in, Vex::StreamBogon()) {
+   while (true) {
+      std::uint16_t index = in->nextU16();
+      if (index > MatchOpValIndex::max) indexOutOfRange();
+      if (index == MatchOpValIndex::max) return;
+      matchOpValIs(MatchOpValIndex(index), MatchOpVal(in->nextU32()));
+   }
+}
+
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                   FlowspecKey const& key) {
+   out->writeU32(key.vrfId());
+   Vex::nboWrite(out, key.addressFamily());
+   out << key.destPrefix() << key.srcPrefix();
+   for (auto i = key.matchOpValIteratorConst(); i; ++i) {
+      refuseTerminator(i.key(), MatchOpValIndex());
+      out->writeU16(i.key().value());
+      out->writeU32(i.value().storage());
+   }
+   out->writeU16(MatchOpValIndex::max);
+   return out;
 }
 
 void FlowspecKey::copyIn(FlowspecKey const& other) {

@@ -73,6 +73,12 @@ class FlowspecKey {
    FlowspecKey(FlowspecKey&&) noexcept = default;
    FlowspecKey& operator=(FlowspecKey const&) = default;
    FlowspecKey& operator=(FlowspecKey&&) noexcept = default;
+   /// Reads the value text (the raw form and its "@"), like sequenceToValue.
+   FlowspecKey(Vex::TextIter& pos, Vex::TextIter end);
+   /// Reads the log: u32 vrfId, s32 addressFamily, the two prefixes, then
+   /// per pair its u16 index and u32 word, closed by the index 2047. An index
+   /// above 2047 raises Vex::RangeException (MatchOpValIndex::rangeMessage).
+   FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
    Vrf::VrfIdMap::VrfId vrfId() const noexcept { return vrfId_; }
    void vrfIdIs(Vrf::VrfIdMap::VrfId v) noexcept { vrfId_ = v; }
@@ -195,6 +201,10 @@ class FlowspecKey {
 
 /// Writes stringValue().
 std::ostream& operator<<(std::ostream& os, FlowspecKey const& key);
+/// Writes the log encoding; a pair at index 2047, which the reader would
+/// take for the end, aborts (see Flowspec/framework/LogSequence.h).
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                   FlowspecKey const& key);
 
 /// The key's value text: its raw form followed by "@".
 Vex::String valueToStrep(FlowspecKey const& key);

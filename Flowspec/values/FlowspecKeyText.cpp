@@ -310,6 +310,8 @@ Vex::String valueToStrep(FlowspecKey const& key) {
    return key.toStrep() + Vex::String(std::string(1, FlowspecKey::compEnd()));
 }
 
+FlowspecKey::FlowspecKey(Vex::TextIter& pos, Vex::TextIter end) { sequenceToValue(pos, end, *this); }
+
 void FlowspecKey::copyInStr(Vex::String const& text) {
    FlowspecKey k;
    Vex::TextIter pos = text.begin();

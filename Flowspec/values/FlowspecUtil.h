@@ -45,6 +45,11 @@ class FlowspecUtil {
    friend bool operator==(FlowspecUtil const&, FlowspecUtil const&) noexcept { return true; }
 };
 
+/// The value text of a FlowspecUtil: the empty string (it has no fields).
+inline Vex::String valueToStrep(FlowspecUtil const&) { return Vex::String(); }
+/// Reads the empty value text: consumes nothing.
+inline void sequenceToValue(Vex::TextIter&, Vex::TextIter, FlowspecUtil&) {}
+
 namespace Internal {
 /// The short label of `compType` as a constant text (no copy), with the same
 /// abort as FlowspecUtil::compTypeToLabel: for the parsers and printers.

@@ -4,6 +4,7 @@
 // FlowspecUtil::statusCodeToStrep gives the command-line text of each.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Vex/Enum.h"
 #include "Vex/String.h"
 

@@ -5,18 +5,32 @@
 //   k.toStrep();   // "Ethernet1,ipv4"
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Ipkit/AddressFamily.h"
 #include "Ipkit/IntfId.h"
 
 #include <cstdint>
+#include <tuple>
 
 namespace Flowspec {
 
 class IntfErrorKey {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::IntfErrorKey";
+   static constexpr auto vexFields() {
+      using K = IntfErrorKey;
+      return std::tuple{Vex::field("intfId", [](K const& k) { return k.intfId(); }),
+                        Vex::field("addressFamily", [](K const& k) { return k.addressFamily(); })};
+   }
+
    IntfErrorKey() = default;
    IntfErrorKey(Ipkit::IntfId const& intfId, Ipkit::AddressFamily addressFamily)
        : intfId_(intfId), addressFamily_(addressFamily) {}
+   /// Read the value text or the log (intfId, u32 address family).
+   IntfErrorKey(Vex::TextIter& pos, Vex::TextIter end)
+       : IntfErrorKey(Vex::fieldsFromStrep<IntfErrorKey>(pos, end)) {}
+   IntfErrorKey(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : IntfErrorKey(Vex::fieldsFromLog<IntfErrorKey>(*in)) {}
 
    Ipkit::IntfId const& intfId() const noexcept { return intfId_; }
    Ipkit::AddressFamily addressFamily() const noexcept { return addressFamily_; }

@@ -41,7 +41,14 @@ class IpBitMask : public BitMask<IpBitMask> {
    static constexpr std::array<char const*, 4> bitNames = {"DF", "is-fragment",
                                                            "first-fragment", "last-fragment"};
 
+   static constexpr char const* vexTypeName = "Flowspec::IpBitMask";
+
    using BitMask::BitMask;
+   /// Read the value text (matchAll, val, mask) or the log (bool, u16, u16).
+   IpBitMask(Vex::TextIter& pos, Vex::TextIter end)
+       : IpBitMask(Vex::fieldsFromStrep<IpBitMask>(pos, end)) {}
+   IpBitMask(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : IpBitMask(Vex::fieldsFromLog<IpBitMask>(*in)) {}
 
    /// Whether a packet can match: the mask examines some bit; a packet that
    /// must not be a fragment (isFragment required clear) cannot be a first

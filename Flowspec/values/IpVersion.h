@@ -14,7 +14,12 @@ class IpVersion : public FlagSet<IpVersion> {
    static constexpr char const* rangeMessage = "IpVersion::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"ipv4", "ipv6"};
 
+   static constexpr char const* vexTypeName = "Flowspec::IpVersion";
+
    constexpr IpVersion() noexcept = default;
+   /// Read the value text (every flag) or the log (the word).
+   IpVersion(Vex::TextIter& pos, Vex::TextIter end) : IpVersion(fromStrep(pos, end)) {}
+   IpVersion(Vex::NboAttrLog::In* in, Vex::StreamBogon) : IpVersion(fromLog(*in)) {}
 
    constexpr bool ipv4() const noexcept { return flag(0); }
    constexpr void ipv4Is(bool on) noexcept { flagIs(0, on); }

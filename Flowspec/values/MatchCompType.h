@@ -6,6 +6,7 @@
 // "Flowspec::MatchCompType"; name and number conversions go through it.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Vex/Enum.h"
 #include "Vex/String.h"
 

@@ -1,7 +1,9 @@
 #include "Flowspec/values/MatchComponent.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Flowspec/framework/LogSequence.h"
 
+#include <ostream>
 #include <string>
 
 namespace Flowspec {
@@ -22,6 +24,70 @@ bool operator==(MatchComponent const& a, MatchComponent const& b) {
    if (&a == &b) return true;
    return a.numericalRange_ == b.numericalRange_ && a.ipBitMask_ == b.ipBitMask_ &&
           a.tcpBitMask_ == b.tcpBitMask_;
+}
+
+namespace {
+
+template <class Value>
+void writeSet(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Vex::HashValueMap<Value, bool> const& set) {
+   Value const terminator;
+   for (auto i = set.iterator(); i; ++i) {
+      refuseTerminator(i.key(), terminator);
+      out << i.key() << i.value();
+   }
+   out << terminator;
+}
+
+template <class Value>
+void readSet(Vex::NboAttrLog::In* in, Vex::HashValueMap<Value, bool>& set, char const* name) {
+   Value const terminator;
+   while (true) {
+      Value member(in, Vex::StreamBogon());
+      if (member == terminator) return;
+      bool flag = in->nextbool();
+      if (set.has(member)) {
+         throw Vex::Exception(Vex::String("MatchComponent: a member repeats in the ") + name +
+                              " set");
+      }
+      set.is(member, flag);
+   }
+}
+
+} // namespace
+
+MatchComponent::MatchComponent(Vex::TextIter&, Vex::TextIter) : compType_() {
+   VEX_ASSERT_TEXT(false, "!\"No String constructor for MatchComponent - has collection\"");
+}
+
+MatchComponent::MatchComponent(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+    : compType_(Vex::nboRead<MatchCompType>(*in)), prefix_(in, Vex::StreamBogon()) {
+   readSet(in, numericalRange_, "numericalRange");
+   readSet(in, ipBitMask_, "ipBitMask");
+   readSet(in, tcpBitMask_, "tcpBitMask");
+}
+
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                   MatchComponent const& c) {
+   Vex::nboWrite(out, c.compType_);
+   out << c.prefix_;
+   writeSet(out, c.numericalRange_);
+   writeSet(out, c.ipBitMask_);
+   writeSet(out, c.tcpBitMask_);
+   return out;
+}
+
+Vex::String valueToStrep(MatchComponent const& c) {
+   return "Value('Flowspec::MatchComponent', ** {'compType': " + valueToStrep(c.compType()) +
+          ", 'prefix': " + valueToStrep(c.prefix()) +
+          ", 'numericalRange': None, 'ipBitMask': None, 'tcpBitMask': None})";
+}
+
+void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, MatchComponent& c) {
+   c = MatchComponent(pos, end);
+}
+
+std::ostream& operator<<(std::ostream& os, MatchComponent const& c) {
+   return os << valueToStrep(c);
 }
 
 Vex::String MatchComponent::toStrep() const {

@@ -40,6 +40,14 @@ class MatchComponent {
  public:
    /// A component of kind `compType` with the empty prefix and empty sets.
    explicit MatchComponent(MatchCompType compType) noexcept : compType_(compType) {}
+   /// The value text cannot be read back (it prints "None" for the sets):
+   /// this constructor aborts with
+   /// "!\"No String constructor for MatchComponent - has collection\"".
+   MatchComponent(Vex::TextIter& pos, Vex::TextIter end);
+   /// Reads the log: s32 compType, the prefix, then each set as its members
+   /// (the value, then its boolean) closed by a terminator member (the
+   /// default range or mask). A repeated member raises Vex::Exception.
+   MatchComponent(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
    MatchCompType compType() const noexcept { return compType_; }
    Ipkit::IpGenPrefix const& prefix() const noexcept { return prefix_; }
@@ -72,11 +80,26 @@ class MatchComponent {
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const;
 
  private:
+   friend Vex::Ptr<Vex::NboAttrLog::Out> const&
+   operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, MatchComponent const& c);
+
    MatchCompType compType_;
    Ipkit::IpGenPrefix prefix_;
    Vex::HashValueMap<NumericalRange, bool> numericalRange_;
    Vex::HashValueMap<IpBitMask, bool> ipBitMask_;
    Vex::HashValueMap<TcpBitMask, bool> tcpBitMask_;
 };
+
+/// Value('Flowspec::MatchComponent', ** {'compType': <kind>, 'prefix': <prefix>,
+/// 'numericalRange': None, 'ipBitMask': None, 'tcpBitMask': None})
+Vex::String valueToStrep(MatchComponent const& c);
+/// Aborts like the text constructor.
+void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, MatchComponent& c);
+/// Writes valueToStrep(c).
+std::ostream& operator<<(std::ostream& os, MatchComponent const& c);
+/// Writes the log encoding; a member equal to its set's terminator aborts
+/// (see Flowspec/framework/LogSequence.h).
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                   MatchComponent const& c);
 
 } // namespace Flowspec

@@ -24,6 +24,7 @@
 // and gtIs write bit 17, matchIs and eqIs bit 16.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Flowspec/values/MatchCompType.h"
 #include "Flowspec/values/MatchOpValIndex.h"
 #include "Vex/String.h"
@@ -31,6 +32,7 @@
 #include <cstdint>
 #include <iosfwd>
 #include <string>
+#include <tuple>
 
 namespace Flowspec {
 
@@ -80,8 +82,18 @@ class OperatorBits {
 
 class MatchOpVal : public OperatorBits<MatchOpVal> {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::MatchOpVal";
+   static constexpr auto vexFields() {
+      return std::tuple{Vex::field("storage", [](MatchOpVal p) { return p.storage(); })};
+   }
+
    constexpr MatchOpVal() noexcept = default;
    constexpr explicit MatchOpVal(std::uint32_t storage) noexcept : storage_(storage) {}
+   /// Read the value text (the single field 'storage') or the log (u32).
+   MatchOpVal(Vex::TextIter& pos, Vex::TextIter end)
+       : MatchOpVal(Vex::fieldsFromStrep<MatchOpVal>(pos, end)) {}
+   MatchOpVal(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : MatchOpVal(Vex::fieldsFromLog<MatchOpVal>(*in)) {}
 
    constexpr std::uint32_t storage() const noexcept { return storage_; }
    constexpr void storageIs(std::uint32_t v) noexcept { storage_ = v; }
@@ -114,10 +126,27 @@ class MatchOpVal : public OperatorBits<MatchOpVal> {
 
 class MatchOpValResult : public OperatorBits<MatchOpValResult> {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::MatchOpValResult";
+   static constexpr auto vexFields() {
+      using R = MatchOpValResult;
+      return std::tuple{Vex::field("matchType", [](R const& r) { return r.matchType(); }),
+                        Vex::field("op", [](R const& r) { return r.op(); }),
+                        Vex::field("val32", [](R const& r) { return r.val32(); }),
+                        Vex::field("nextIndex", [](R const& r) { return r.nextIndex(); })};
+   }
    constexpr MatchOpValResult() noexcept = default;
    constexpr MatchOpValResult(MatchCompType matchType, std::uint8_t op, std::uint32_t val32,
                               MatchOpValIndex nextIndex) noexcept
        : matchType_(matchType), op_(op), val32_(val32), nextIndex_(nextIndex) {}
+   /// Read the value text (matchType, op, val32, nextIndex) or the log (s32
+   /// matchType, u8 op, u32 val32, u16 nextIndex). A nextIndex above 2047
+   /// raises Vex::RangeException.
+   MatchOpValResult(Vex::TextIter& pos, Vex::TextIter end)
+       : MatchOpValResult(Vex::fieldsFromStrep<MatchOpValResult>(pos, end)) {}
+   MatchOpValResult(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : MatchOpValResult(Vex::fieldsFromLog<MatchOpValResult>(*in)) {}
+
+
 
    constexpr MatchCompType matchType() const noexcept { return matchType_; }
    constexpr void matchTypeIs(MatchCompType t) noexcept { matchType_ = t; }

@@ -8,12 +8,12 @@
 // attribute log do, raising Vex::RangeException with `rangeMessage`.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Vex/Exception.h"
-#include "Vex/ValueText.h"
 
 #include <compare>
 #include <cstdint>
-#include <iosfwd>
+#include <tuple>
 
 namespace Flowspec {
 
@@ -24,10 +24,23 @@ class MatchOpValIndex {
    static constexpr char const* rangeMessage =
       "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
 
+   static constexpr char const* vexTypeName = "Flowspec::MatchOpValIndex";
+   static constexpr auto vexFields() {
+      return std::tuple{Vex::field("value", [](MatchOpValIndex i) { return i.value(); })};
+   }
+   static constexpr MatchOpValIndex vexFromFields(std::uint16_t v) { return checked(v); }
+
    /// The null index, 2047.
    constexpr MatchOpValIndex() noexcept = default;
    /// Any 16-bit value, unchecked.
    constexpr MatchOpValIndex(std::uint16_t value) noexcept : value_(value) {}
+   /// Read the value text (Value('Flowspec::MatchOpValIndex', ** {'value': 7}))
+   /// or the log (u16); a value above max raises Vex::RangeException.
+   MatchOpValIndex(Vex::TextIter& pos, Vex::TextIter end)
+       : MatchOpValIndex(Vex::fieldsFromStrep<MatchOpValIndex>(pos, end)) {}
+   MatchOpValIndex(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : MatchOpValIndex(Vex::fieldsFromLog<MatchOpValIndex>(*in)) {}
+
 
    constexpr std::uint16_t value() const noexcept { return value_; }
    /// Raises Vex::RangeException(rangeMessage) above max.
@@ -58,12 +71,5 @@ class MatchOpValIndex {
  private:
    std::uint16_t value_ = max;
 };
-
-/// Value('Flowspec::MatchOpValIndex', ** {'value': <n>})
-Vex::String valueToStrep(MatchOpValIndex i);
-/// Reads the value text; a value above max raises Vex::RangeException.
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, MatchOpValIndex& i);
-/// Writes the value text.
-std::ostream& operator<<(std::ostream& os, MatchOpValIndex i);
 
 } // namespace Flowspec

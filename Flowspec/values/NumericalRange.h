@@ -13,15 +13,24 @@
 //   a.toStrep();              // "[ 10, 20 ]"
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Flowspec/values/MatchCompType.h"
 #include "Vex/String.h"
 
 #include <cstdint>
+#include <tuple>
 
 namespace Flowspec {
 
 class NumericalRange {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
+   static constexpr auto vexFields() {
+      return std::tuple{
+         Vex::field("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),
+         Vex::field("rangeMax", [](NumericalRange const& r) { return r.rangeMax(); })};
+   }
+
    static constexpr std::uint32_t min = 0;
    static constexpr std::uint32_t max = 0xffffff;
    static constexpr std::uint32_t invalidValue = 0x1000000;
@@ -35,6 +44,12 @@ class NumericalRange {
    ///   rangeMax > invalidValue:  "NumericalRange::rangeMax < NumericalRange::min or > NumericalRange::invalidValue not allowed"
    /// A bound equal to invalidValue is accepted (it makes an invalid range).
    NumericalRange(std::uint32_t rangeMin, std::uint32_t rangeMax);
+   /// Read the value text or the log (u32 rangeMin, u32 rangeMax), then check
+   /// like the constructor above.
+   NumericalRange(Vex::TextIter& pos, Vex::TextIter end)
+       : NumericalRange(Vex::fieldsFromStrep<NumericalRange>(pos, end)) {}
+   NumericalRange(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : NumericalRange(Vex::fieldsFromLog<NumericalRange>(*in)) {}
 
    std::uint32_t rangeMin() const noexcept { return rangeMin_; }
    std::uint32_t rangeMax() const noexcept { return rangeMax_; }

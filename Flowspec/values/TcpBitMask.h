@@ -50,7 +50,14 @@ class TcpBitMask : public BitMask<TcpBitMask> {
    static constexpr std::array<char const*, 9> bitNames = {"FIN", "SYN", "RST", "PSH", "ACK",
                                                            "URG", "ECE", "CWR", "NS"};
 
+   static constexpr char const* vexTypeName = "Flowspec::TcpBitMask";
+
    using BitMask::BitMask;
+   /// Read the value text (matchAll, val, mask) or the log (bool, u16, u16).
+   TcpBitMask(Vex::TextIter& pos, Vex::TextIter end)
+       : TcpBitMask(Vex::fieldsFromStrep<TcpBitMask>(pos, end)) {}
+   TcpBitMask(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : TcpBitMask(Vex::fieldsFromLog<TcpBitMask>(*in)) {}
 
    /// The mask word: non-zero exactly when the mask is valid.
    constexpr std::uint16_t isValid() const noexcept { return mask(); }

@@ -15,7 +15,12 @@ class TrafficAction : public FlagSet<TrafficAction> {
    static constexpr char const* rangeMessage = "TrafficAction::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"sampleAndLog", "continueMatch"};
 
+   static constexpr char const* vexTypeName = "Flowspec::TrafficAction";
+
    constexpr TrafficAction() noexcept = default;
+   /// Read the value text (every flag) or the log (the word).
+   TrafficAction(Vex::TextIter& pos, Vex::TextIter end) : TrafficAction(fromStrep(pos, end)) {}
+   TrafficAction(Vex::NboAttrLog::In* in, Vex::StreamBogon) : TrafficAction(fromLog(*in)) {}
 
    constexpr bool sampleAndLog() const noexcept { return flag(0); }
    constexpr void sampleAndLogIs(bool on) noexcept { flagIs(0, on); }

@@ -10,16 +10,32 @@
 // as usual.
 #pragma once
 
+#include "Flowspec/framework/ValueCodec.h"
 #include "Ipkit/IpGenAddr.h"
 #include "Vrf/VrfIdMap.h"
+
+#include <tuple>
 
 namespace Flowspec {
 
 class TrafficRedirect {
  public:
+   static constexpr char const* vexTypeName = "Flowspec::TrafficRedirect";
+   static constexpr auto vexFields() {
+      using R = TrafficRedirect;
+      return std::tuple{Vex::field("vrfId", [](R const& r) { return r.vrfId(); }),
+                        Vex::field("addr", [](R const& r) { return r.addr(); }),
+                        Vex::field("copy", [](R const& r) { return r.copy(); })};
+   }
+
    TrafficRedirect() = default;
    TrafficRedirect(Vrf::VrfIdMap::VrfId vrfId, Ipkit::IpGenAddr const& addr, bool copy)
        : vrfId_(vrfId), addr_(addr), copy_(copy) {}
+   /// Read the value text or the log (u32 vrfId, addr, bool copy).
+   TrafficRedirect(Vex::TextIter& pos, Vex::TextIter end)
+       : TrafficRedirect(Vex::fieldsFromStrep<TrafficRedirect>(pos, end)) {}
+   TrafficRedirect(Vex::NboAttrLog::In* in, Vex::StreamBogon)
+       : TrafficRedirect(Vex::fieldsFromLog<TrafficRedirect>(*in)) {}
 
    Vrf::VrfIdMap::VrfId vrfId() const noexcept { return vrfId_; }
    Ipkit::IpGenAddr const& addr() const noexcept { return addr_; }

@@ -23,6 +23,13 @@ namespace Flowspec {
 class UnsupportedQual {
  public:
    explicit UnsupportedQual(Ipkit::AddressFamily af = Ipkit::ipunknown) noexcept : af_(af) {}
+   /// The value text cannot be read back (it prints "None" for `qual`): this
+   /// constructor aborts with
+   /// "!\"No String constructor for UnsupportedQual - has collection\"".
+   UnsupportedQual(Vex::TextIter& pos, Vex::TextIter end);
+   /// Reads the log: s32 af, then per entry the s32 kind and the text, closed
+   /// by the kind 0. A repeated kind raises Vex::Exception.
+   UnsupportedQual(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
    Ipkit::AddressFamily af() const noexcept { return af_; }
    VEX_VALUE_MAP_ACCESSORS(qual, MatchCompType, Vex::String, qual_)
@@ -40,8 +47,22 @@ class UnsupportedQual {
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const;
 
  private:
+   friend Vex::Ptr<Vex::NboAttrLog::Out> const&
+   operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, UnsupportedQual const& q);
+
    Ipkit::AddressFamily af_;
    Vex::HashValueMap<MatchCompType, Vex::String> qual_;
 };
+
+/// Value('Flowspec::UnsupportedQual', ** {'af': <family>, 'qual': None})
+Vex::String valueToStrep(UnsupportedQual const& q);
+/// Aborts like the text constructor.
+void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, UnsupportedQual& q);
+/// Writes valueToStrep(q).
+std::ostream& operator<<(std::ostream& os, UnsupportedQual const& q);
+/// Writes the log encoding; an entry under the kind 0 (`invalid`) aborts
+/// (see Flowspec/framework/LogSequence.h).
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                   UnsupportedQual const& q);
 
 } // namespace Flowspec

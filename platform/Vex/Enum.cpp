@@ -4,6 +4,7 @@
 #include "Vex/Exception.h"
 #include "Vex/ValueText.h"
 
+#include <cstdint>
 #include <mutex>
 #include <string>
 
@@ -62,6 +63,27 @@ std::uint32_t EnumType::instance(std::uint32_t value) const {
 String EnumType::nameOrNumber(std::uint32_t value) const {
    if (auto e = find(value)) return e->name;
    return String(std::to_string(value));
+}
+
+std::uint32_t EnumType::readText(char const*& pos, char const* end) const {
+   auto isWord = [](char c, bool first) {
+      return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_' ||
+             (!first && c >= '0' && c <= '9');
+   };
+   if (pos != end && isWord(*pos, true)) {
+      char const* start = pos;
+      while (pos != end && isWord(*pos, false)) ++pos;
+      try {
+         return value(std::string_view(start, static_cast<std::size_t>(pos - start)));
+      } catch (...) {
+         pos = start;
+         throw;
+      }
+   }
+   if (pos != end && (*pos == '-' || (*pos >= '0' && *pos <= '9'))) {
+      return static_cast<std::uint32_t>(readSigned(pos, end, INT32_MIN, UINT32_MAX));
+   }
+   parseError("an enumerator of " + name_.str(), pos, end);
 }
 
 EnumType const* enumTypeByName(String const& qualifiedName) {

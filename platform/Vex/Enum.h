@@ -67,6 +67,10 @@ class EnumType {
    /// The enumerator's name, or the decimal number for an unknown value: for
    /// printing, which must not fail.
    String nameOrNumber(std::uint32_t value) const;
+   /// Reads an enumerator name, or a decimal number (possibly negative, any
+   /// 32-bit value, as nameOrNumber prints it), at `pos`. Raises
+   /// Vex::Exception for an unknown name or anything else.
+   std::uint32_t readText(char const*& pos, char const* end) const;
 
  private:
    Enumerator const* find(std::uint32_t value) const noexcept;

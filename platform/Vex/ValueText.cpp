@@ -193,6 +193,8 @@ namespace Internal {
 void rethrowForField(char const* fieldName) {
    try {
       throw;
+   } catch (RangeException const& e) {
+      throw RangeException(String("field '") + fieldName + "': " + e.message());
    } catch (Exception const& e) {
       throw Exception(String("field '") + fieldName + "': " + e.message());
    }

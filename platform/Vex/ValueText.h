@@ -97,8 +97,8 @@ void sequenceToValue(TextIter& pos, TextIter end, T& v) {
    }
 }
 
-/// Reads one field value with sequenceToValue; a parse error names the field:
-/// "field '<name>': expected ...". Range errors pass unchanged.
+/// Reads one field value with sequenceToValue; an error names the field:
+/// "field '<name>': expected ...", a range error keeping its type.
 template <class T>
 void readField(TextIter& pos, TextIter end, char const* fieldName, T& v);
 
@@ -123,8 +123,6 @@ template <class T>
 void readField(TextIter& pos, TextIter end, char const* fieldName, T& v) {
    try {
       sequenceToValue(pos, end, v);
-   } catch (RangeException const&) {
-      throw;
    } catch (Exception const&) {
       Internal::rethrowForField(fieldName);
    }
