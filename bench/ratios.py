@@ -3,11 +3,13 @@
 
 Benchmarks are named BM_<Operation><<Implementation>>[/<size>], and BASELINE
 says which implementation each one is measured against: the benchmark of the
-same operation and size with the baseline implementation. Items per second
-are shown where the benchmark reports them.
+same operation and size with the baseline implementation. Items per second,
+and megabytes (10^6 bytes) per second, are shown where the benchmark reports
+them.
 
     build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
     build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
+    build/dev/bench/log_bench --benchmark_format=csv | bench/ratios.py
 """
 import csv
 import re
@@ -25,6 +27,9 @@ BASELINE = {
     'Print': 'Stoul',
     'KeyRbTreeMap': 'KeyStdMap',
     'KeyHashMap2018': 'KeyStdUnorderedMap',
+    # log_bench: writing and reading keys through the attribute log against
+    # a memcpy of the same bytes.
+    'KeyLog': 'Memcpy',
 }
 
 # The CSV starts at its "name," header; a --benchmark_out file has the run's
@@ -43,4 +48,7 @@ for (op, impl, size), row in rows.items():
         ratio = float(row['real_time']) / float(base['real_time'])
         rate = row.get('items_per_second')
         rate = f'  {float(rate):12,.0f} items/s' if rate else ''
+        bytes_rate = row.get('bytes_per_second')
+        if bytes_rate:
+            rate += f'  {float(bytes_rate) / 1e6:10,.1f} MB/s'
         print(f'{impl:>14} {op:<10} {size or "":>8}: {ratio:5.2f}x of {BASELINE[impl]}{rate}')
