@@ -18,7 +18,7 @@
 // Parsers work on a position in a text (Vex::TextIter, a `const char*`) that
 // they advance past what they read. Anything unexpected raises Vex::Exception
 // saying what was expected and where, for example
-//   field 'rangeMin': expected an unsigned number at "abc, 'rangeMax': 3})"
+//   field 'rangeMin': expected an unsigned number at 'abc})'
 #pragma once
 
 #include "Vex/Exception.h"
@@ -60,7 +60,8 @@ void appendQuoted(std::string& out, std::string_view s);
 
 /// Raises the parse error "expected <what> at <where>" for the text at `pos`.
 [[noreturn]] void parseError(std::string_view what, TextIter pos, TextIter end);
-/// `at "<up to 24 characters>"`, or `at the end of the text`.
+/// `at '<up to 24 characters, quoted and escaped as a string>'` (and "..." when
+/// more follows), or `at the end of the text`.
 String describePosition(TextIter pos, TextIter end);
 
 /// Consumes `literal` at `pos`, or raises "expected "<literal>" at ...".
