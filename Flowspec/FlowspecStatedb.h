@@ -1,6 +1,10 @@
 // Flowspec/FlowspecStatedb.h: every public type of libFlowspecStatedbTypes.
 #pragma once
 
+#include "Flowspec/entities/Config.h"
+#include "Flowspec/entities/RuleConfig.h"
+#include "Flowspec/entities/VrfRuleConfig.h"
+#include "Flowspec/framework/Factories.h"
 #include "Flowspec/values/ActionFieldSet.h"
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecKey.h"

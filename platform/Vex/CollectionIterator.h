@@ -37,7 +37,8 @@ class SafeIterator {
       version_ = map_->version();
       return *this;
    }
-   Key const& key() const noexcept { return cur_->fwkKey(); }
+   /// The member's key, as its fwkKey() gives it (by value or by reference).
+   decltype(auto) key() const noexcept { return cur_->fwkKey(); }
    /// The value of a value collection's member.
    decltype(auto) value() const noexcept
       requires requires(Node const& n) { n.value(); }

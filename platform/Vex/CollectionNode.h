@@ -50,6 +50,7 @@ class MapNode : public PtrInterface, public Link {
 template <class Key, class Value, class KeyFunktor, class Link>
 class InternalKeyNode : public PtrInterface, public Link {
  public:
+   using KeyFn = KeyFunktor;
    explicit InternalKeyNode(Value value)
        : key_(KeyFunktor()(value)), _value(std::move(value)) {}
    Key const& fwkKey() const noexcept { return key_; }

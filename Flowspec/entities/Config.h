@@ -1,0 +1,108 @@
+// Flowspec/entities/Config.h: the root of the configuration tree, and the
+// root the command line writes.
+//
+// Config (named) holds one VrfRuleConfig per VRF (a Vex::HashMap keyed by the
+// VRF id), the interfaces on which flowspec is enabled, and whether it is
+// enabled on all of them. CliConfig (named) holds the interfaces enabled per
+// IP version and the time of the last request to refresh the counters. Both
+// follow the entity pattern (Vex/EntityPattern.h); destroying a Config first
+// deletes its VRF children (its observers hear each), then detaches its
+// observers.
+#pragma once
+
+#include "Flowspec/entities/VrfRuleConfig.h"
+#include "Flowspec/values/IpVersion.h"
+#include "Ipkit/IntfId.h"
+#include "Vex/HashMap2018.h"
+
+namespace Flowspec {
+
+class Config : public Vex::Entity, public Vex::AllocTracked<Config> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<Config> {
+    public:
+      virtual void onEnabledIntf(Ipkit::IntfId const&) {}
+      virtual void onEnabledIntf() {}
+      virtual void onEnabledIntfvexImmediate() {}
+      virtual void onEnabledIntfAll() {}
+      virtual void onVrfRuleConfig(Vrf::VrfIdMap::VrfId) {}
+      virtual void onVrfRuleConfig() {}
+      virtual void onVrfRuleConfigvexImmediate() {}
+   };
+   using Notifiee = Vex::NotifieeOf<Config>;
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::Config";
+
+   static Vex::Ptr<Config> ConfigIs(Vex::Name const& name) { return Vex::entityIs<Config>(name); }
+   explicit Config(Vex::Name const& name) : name_(name) {}
+   ~Config() override;
+
+   Vex::Name name() const override { return name_; }
+   /// Replaces the name without telling anyone.
+   void nameIsFromBackup(Vex::Name const& name) override;
+
+   /// enabledIntfIs(intf, bool), enabledIntfDel, enabledIntfDelAll,
+   /// enabledIntfNotify, enabledIntf(intf) (false when absent), ...
+   VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, bool, enabledIntf_)
+   VEX_ATTRIBUTE(enabledIntfAll, EnabledIntfAll, bool, enabledIntfAll_)
+   VEX_CHILD_COLLECTION(vrfRuleConfig, VrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId,
+                        vrfRuleConfig_)
+
+   /// "FlowspecConfig: vrfRuleConfigs #<n>", then each VrfRuleConfig at
+   /// indent + 2 in the collection's order. The interfaces are not dumped.
+   void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
+
+ private:
+   using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, bool, Vex::HashLink>;
+
+   Vex::Name name_;
+   Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, bool,
+                      Vex::HashMap2018<EnabledIntfNode, Ipkit::IntfId, bool>>
+      enabledIntf_;
+   bool enabledIntfAll_ = false;
+   Vex::ChildCollection<VrfRuleConfig, Vrf::VrfIdMap::VrfId,
+                        Vex::HashMap<VrfRuleConfig, Vrf::VrfIdMap::VrfId>>
+      vrfRuleConfig_;
+};
+
+class CliConfig : public Vex::Entity, public Vex::AllocTracked<CliConfig> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<CliConfig> {
+    public:
+      virtual void onEnabledIntf(Ipkit::IntfId const&) {}
+      virtual void onEnabledIntf() {}
+      virtual void onEnabledIntfvexImmediate() {}
+      virtual void onCounterUpdateRequestTime() {}
+   };
+   using Notifiee = Vex::NotifieeOf<CliConfig>;
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::CliConfig";
+
+   static Vex::Ptr<CliConfig> CliConfigIs(Vex::Name const& name) {
+      return Vex::entityIs<CliConfig>(name);
+   }
+   explicit CliConfig(Vex::Name const& name) : name_(name) {}
+   ~CliConfig() override;
+
+   Vex::Name name() const override { return name_; }
+   void nameIsFromBackup(Vex::Name const& name) override;
+
+   /// enabledIntfIs(intf, IpVersion), ..., enabledIntf(intf) (no version
+   /// when absent).
+   VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, IpVersion, enabledIntf_)
+   VEX_ATTRIBUTE(counterUpdateRequestTime, CounterUpdateRequestTime, double,
+                 counterUpdateRequestTime_)
+
+ private:
+   using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, IpVersion, Vex::HashLink>;
+
+   Vex::Name name_;
+   Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, IpVersion,
+                      Vex::HashMap2018<EnabledIntfNode, Ipkit::IntfId, IpVersion>>
+      enabledIntf_;
+   double counterUpdateRequestTime_ = 0.0;
+};
+
+} // namespace Flowspec

@@ -1,0 +1,302 @@
+// Vex/EntityPattern.h: the behaviour every entity shares, written once.
+//
+// An entity class declares its identity, attributes and collections, and its
+// observer classes; this header supplies what they do:
+//
+//   | piece                  | behaviour                                                  |
+//   |------------------------|------------------------------------------------------------|
+//   | entityIs<T>(identity)  | allocate (tracked, see Vex/AllocTrack.h), construct, wrap  |
+//   |                        | in a Ptr, switch notification on                           |
+//   | setAttribute           | compare; if different store, then tell the observers       |
+//   | ChildCollection        | children keyed by identity: create-or-return, delete       |
+//   |                        | (clearing the parent link), delete all, lookup             |
+//   | ElementCollection      | values keyed by their own element (a match component by   |
+//   |                        | its type)                                                  |
+//   | MapCollection          | a value per key (an interface's enabled flag)              |
+//   | NotifieeConstOf<X>,    | the observer bases: notifierIs / notifier                  |
+//   | NotifieeOf<X>          |                                                            |
+//
+// Every change that tells observers does so after it is stored, and only
+// when the observer list is not empty: an entity nobody observes visits
+// nothing. Deleting an absent member is silent. xDelAll deletes member by
+// member through xDel, from the first member in iteration order (ascending
+// keys for an ordered collection), so observers hear one keyed callback per
+// member; the walk tolerates any change the callbacks make.
+//
+// The VEX_*_COLLECTION macros give an entity the named operations of one
+// collection `x` with the callback `onX(key)` of its NotifieeConst.
+#pragma once
+
+#include "Vex/CollectionNode.h"
+#include "Vex/Entity.h"
+#include "Vex/Ptr.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace Vex {
+
+/// Makes an entity: tracked allocation (T's operator new), construction,
+/// a Ptr, and notification switched on. A constructor that throws releases
+/// the memory and its tracking record.
+template <class T, class... Args>
+Ptr<T> entityIs(Args&&... args) {
+   Ptr<T> p(new T(std::forward<Args>(args)...));
+   p->hasNotificationActiveIs(true);
+   return p;
+}
+
+/// Calls `call(observer)` on every observer of `owner`, when there are any.
+template <class Notifiee, class F>
+void tell(Entity const& owner, F&& call) {
+   if (!owner.notifieeList().empty()) owner.notifieeList().template visit<Notifiee>(call);
+}
+
+/// The attribute setter: nothing when `value` equals `stored`; otherwise
+/// store it, then tell the observers with `call`.
+template <class Notifiee, class V, class F>
+void setAttribute(Entity const& owner, V& stored, V const& value, F&& call) {
+   if (stored == value) return;
+   stored = value;
+   tell<Notifiee>(owner, std::forward<F>(call));
+}
+
+/// The base of an entity's NotifieeConst: observes a const X.
+template <class X>
+class NotifieeConstOf : public NotifieeBase {
+ public:
+   /// Observes `x` (null: nothing), leaving whatever it observed before.
+   void notifierIs(Ptr<X const> const& x) noexcept { notifierEntityIs(x.get()); }
+   /// What it observes; null once detached, also by the entity's destruction.
+   Ptr<X const> notifier() const noexcept { return static_cast<X const*>(notifierEntity()); }
+};
+
+/// An entity's Notifiee: an X::NotifieeConst that observes a changeable X.
+template <class X>
+class NotifieeOf : public X::NotifieeConst {
+ public:
+   void notifierIs(Ptr<X> const& x) noexcept { this->notifierEntityIs(x.get()); }
+   Ptr<X> notifier() const noexcept {
+      return const_cast<X*>(static_cast<X const*>(this->notifierEntity()));
+   }
+};
+
+/// Children keyed by their identity, in a Vex::RbTreeMap or Vex::HashMap of
+/// the children themselves.
+template <class Child, class Key, class Map>
+class ChildCollection {
+ public:
+   using Iterator = typename Map::Iterator;
+
+   /// The child with `key`, silently; or a new one (entityIs<Child>(key)),
+   /// inserted, with `owner` as its parent, announced with notify(key).
+   template <class Notify>
+   Ptr<Child> is(Entity& owner, Key const& key, Notify notify) {
+      if (Child* c = map_.find(key)) return c;
+      Ptr<Child> c = entityIs<Child>(key);
+      map_.insert(c);
+      c->parentIs(&owner);
+      notify(key);
+      return c;
+   }
+   /// Removes the child with `key`, clears its parent, announces it and hands
+   /// it back; null, silently, when there is none.
+   template <class Notify>
+   Ptr<Child> del(Key const& key, Notify notify) {
+      Ptr<Child> c = map_.erase(key);
+      if (!c) return c;
+      c->parentIs(nullptr);
+      notify(key);
+      return c;
+   }
+   template <class Notify>
+   void delAll(Notify notify) {
+      for (Iterator i = map_.iterator(); i; ++i) {
+         Key const key = i.key();
+         del(key, notify);
+      }
+   }
+   Ptr<Child> get(Key const& key) const noexcept { return map_.find(key); }
+   bool has(Key const& key) const noexcept { return map_.has(key); }
+   std::size_t size() const noexcept { return map_.size(); }
+   Iterator iterator() const noexcept { return map_.iterator(); }
+   Map const& map() const noexcept { return map_; }
+
+ private:
+   Map map_;
+};
+
+/// Values keyed by their own element: Node is an InternalKeyNode, whose key
+/// comes from its value. Lookup of an absent key gives Value(Key{}).
+template <class Node, class Key, class Value, class Map>
+class ElementCollection {
+ public:
+   using Iterator = typename Map::Iterator;
+
+   /// Silent when an equal element is stored under its key; otherwise
+   /// overwrites in place or inserts a copy, then notify(key).
+   template <class Notify>
+   void is(Value const& element, Notify notify) {
+      Key const key = typename Node::KeyFn()(element);
+      if (Node* n = map_.find(key)) {
+         if (n->value() == element) return;
+         n->valueIs(element);
+      } else {
+         map_.insert(Ptr<Node>(new Node(element)));
+      }
+      notify(key);
+   }
+   /// Removes the element under `key` and returns a copy, after notify(key);
+   /// Value(Key{}), silently, when there is none.
+   template <class Notify>
+   Value del(Key const& key, Notify notify) {
+      Ptr<Node> n = map_.erase(key);
+      if (!n) return Value(Key{});
+      notify(key);
+      return n->value();
+   }
+   template <class Notify>
+   void delAll(Notify notify) {
+      for (Iterator i = map_.iterator(); i; ++i) {
+         Key const key = i.key();
+         del(key, notify);
+      }
+   }
+   Value get(Key const& key) const {
+      Node const* n = map_.find(key);
+      return n ? n->value() : Value(Key{});
+   }
+   bool has(Key const& key) const noexcept { return map_.has(key); }
+   std::size_t size() const noexcept { return map_.size(); }
+   Iterator iterator() const noexcept { return map_.iterator(); }
+   Map const& map() const noexcept { return map_; }
+
+ private:
+   Map map_;
+};
+
+/// A value per key: Node is a MapNode. Lookup of an absent key gives Value().
+template <class Node, class Key, class Value, class Map>
+class MapCollection {
+ public:
+   using Iterator = typename Map::Iterator;
+
+   /// Silent when `key` holds an equal value; otherwise stores or inserts,
+   /// then notify(key).
+   template <class Notify>
+   void is(Key const& key, Value const& value, Notify notify) {
+      if (Node* n = map_.find(key)) {
+         if (n->value() == value) return;
+         n->valueIs(value);
+      } else {
+         map_.insert(Ptr<Node>(new Node(key, value)));
+      }
+      notify(key);
+   }
+   /// Removes `key` and returns its value, after notify(key); Value(),
+   /// silently, when it is absent.
+   template <class Notify>
+   Value del(Key const& key, Notify notify) {
+      Ptr<Node> n = map_.erase(key);
+      if (!n) return Value();
+      notify(key);
+      return n->value();
+   }
+   template <class Notify>
+   void delAll(Notify notify) {
+      for (Iterator i = map_.iterator(); i; ++i) {
+         Key const key = i.key();
+         del(key, notify);
+      }
+   }
+   Value get(Key const& key) const {
+      Node const* n = map_.find(key);
+      return n ? n->value() : Value();
+   }
+   bool has(Key const& key) const noexcept { return map_.has(key); }
+   std::size_t size() const noexcept { return map_.size(); }
+   Iterator iterator() const noexcept { return map_.iterator(); }
+   Map const& map() const noexcept { return map_; }
+
+ private:
+   Map map_;
+};
+
+} // namespace Vex
+
+/// An attribute `x` of type Type held in `member`: x() reads, xIs(v) is the
+/// setter of setAttribute, telling onX().
+#define VEX_ATTRIBUTE(x, X, Type, member)                                             \
+   Type const& x() const noexcept { return member; }                                  \
+   void x##Is(Type const& value) {                                                     \
+      ::Vex::setAttribute<NotifieeConst>(*this, member, value,                         \
+                                         [](NotifieeConst& n) { n.on##X(); });         \
+   }
+
+// The named operations of one collection, declared inside the entity class.
+// `x` is the collection's name, `X` the same capitalised (for onX), `member`
+// the collection object. Each notifies through x##Notify, which is public so
+// a user can re-announce a member without changing it.
+
+/// Operations shared by every kind: xNotify, xHas, xSize, xIteratorConst.
+#define VEX_COLLECTION_COMMON(x, X, Key, member)                                      \
+   void x##Notify(Key const& key) const {                                              \
+      ::Vex::tell<NotifieeConst>(*this, [&](NotifieeConst& n) { n.on##X(key); });      \
+   }                                                                                   \
+   bool x##Has(Key const& key) const noexcept { return member.has(key); }              \
+   std::size_t x##Size() const noexcept { return member.size(); }                      \
+   auto x##IteratorConst() const noexcept { return member.iterator(); }                \
+   auto x##Iterator() const noexcept { return member.iterator(); }
+
+/// Children: xIs(key), xDel(key), xDel(iterator), xDelAll(), x(key).
+#define VEX_CHILD_COLLECTION(x, X, Child, Key, member)                                \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
+   ::Vex::Ptr<Child> x##Is(Key const& key) {                                           \
+      return member.is(*this, key, [this](Key const& k) { x##Notify(k); });            \
+   }                                                                                   \
+   ::Vex::Ptr<Child> x##Del(Key const& key) {                                          \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
+   }                                                                                   \
+   template <class I>                                                                  \
+      requires requires(I& it) { it.ptr(); }                                           \
+   ::Vex::Ptr<Child> x##Del(I& i) {                                                    \
+      return i ? x##Del(Key(i.key())) : ::Vex::Ptr<Child>();                           \
+   }                                                                                   \
+   void x##DelAll() {                                                                  \
+      member.delAll([this](Key const& k) { x##Notify(k); });                           \
+   }                                                                                   \
+   ::Vex::Ptr<Child> x(Key const& key) const noexcept { return member.get(key); }
+
+/// Values keyed by their element: xIs(element), xDel(key), xDel(iterator),
+/// xDelAll(), x(key).
+#define VEX_ELEMENT_COLLECTION(x, X, Value, Key, member)                              \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
+   void x##Is(Value const& element) {                                                  \
+      member.is(element, [this](Key const& k) { x##Notify(k); });                      \
+   }                                                                                   \
+   Value x##Del(Key const& key) {                                                      \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
+   }                                                                                   \
+   template <class I>                                                                  \
+      requires requires(I& it) { it.ptr(); }                                           \
+   Value x##Del(I& i) {                                                                \
+      return i ? x##Del(Key(i.key())) : Value(Key{});                                  \
+   }                                                                                   \
+   void x##DelAll() {                                                                  \
+      member.delAll([this](Key const& k) { x##Notify(k); });                           \
+   }                                                                                   \
+   Value x(Key const& key) const { return member.get(key); }
+
+/// A value per key: xIs(key, value), xDel(key), xDelAll(), x(key).
+#define VEX_MAP_COLLECTION(x, X, Key, Value, member)                                  \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
+   void x##Is(Key const& key, Value const& value) {                                    \
+      member.is(key, value, [this](Key const& k) { x##Notify(k); });                   \
+   }                                                                                   \
+   Value x##Del(Key const& key) {                                                      \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
+   }                                                                                   \
+   void x##DelAll() {                                                                  \
+      member.delAll([this](Key const& k) { x##Notify(k); });                           \
+   }                                                                                   \
+   Value x(Key const& key) const { return member.get(key); }
