@@ -2,7 +2,10 @@
 #pragma once
 
 #include "Flowspec/entities/Config.h"
+#include "Flowspec/entities/Counter.h"
 #include "Flowspec/entities/RuleConfig.h"
+#include "Flowspec/entities/RuleStatus.h"
+#include "Flowspec/entities/Status.h"
 #include "Flowspec/entities/VrfRuleConfig.h"
 #include "Flowspec/framework/Factories.h"
 #include "Flowspec/values/ActionFieldSet.h"

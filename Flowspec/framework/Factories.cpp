@@ -16,4 +16,20 @@ Vex::Ptr<RuleConfig> ruleConfigFactory(FlowspecKey const& key) {
    return RuleConfig::RuleConfigIs(key);
 }
 
+Vex::Ptr<Status> statusFactory(Vex::Name const& name) { return Status::StatusIs(name); }
+
+Vex::Ptr<VrfRuleStatus> vrfRuleStatusFactory(Vrf::VrfIdMap::VrfId vrfId) {
+   return VrfRuleStatus::VrfRuleStatusIs(vrfId);
+}
+
+Vex::Ptr<RuleStatus> ruleStatusFactory(FlowspecKey const& key) {
+   return RuleStatus::RuleStatusIs(key);
+}
+
+Vex::Ptr<AfIntfColl> afIntfCollFactory(Ipkit::AddressFamily af) {
+   return AfIntfColl::AfIntfCollIs(af);
+}
+
+Vex::Ptr<Counter> counterFactory(Vex::Name const& name) { return Counter::CounterIs(name); }
+
 } // namespace Flowspec

@@ -4,6 +4,8 @@
 #pragma once
 
 #include "Flowspec/entities/Config.h"
+#include "Flowspec/entities/Counter.h"
+#include "Flowspec/entities/Status.h"
 
 namespace Flowspec {
 
@@ -11,5 +13,10 @@ Vex::Ptr<Config> configFactory(Vex::Name const& name);
 Vex::Ptr<CliConfig> cliConfigFactory(Vex::Name const& name);
 Vex::Ptr<VrfRuleConfig> vrfRuleConfigFactory(Vrf::VrfIdMap::VrfId vrfId);
 Vex::Ptr<RuleConfig> ruleConfigFactory(FlowspecKey const& key);
+Vex::Ptr<Status> statusFactory(Vex::Name const& name);
+Vex::Ptr<VrfRuleStatus> vrfRuleStatusFactory(Vrf::VrfIdMap::VrfId vrfId);
+Vex::Ptr<RuleStatus> ruleStatusFactory(FlowspecKey const& key);
+Vex::Ptr<AfIntfColl> afIntfCollFactory(Ipkit::AddressFamily af);
+Vex::Ptr<Counter> counterFactory(Vex::Name const& name);
 
 } // namespace Flowspec

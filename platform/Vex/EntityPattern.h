@@ -13,6 +13,7 @@
 //   | ElementCollection      | values keyed by their own element (a match component by   |
 //   |                        | its type)                                                  |
 //   | MapCollection          | a value per key (an interface's enabled flag)              |
+//   | SetCollection          | a set of keys (the active interfaces of a family)          |
 //   | NotifieeConstOf<X>,    | the observer bases: notifierIs / notifier                  |
 //   | NotifieeOf<X>          |                                                            |
 //
@@ -222,6 +223,42 @@ class MapCollection {
    Map map_;
 };
 
+/// A set of keys: Node is a SetNode.
+template <class Node, class Key, class Map>
+class SetCollection {
+ public:
+   using Iterator = typename Map::Iterator;
+
+   /// Silent when `key` is a member; otherwise inserts it, then notify(key).
+   template <class Notify>
+   void is(Key const& key, Notify notify) {
+      if (map_.has(key)) return;
+      map_.insert(Ptr<Node>(new Node(key)));
+      notify(key);
+   }
+   /// Removes `key` and says whether it was a member; notify(key) only then.
+   template <class Notify>
+   bool del(Key const& key, Notify notify) {
+      if (!map_.erase(key)) return false;
+      notify(key);
+      return true;
+   }
+   template <class Notify>
+   void delAll(Notify notify) {
+      for (Iterator i = map_.iterator(); i; ++i) {
+         Key const key = i.key();
+         del(key, notify);
+      }
+   }
+   bool has(Key const& key) const noexcept { return map_.has(key); }
+   std::size_t size() const noexcept { return map_.size(); }
+   Iterator iterator() const noexcept { return map_.iterator(); }
+   Map const& map() const noexcept { return map_; }
+
+ private:
+   Map map_;
+};
+
 } // namespace Vex
 
 /// An attribute `x` of type Type held in `member`: x() reads, xIs(v) is the
@@ -300,3 +337,18 @@ class MapCollection {
       member.delAll([this](Key const& k) { x##Notify(k); });                           \
    }                                                                                   \
    Value x(Key const& key) const { return member.get(key); }
+
+/// A set: xIs(key), xDel(key) (whether it was a member), xDelAll(), x(key)
+/// (membership).
+#define VEX_SET_COLLECTION(x, X, Key, member)                                         \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
+   void x##Is(Key const& key) {                                                        \
+      member.is(key, [this](Key const& k) { x##Notify(k); });                          \
+   }                                                                                   \
+   bool x##Del(Key const& key) {                                                       \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
+   }                                                                                   \
+   void x##DelAll() {                                                                  \
+      member.delAll([this](Key const& k) { x##Notify(k); });                           \
+   }                                                                                   \
+   bool x(Key const& key) const noexcept { return member.has(key); }

@@ -1,0 +1,61 @@
+// Flowspec/entities/Counter.h: the latest packet count of each rule.
+//
+// A named root holding, per rule key, the counter and the version of the
+// rule it belongs to (hashed by FlowspecKey::hash, matched by key
+// equality), and the time of the snapshot. Follows the entity pattern
+// (Vex/EntityPattern.h): snapshotIs(key, cv) is silent when an equal value is
+// stored and otherwise tells onSnapshot(key); snapshotDel(key) returns the
+// removed value (a default CounterVersion, silently, when absent). It has no
+// debug dump.
+#pragma once
+
+#include "Flowspec/values/CounterVersion.h"
+#include "Flowspec/values/FlowspecKey.h"
+#include "Vex/AllocTrack.h"
+#include "Vex/EntityPattern.h"
+#include "Vex/HashMap2018.h"
+
+namespace Flowspec {
+
+class Counter : public Vex::Entity, public Vex::AllocTracked<Counter> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<Counter> {
+    public:
+      virtual void onSnapshot(FlowspecKey const&) {}
+      virtual void onSnapshotvexImmediate() {}
+      virtual void onSnapshot() {}
+      virtual void onTimestamp() {}
+   };
+   using Notifiee = Vex::NotifieeOf<Counter>;
+
+   /// The node that holds one rule's key and counter.
+   class VexSnapshot : public Vex::MapNode<FlowspecKey, CounterVersion, Vex::HashLink>,
+                       public Vex::AllocTracked<VexSnapshot> {
+    public:
+      using MapNode::MapNode;
+      static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+      static constexpr char const* vexAllocTrackName = "Flowspec::Counter::VexSnapshot";
+   };
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::Counter";
+
+   static Vex::Ptr<Counter> CounterIs(Vex::Name const& name) { return Vex::entityIs<Counter>(name); }
+   explicit Counter(Vex::Name const& name) : name_(name) {}
+   ~Counter() override;
+
+   Vex::Name name() const override { return name_; }
+   void nameIsFromBackup(Vex::Name const& name) override;
+
+   VEX_MAP_COLLECTION(snapshot, Snapshot, FlowspecKey, CounterVersion, snapshot_)
+   VEX_ATTRIBUTE(timestamp, Timestamp, double, timestamp_)
+
+ private:
+   Vex::Name name_;
+   Vex::MapCollection<VexSnapshot, FlowspecKey, CounterVersion,
+                      Vex::HashMap2018<VexSnapshot, FlowspecKey, CounterVersion>>
+      snapshot_;
+   double timestamp_ = 0.0;
+};
+
+} // namespace Flowspec

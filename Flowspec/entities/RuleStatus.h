@@ -1,0 +1,87 @@
+// Flowspec/entities/RuleStatus.h: what became of one rule in the hardware.
+//
+// The agent that programs rules reports, per rule key: a status code, a
+// reason text, the version of the rule programmed, the packets matched, and
+// the next hops a redirect resolved to. A child of VrfRuleStatus; setters
+// follow the entity pattern (Vex/EntityPattern.h).
+//
+//   | attribute           | type                      | default                              |
+//   |---------------------|---------------------------|--------------------------------------|
+//   | key (also ruleKey)  | FlowspecKey               | given (identity)                     |
+//   | statusCode          | HwRuleProgrammingStatus   | unprocessed                          |
+//   | errorReason         | Vex::String               | "Not processed"                      |
+//   | packetCount         | u64                       | 0                                    |
+//   | version             | Kiln::UniqueId            | the unset id                         |
+//   | resolvedNexthopInfo | Pbr::ResolvedNexthopInfo  | group 0 in VRF "default", no via     |
+//   | isProgrammed        | bool, derived, read-only  | programmed or programmedWithFailures |
+#pragma once
+
+#include "Flowspec/values/FlowspecKey.h"
+#include "Flowspec/values/HwRuleProgrammingStatus.h"
+#include "Kiln/DumpContext.h"
+#include "Kiln/UniqueId.h"
+#include "Pbr/ResolvedNexthopInfo.h"
+#include "Vex/AllocTrack.h"
+#include "Vex/EntityPattern.h"
+#include "Vex/RbTreeMap.h"
+
+#include <cstdint>
+
+namespace Flowspec {
+
+class RuleStatus : public Vex::Entity,
+                   public Vex::RbTreeLink,
+                   public Vex::AllocTracked<RuleStatus> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<RuleStatus> {
+    public:
+      virtual void onStatusCode() {}
+      virtual void onErrorReason() {}
+      virtual void onPacketCount() {}
+      virtual void onVersion() {}
+      virtual void onResolvedNexthopInfo() {}
+   };
+   using Notifiee = Vex::NotifieeOf<RuleStatus>;
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::RuleStatus";
+
+   static Vex::Ptr<RuleStatus> RuleStatusIs(FlowspecKey const& key) {
+      return Vex::entityIs<RuleStatus>(key);
+   }
+   explicit RuleStatus(FlowspecKey const& key);
+   ~RuleStatus() override;
+
+   FlowspecKey const& key() const noexcept { return key_; }
+   /// A second name for key().
+   FlowspecKey const& ruleKey() const noexcept { return key_; }
+   FlowspecKey const& fwkKey() const noexcept { return key_; }
+
+   VEX_ATTRIBUTE(statusCode, StatusCode, HwRuleProgrammingStatus, statusCode_)
+   VEX_ATTRIBUTE(errorReason, ErrorReason, Vex::String, errorReason_)
+   VEX_ATTRIBUTE(packetCount, PacketCount, std::uint64_t, packetCount_)
+   VEX_ATTRIBUTE(version, Version, Kiln::UniqueId, version_)
+   VEX_ATTRIBUTE(resolvedNexthopInfo, ResolvedNexthopInfo, Pbr::ResolvedNexthopInfo,
+                 resolvedNexthopInfo_)
+
+   /// True for programmed and programmedWithFailures; no storage, no setter.
+   bool isProgrammed() const noexcept {
+      return statusCode_ == HwRuleProgrammingStatus::programmed ||
+             statusCode_ == HwRuleProgrammingStatus::programmedWithFailures;
+   }
+
+   /// "key: <command-line key>", "statusCode <n>, errorReason <text>, version
+   /// <id>", the next-hop set, the active via count, then one line per
+   /// active via ("<addr>, <intf>, <weight>") at indent + 2.
+   void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
+
+ private:
+   FlowspecKey key_;
+   HwRuleProgrammingStatus statusCode_ = HwRuleProgrammingStatus::unprocessed;
+   Vex::String errorReason_ = "Not processed";
+   std::uint64_t packetCount_ = 0;
+   Kiln::UniqueId version_;
+   Pbr::ResolvedNexthopInfo resolvedNexthopInfo_;
+};
+
+} // namespace Flowspec

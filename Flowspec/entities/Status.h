@@ -1,0 +1,190 @@
+// Flowspec/entities/Status.h: the status tree above the single rule.
+//
+// Status (named root): whether flowspec is supported, the match kinds each
+// address family cannot program (UnsupportedQual, keyed by its own af), the
+// time of the last counter update, and one VrfRuleStatus per VRF.
+// VrfRuleStatus (per VRF): the RuleStatus of each rule (ordered by key), the
+// active interfaces per address family (AfIntfColl children) and an error
+// text per (interface, family). AfIntfColl (per family): a set of interfaces.
+//
+// All follow the entity pattern (Vex/EntityPattern.h). Destruction empties
+// the child collections through their deletion operations while observers
+// are attached (VrfRuleStatus: activeIntfPerAf, then ruleStatus in key
+// order; Status: vrfRuleStatus), then detaches the observers; value
+// collections go silently.
+#pragma once
+
+#include "Flowspec/entities/RuleStatus.h"
+#include "Flowspec/values/IntfErrorKey.h"
+#include "Flowspec/values/UnsupportedQual.h"
+#include "Ipkit/AddressFamily.h"
+#include "Ipkit/IntfId.h"
+#include "Vex/HashMap.h"
+#include "Vex/HashMap2018.h"
+#include "Vrf/VrfIdMap.h"
+
+namespace Flowspec {
+
+/// The active interfaces of one address family.
+class AfIntfColl : public Vex::Entity,
+                   public Vex::HashLink,
+                   public Vex::AllocTracked<AfIntfColl> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<AfIntfColl> {
+    public:
+      virtual void onIntf(Ipkit::IntfId const&) {}
+      virtual void onIntfvexImmediate() {}
+      virtual void onIntf() {}
+   };
+   using Notifiee = Vex::NotifieeOf<AfIntfColl>;
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::AfIntfColl";
+
+   static Vex::Ptr<AfIntfColl> AfIntfCollIs(Ipkit::AddressFamily af) {
+      return Vex::entityIs<AfIntfColl>(af);
+   }
+   explicit AfIntfColl(Ipkit::AddressFamily af) : af_(af) {}
+   ~AfIntfColl() override;
+
+   Ipkit::AddressFamily af() const noexcept { return af_; }
+   Ipkit::AddressFamily fwkKey() const noexcept { return af_; }
+
+   /// intfIs(intf) (silent when present), intfDel(intf) (whether it was),
+   /// intfDelAll(), intfNotify(intf), intf(intf) (membership), ...
+   VEX_SET_COLLECTION(intf, Intf, Ipkit::IntfId, intf_)
+
+ private:
+   using IntfNode = Vex::SetNode<Ipkit::IntfId, Vex::HashLink>;
+
+   Ipkit::AddressFamily af_;
+   Vex::SetCollection<IntfNode, Ipkit::IntfId, Vex::HashMap2018<IntfNode, Ipkit::IntfId, void>>
+      intf_;
+};
+
+class VrfRuleStatus : public Vex::Entity,
+                      public Vex::HashLink,
+                      public Vex::AllocTracked<VrfRuleStatus> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleStatus> {
+    public:
+      virtual void onActiveIntfPerAf(Ipkit::AddressFamily) {}
+      virtual void onActiveIntfPerAfvexImmediate() {}
+      virtual void onActiveIntfPerAf() {}
+      virtual void onIntfError(IntfErrorKey const&) {}
+      virtual void onIntfErrorvexImmediate() {}
+      virtual void onIntfError() {}
+      virtual void onRuleStatus(FlowspecKey const&) {}
+      virtual void onRuleStatusvexImmediate() {}
+      virtual void onRuleStatus() {}
+   };
+   using Notifiee = Vex::NotifieeOf<VrfRuleStatus>;
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::VrfRuleStatus";
+
+   static Vex::Ptr<VrfRuleStatus> VrfRuleStatusIs(Vrf::VrfIdMap::VrfId vrfId) {
+      return Vex::entityIs<VrfRuleStatus>(vrfId);
+   }
+   explicit VrfRuleStatus(Vrf::VrfIdMap::VrfId vrfId) : vrfId_(vrfId) {}
+   ~VrfRuleStatus() override;
+
+   Vrf::VrfIdMap::VrfId vrfId() const noexcept { return vrfId_; }
+   Vrf::VrfIdMap::VrfId fwkKey() const noexcept { return vrfId_; }
+
+   VEX_CHILD_COLLECTION(activeIntfPerAf, ActiveIntfPerAf, AfIntfColl, Ipkit::AddressFamily,
+                        activeIntfPerAf_)
+   /// intfErrorIs(key, text) (silent when equal), intfError(key) (the text,
+   /// "" when absent), intfErrorDel, intfErrorDelAll, intfErrorNotify.
+   VEX_MAP_COLLECTION(intfError, IntfError, IntfErrorKey, Vex::String, intfError_)
+   /// ruleStatusIs(key), ruleStatus(key), ruleStatusDel(key), and
+   /// ruleStatusDel(iterator), which removes the member the iterator stands
+   /// on (the iterator stays usable) and hands it back; null at the end.
+   VEX_CHILD_COLLECTION(ruleStatus, RuleStatus, RuleStatus, FlowspecKey, ruleStatus_)
+
+   /// "vrfId is <id>, ruleStatuses #<n>", then each rule status in key order
+   /// at indent + 2. Interfaces and errors are not dumped.
+   void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
+
+ private:
+   using IntfErrorNode = Vex::MapNode<IntfErrorKey, Vex::String, Vex::HashLink>;
+
+   Vrf::VrfIdMap::VrfId vrfId_;
+   Vex::ChildCollection<AfIntfColl, Ipkit::AddressFamily,
+                        Vex::HashMap<AfIntfColl, Ipkit::AddressFamily>>
+      activeIntfPerAf_;
+   Vex::MapCollection<IntfErrorNode, IntfErrorKey, Vex::String,
+                      Vex::HashMap2018<IntfErrorNode, IntfErrorKey, Vex::String>>
+      intfError_;
+   Vex::ChildCollection<RuleStatus, FlowspecKey, Vex::RbTreeMap<RuleStatus, FlowspecKey>>
+      ruleStatus_;
+};
+
+class Status : public Vex::Entity, public Vex::AllocTracked<Status> {
+ public:
+   class NotifieeConst : public Vex::NotifieeConstOf<Status> {
+    public:
+      virtual void onVrfRuleStatus(Vrf::VrfIdMap::VrfId) {}
+      virtual void onVrfRuleStatusvexImmediate() {}
+      virtual void onVrfRuleStatus() {}
+      virtual void onCounterUpdateTime() {}
+      virtual void onFlowspecSupported() {}
+      virtual void onUnsupportedQual(Ipkit::AddressFamily) {}
+      virtual void onUnsupportedQualvexImmediate() {}
+      virtual void onUnsupportedQual() {}
+   };
+   using Notifiee = Vex::NotifieeOf<Status>;
+
+   /// Keys an UnsupportedQual by its address family.
+   struct UnsupportedQualKeyFunktor {
+      Ipkit::AddressFamily operator()(UnsupportedQual const& q) const noexcept { return q.af(); }
+   };
+   /// The node that holds one UnsupportedQual; its key is always its af.
+   class VexUnsupportedQual
+       : public Vex::InternalKeyNode<Ipkit::AddressFamily, UnsupportedQual,
+                                     UnsupportedQualKeyFunktor, Vex::HashLink>,
+         public Vex::AllocTracked<VexUnsupportedQual> {
+    public:
+      using InternalKeyNode::InternalKeyNode;
+      static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+      static constexpr char const* vexAllocTrackName = "Flowspec::Status::VexUnsupportedQual";
+   };
+
+   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
+   static constexpr char const* vexAllocTrackName = "Flowspec::Status";
+
+   static Vex::Ptr<Status> StatusIs(Vex::Name const& name) { return Vex::entityIs<Status>(name); }
+   explicit Status(Vex::Name const& name) : name_(name) {}
+   ~Status() override;
+
+   Vex::Name name() const override { return name_; }
+   void nameIsFromBackup(Vex::Name const& name) override;
+
+   VEX_CHILD_COLLECTION(vrfRuleStatus, VrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId,
+                        vrfRuleStatus_)
+   VEX_ATTRIBUTE(counterUpdateTime, CounterUpdateTime, double, counterUpdateTime_)
+   VEX_ATTRIBUTE(flowspecSupported, FlowspecSupported, bool, flowspecSupported_)
+   /// unsupportedQualIs(q) keyed by q.af(): silent when an equal value is
+   /// stored, otherwise replaces or inserts and tells onUnsupportedQual(af);
+   /// unsupportedQualDel(af) (the removed value, or UnsupportedQual(0)), ...
+   VEX_ELEMENT_COLLECTION(unsupportedQual, UnsupportedQual, UnsupportedQual,
+                          Ipkit::AddressFamily, unsupportedQual_)
+
+   /// "FlowspecStatus: vrfRuleStatuses #<n>", each VrfRuleStatus at indent +
+   /// 2, "Unsupported AF quals: #<n>", each UnsupportedQual at indent + 2.
+   void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
+
+ private:
+   Vex::Name name_;
+   Vex::ChildCollection<VrfRuleStatus, Vrf::VrfIdMap::VrfId,
+                        Vex::HashMap<VrfRuleStatus, Vrf::VrfIdMap::VrfId>>
+      vrfRuleStatus_;
+   double counterUpdateTime_ = 0.0;
+   bool flowspecSupported_ = false;
+   Vex::ElementCollection<VexUnsupportedQual, Ipkit::AddressFamily, UnsupportedQual,
+                          Vex::HashMap2018<VexUnsupportedQual, Ipkit::AddressFamily,
+                                           UnsupportedQual>>
+      unsupportedQual_;
+};
+
+} // namespace Flowspec
