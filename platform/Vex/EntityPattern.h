@@ -82,20 +82,47 @@ class NotifieeOf : public X::NotifieeConst {
    }
 };
 
+/// What the four collection kinds share: the map, lookup of presence, size,
+/// iteration, and delete-all through a single-member delete.
+template <class Map>
+class CollectionBase {
+ public:
+   using Iterator = typename Map::Iterator;
+
+   template <class Key>
+   bool has(Key const& key) const noexcept { return map_.has(key); }
+   std::size_t size() const noexcept { return map_.size(); }
+   Iterator iterator() const noexcept { return map_.iterator(); }
+   Map const& map() const noexcept { return map_; }
+
+ protected:
+   /// Calls del(key) for every member from the first; the iterator survives
+   /// the deletion of the member it stands on.
+   template <class Del>
+   void deleteEach(Del del) {
+      for (Iterator i = map_.iterator(); i; ++i) {
+         auto const key = i.key();
+         del(key);
+      }
+   }
+
+   Map map_;
+};
+
 /// Children keyed by their identity, in a Vex::RbTreeMap or Vex::HashMap of
 /// the children themselves.
 template <class Child, class Key, class Map>
-class ChildCollection {
+class ChildCollection : public CollectionBase<Map> {
  public:
-   using Iterator = typename Map::Iterator;
+   using typename CollectionBase<Map>::Iterator;
 
    /// The child with `key`, silently; or a new one (entityIs<Child>(key)),
    /// inserted, with `owner` as its parent, announced with notify(key).
    template <class Notify>
    Ptr<Child> is(Entity& owner, Key const& key, Notify notify) {
-      if (Child* c = map_.find(key)) return c;
+      if (Child* c = this->map_.find(key)) return c;
       Ptr<Child> c = entityIs<Child>(key);
-      map_.insert(c);
+      this->map_.insert(c);
       c->parentIs(&owner);
       notify(key);
       return c;
@@ -104,7 +131,7 @@ class ChildCollection {
    /// it back; null, silently, when there is none.
    template <class Notify>
    Ptr<Child> del(Key const& key, Notify notify) {
-      Ptr<Child> c = map_.erase(key);
+      Ptr<Child> c = this->map_.erase(key);
       if (!c) return c;
       c->parentIs(nullptr);
       notify(key);
@@ -112,38 +139,28 @@ class ChildCollection {
    }
    template <class Notify>
    void delAll(Notify notify) {
-      for (Iterator i = map_.iterator(); i; ++i) {
-         Key const key = i.key();
-         del(key, notify);
-      }
+      this->deleteEach([&](Key const& key) { del(key, notify); });
    }
-   Ptr<Child> get(Key const& key) const noexcept { return map_.find(key); }
-   bool has(Key const& key) const noexcept { return map_.has(key); }
-   std::size_t size() const noexcept { return map_.size(); }
-   Iterator iterator() const noexcept { return map_.iterator(); }
-   Map const& map() const noexcept { return map_; }
-
- private:
-   Map map_;
+   Ptr<Child> get(Key const& key) const noexcept { return this->map_.find(key); }
 };
 
 /// Values keyed by their own element: Node is an InternalKeyNode, whose key
 /// comes from its value. Lookup of an absent key gives Value(Key{}).
 template <class Node, class Key, class Value, class Map>
-class ElementCollection {
+class ElementCollection : public CollectionBase<Map> {
  public:
-   using Iterator = typename Map::Iterator;
+   using typename CollectionBase<Map>::Iterator;
 
    /// Silent when an equal element is stored under its key; otherwise
    /// overwrites in place or inserts a copy, then notify(key).
    template <class Notify>
    void is(Value const& element, Notify notify) {
       Key const key = typename Node::KeyFn()(element);
-      if (Node* n = map_.find(key)) {
+      if (Node* n = this->map_.find(key)) {
          if (n->value() == element) return;
          n->valueIs(element);
       } else {
-         map_.insert(Ptr<Node>(new Node(element)));
+         this->map_.insert(Ptr<Node>(new Node(element)));
       }
       notify(key);
    }
@@ -151,46 +168,36 @@ class ElementCollection {
    /// Value(Key{}), silently, when there is none.
    template <class Notify>
    Value del(Key const& key, Notify notify) {
-      Ptr<Node> n = map_.erase(key);
+      Ptr<Node> n = this->map_.erase(key);
       if (!n) return Value(Key{});
       notify(key);
       return n->value();
    }
    template <class Notify>
    void delAll(Notify notify) {
-      for (Iterator i = map_.iterator(); i; ++i) {
-         Key const key = i.key();
-         del(key, notify);
-      }
+      this->deleteEach([&](Key const& key) { del(key, notify); });
    }
    Value get(Key const& key) const {
-      Node const* n = map_.find(key);
+      Node const* n = this->map_.find(key);
       return n ? n->value() : Value(Key{});
    }
-   bool has(Key const& key) const noexcept { return map_.has(key); }
-   std::size_t size() const noexcept { return map_.size(); }
-   Iterator iterator() const noexcept { return map_.iterator(); }
-   Map const& map() const noexcept { return map_; }
-
- private:
-   Map map_;
 };
 
 /// A value per key: Node is a MapNode. Lookup of an absent key gives Value().
 template <class Node, class Key, class Value, class Map>
-class MapCollection {
+class MapCollection : public CollectionBase<Map> {
  public:
-   using Iterator = typename Map::Iterator;
+   using typename CollectionBase<Map>::Iterator;
 
    /// Silent when `key` holds an equal value; otherwise stores or inserts,
    /// then notify(key).
    template <class Notify>
    void is(Key const& key, Value const& value, Notify notify) {
-      if (Node* n = map_.find(key)) {
+      if (Node* n = this->map_.find(key)) {
          if (n->value() == value) return;
          n->valueIs(value);
       } else {
-         map_.insert(Ptr<Node>(new Node(key, value)));
+         this->map_.insert(Ptr<Node>(new Node(key, value)));
       }
       notify(key);
    }
@@ -198,65 +205,45 @@ class MapCollection {
    /// silently, when it is absent.
    template <class Notify>
    Value del(Key const& key, Notify notify) {
-      Ptr<Node> n = map_.erase(key);
+      Ptr<Node> n = this->map_.erase(key);
       if (!n) return Value();
       notify(key);
       return n->value();
    }
    template <class Notify>
    void delAll(Notify notify) {
-      for (Iterator i = map_.iterator(); i; ++i) {
-         Key const key = i.key();
-         del(key, notify);
-      }
+      this->deleteEach([&](Key const& key) { del(key, notify); });
    }
    Value get(Key const& key) const {
-      Node const* n = map_.find(key);
+      Node const* n = this->map_.find(key);
       return n ? n->value() : Value();
    }
-   bool has(Key const& key) const noexcept { return map_.has(key); }
-   std::size_t size() const noexcept { return map_.size(); }
-   Iterator iterator() const noexcept { return map_.iterator(); }
-   Map const& map() const noexcept { return map_; }
-
- private:
-   Map map_;
 };
 
 /// A set of keys: Node is a SetNode.
 template <class Node, class Key, class Map>
-class SetCollection {
+class SetCollection : public CollectionBase<Map> {
  public:
-   using Iterator = typename Map::Iterator;
+   using typename CollectionBase<Map>::Iterator;
 
    /// Silent when `key` is a member; otherwise inserts it, then notify(key).
    template <class Notify>
    void is(Key const& key, Notify notify) {
-      if (map_.has(key)) return;
-      map_.insert(Ptr<Node>(new Node(key)));
+      if (this->map_.has(key)) return;
+      this->map_.insert(Ptr<Node>(new Node(key)));
       notify(key);
    }
    /// Removes `key` and says whether it was a member; notify(key) only then.
    template <class Notify>
    bool del(Key const& key, Notify notify) {
-      if (!map_.erase(key)) return false;
+      if (!this->map_.erase(key)) return false;
       notify(key);
       return true;
    }
    template <class Notify>
    void delAll(Notify notify) {
-      for (Iterator i = map_.iterator(); i; ++i) {
-         Key const key = i.key();
-         del(key, notify);
-      }
+      this->deleteEach([&](Key const& key) { del(key, notify); });
    }
-   bool has(Key const& key) const noexcept { return map_.has(key); }
-   std::size_t size() const noexcept { return map_.size(); }
-   Iterator iterator() const noexcept { return map_.iterator(); }
-   Map const& map() const noexcept { return map_; }
-
- private:
-   Map map_;
 };
 
 } // namespace Vex
