@@ -10,6 +10,7 @@ them.
     build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
     build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
     build/dev/bench/log_bench --benchmark_format=csv | bench/ratios.py
+    build/dev/bench/status_bench --benchmark_format=csv | bench/ratios.py
 """
 import csv
 import re
@@ -30,6 +31,12 @@ BASELINE = {
     # log_bench: writing and reading keys through the attribute log against
     # a memcpy of the same bytes.
     'KeyLog': 'Memcpy',
+    # status_bench: counter snapshots against std::unordered_map (bare, and
+    # with one observer told of each change against a virtual call), and
+    # the rule statuses of a VRF against std::map of shared pointers.
+    'Counter': 'StdUnorderedMap',
+    'CounterObserved': 'StdUnorderedMapObserved',
+    'VrfRuleStatus': 'StdMapShared',
 }
 
 # The CSV starts at its "name," header; a --benchmark_out file has the run's
