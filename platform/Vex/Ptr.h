@@ -55,7 +55,13 @@ class PtrInterface {
          left = refs_.load(std::memory_order_relaxed) - 1;
          refs_.store(left, std::memory_order_relaxed);
       }
-      if (left == 0) onZeroReferences();
+      if (left == 0) {
+         // From here the object is being destroyed. References taken and
+         // dropped during its destruction (an observer reading notifier() in
+         // a callback the destructor triggers) must not reach zero again.
+         refs_.store(destroyingCount, std::memory_order_relaxed);
+         onZeroReferences();
+      }
    }
 
  protected:
@@ -70,6 +76,7 @@ class PtrInterface {
    virtual void onZeroReferences() const noexcept;
 
  private:
+   static constexpr std::uint32_t destroyingCount = 1U << 30;
    mutable std::atomic<std::uint32_t> refs_;
 };
 

@@ -1,5 +1,6 @@
 #include "Flowspec/entities/Config.h"
 
+#include "EntityTestUtil.h"
 #include "Flowspec/framework/Factories.h"
 
 #include <gtest/gtest.h>
@@ -8,27 +9,9 @@
 #include <vector>
 
 using namespace Flowspec;
-using Calls = std::vector<std::string>;
+using namespace EntityTest;
 
 namespace {
-
-FlowspecKey key(char const* cli) {
-   FlowspecKey k;
-   k.vrfIdIs(7);
-   k.addressFamilyIs(Ipkit::ipv4);
-   EXPECT_TRUE(k.copyInStrCli(cli)) << cli;
-   return k;
-}
-
-Ipkit::IntfId intf(char const* name) {
-   return Ipkit::IntfId(Vex::String(name));
-}
-
-std::string dump(Vex::Entity const& e, unsigned indent) {
-   Kiln::DumpContext ctx;
-   e.dumpState(ctx, indent);
-   return ctx.text().str();
-}
 
 // Recorders append to one shared log, so that the order across entities shows.
 struct VrfRecorder : VrfRuleConfig::NotifieeConst {
@@ -52,11 +35,6 @@ struct ConfigRecorder : Config::NotifieeConst {
    }
    Calls& log;
 };
-
-template <class... X>
-std::vector<std::uint64_t> live() {
-   return {Vex::allocTrackCounts(X::vexAllocTrackTypeInfo_).live()...};
-}
 
 } // namespace
 

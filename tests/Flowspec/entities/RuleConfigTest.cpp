@@ -1,5 +1,6 @@
 #include "Flowspec/entities/RuleConfig.h"
 
+#include "EntityTestUtil.h"
 #include "Flowspec/framework/Factories.h"
 
 #include <gtest/gtest.h>
@@ -11,18 +12,10 @@
 
 using namespace Flowspec;
 using T = MatchCompType;
-using Calls = std::vector<std::string>;
+using namespace EntityTest;
 using Ranges = std::vector<std::pair<unsigned, unsigned>>;
 
 namespace {
-
-FlowspecKey key(char const* cli, Ipkit::AddressFamily af = Ipkit::ipv4) {
-   FlowspecKey k;
-   k.vrfIdIs(0);
-   k.addressFamilyIs(af);
-   EXPECT_TRUE(k.copyInStrCli(cli)) << cli;
-   return k;
-}
 
 MatchComponent ranges(T type, Ranges const& rs) {
    MatchComponent c(type);
@@ -41,12 +34,6 @@ MatchComponent tcpFlags() {
    MatchComponent c(T::tcpFlags);
    c.tcpBitMaskIs(TcpBitMask(0x2, 0x2), true);
    return c;
-}
-
-std::string dump(Vex::Entity const& e, unsigned indent) {
-   Kiln::DumpContext ctx;
-   e.dumpState(ctx, indent);
-   return ctx.text().str();
 }
 
 /// Records each callback with the value the rule holds when it is called.

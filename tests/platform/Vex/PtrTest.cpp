@@ -76,6 +76,25 @@ TYPED_TEST(PtrTest, ReleaseAndAdoptHandOverOneReference) {
    EXPECT_EQ(destroyed, 1);
 }
 
+namespace {
+// Takes and drops a reference to itself while it is being destroyed, as an
+// observer reading notifier() during its entity's destruction does.
+struct SelfReferencing : Vex::PtrInterface {
+   explicit SelfReferencing(int* destroyed) : destroyed(destroyed) {}
+   ~SelfReferencing() override {
+      Vex::Ptr<SelfReferencing> again = this;
+      ++*destroyed;
+   }
+   int* destroyed;
+};
+} // namespace
+
+TYPED_TEST(PtrTest, AReferenceTakenDuringDestructionDoesNotDestroyTwice) {
+   int destroyed = 0;
+   { Vex::Ptr<SelfReferencing> p = new SelfReferencing(&destroyed); }
+   EXPECT_EQ(destroyed, 1);
+}
+
 TEST(PtrThreads, AtomicCountsSurviveManyThreadsOnOneObject) {
    Vex::ptrThreadSafeIs(true);
    int destroyed = 0;
