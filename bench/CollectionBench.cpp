@@ -5,6 +5,7 @@
 //
 // Run:  cmake --build --preset bench &&
 //       build/dev/bench/vex_bench --benchmark_format=csv | bench/ratios.py
+#include "BenchSupport.h"
 #include "Vex/CollectionNode.h"
 #include "Vex/HashMap2018.h"
 #include "Vex/RbTreeMap.h"
@@ -96,15 +97,9 @@ void fill(M& m, std::vector<Key40> const& ks) {
 template <class M>
 void BM_Insert(benchmark::State& state) {
    auto const& ks = keys(static_cast<std::size_t>(state.range(0)));
-   for (auto _ : state) {
-      M m;
-      fill(m, ks);
-      benchmark::DoNotOptimize(m);
-      state.PauseTiming();
-      { M gone = std::move(m); }
-      state.ResumeTiming();
-   }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(ks.size()));
+   // No settling of the heap between fills: these maps are timed as they run.
+   Bench::timeFreshFills<M>(
+       state, ks.size(), [&](M& m) { fill(m, ks); }, [] {});
 }
 
 template <class M>

@@ -17,6 +17,7 @@
 //
 // Run:  cmake --build --preset dev --target key_bench &&
 //       build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
+#include "BenchSupport.h"
 #include "Flowspec/values/FlowspecKey.h"
 #include "Vex/CollectionNode.h"
 #include "Vex/HashMap2018.h"
@@ -27,34 +28,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <malloc.h>
 #include <map>
-#include <new>
 #include <random>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
-// ---- allocation counting ----------------------------------------------------
-// Every operator new of this process lands here (class-specific ones, such as
-// the pair nodes', call the global one), so a benchmark can tell how many
-// allocations its loop made on its own thread.
-
-namespace {
-thread_local std::uint64_t allocations = 0;
-}
-
-// Neither side is inlined, so that the compiler does not see free() meet a
-// pointer from malloc() behind new and delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-   ++allocations;
-   if (void* p = std::malloc(size ? size : 1)) return p;
-   throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+BENCH_COUNTING_OPERATOR_NEW();
 
 namespace {
 
@@ -63,11 +44,11 @@ using Flowspec::MatchCompType;
 using Flowspec::MatchOpVal;
 using Flowspec::MatchOpValIndex;
 
-// ---- keys ------------------------------------------------------------------
+using Bench::allocations;
+using Bench::settleHeap;
+using Bench::v4Prefix;
 
-Ipkit::IpGenPrefix v4Prefix(std::uint32_t addr, unsigned len) {
-   return Ipkit::IpGenPrefix(Ipkit::IpGenAddr(Ipkit::IpAddr(addr)), len);
-}
+// ---- keys ------------------------------------------------------------------
 
 // The prefix whose first 32 bits are `top` and the rest 0.
 Ipkit::IpGenPrefix v6Prefix(std::uint32_t top, unsigned len) {
@@ -103,7 +84,10 @@ FlowspecKey portKey(Ipkit::AddressFamily af, int pairs, std::uint32_t lastPort) 
 // ---- the flat baseline -----------------------------------------------------
 
 // Bob Jenkins' one-at-a-time hash, byte by byte, lowest byte first: the loop
-// the key's hash() runs.
+// the key's hash() runs. A deliberate copy of the one in
+// Flowspec/values/FlowspecKey.cpp, where it is private to that file: the
+// flat baseline must hash its words with the same loop, so that the ratio
+// shows only what the key's layout costs.
 class OneAtATime {
  public:
    void bytes(std::uint32_t v, int count) noexcept {
@@ -301,41 +285,10 @@ BENCHMARK(BM_TextStoul)->Name("BM_Text<Stoul>");
 
 // ---- collections of keys -----------------------------------------------------
 
-// `n` distinct rules of one VRF and family, shuffled: destinations in 10/8 of
-// length 16, 24 or 32, a source from a few /16s or none, TCP or UDP, one
-// destination port, and for a quarter of them a packet length range.
+// `n` distinct rules of one VRF and family, shuffled (see
+// Bench::distinctKeys), a quarter of them with a packet length range.
 std::vector<FlowspecKey> distinctKeys(std::size_t n) {
-   std::mt19937 rng(static_cast<std::uint32_t>(n));
-   unsigned const lens[] = {16, 24, 32};
-   std::vector<FlowspecKey> candidates;
-   candidates.reserve(n + n / 8);
-   while (candidates.size() < n + n / 8) { // some spare for the duplicates
-      FlowspecKey k;
-      k.vrfIdIs(0);
-      k.addressFamilyIs(Ipkit::ipv4);
-      k.destPrefixIs(v4Prefix(0x0a000000 | (rng() & 0x00ffffff), lens[rng() % 3]));
-      if (std::uint32_t s = rng() % 9) k.srcPrefixIs(v4Prefix(0xac100000 | s << 16, 16));
-      std::uint8_t const eq1 = MatchOpVal::eqBit | MatchOpVal::endOfListBit;
-      std::uint8_t const eq2 = eq1 | 1 << 4;
-      MatchOpValIndex i(0);
-      i = k.setOpVal(i, MatchCompType::ipProto, eq1, rng() % 2 ? 6 : 17);
-      i = k.setOpVal(i, MatchCompType::destPort, eq2, 1 + rng() % 65535);
-      if (rng() % 4 == 0) {
-         std::uint8_t const ge = MatchOpVal::gtBit | MatchOpVal::eqBit | 1 << 4;
-         std::uint8_t const le =
-             MatchOpVal::ltBit | MatchOpVal::eqBit | MatchOpVal::andPreviousBit | 1 << 4;
-         i = k.setOpVal(i, MatchCompType::packetLength, ge, 64);
-         k.setOpVal(i, MatchCompType::packetLength, le | MatchOpVal::endOfListBit,
-                    128 + rng() % 1400);
-      }
-      candidates.push_back(std::move(k));
-   }
-   std::sort(candidates.begin(), candidates.end());
-   candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-   std::shuffle(candidates.begin(), candidates.end(), rng);
-   // Copied out, so that the keys sit together and the candidates leave one
-   // free stretch behind them rather than holes between the keys.
-   return {candidates.begin(), candidates.begin() + std::min(n, candidates.size())};
+   return Bench::distinctKeys(n, static_cast<std::uint32_t>(n), Bench::LengthRange::quarter);
 }
 
 // Both sets are made before the first benchmark of collections runs: one that
@@ -375,29 +328,14 @@ void fill(M& m, std::vector<FlowspecKey> const& ks) {
    }
 }
 
-// Merges and returns what freed maps left in the heap. glibc keeps freed
-// small blocks apart until a large request (a hash table's bucket array)
-// merges them all, which would charge the teardown of one map to the timed
-// insertion of the next: 100 000 insertions into a Vex::HashMap2018 took from
-// 25 to 180 ms by what ran before.
-void settleHeap() { malloc_trim(0); }
-
 // Insertion, including the copy of each key into its node; the emptying of
 // the map is not timed. Every insertion starts from a settled heap.
 template <class M>
 void BM_Insert(benchmark::State& state) {
    auto const& ks = manyKeys(static_cast<std::size_t>(state.range(0)));
    settleHeap();
-   for (auto _ : state) {
-      M m;
-      fill(m, ks);
-      benchmark::DoNotOptimize(m);
-      state.PauseTiming();
-      { M gone = std::move(m); }
-      settleHeap();
-      state.ResumeTiming();
-   }
-   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(ks.size()));
+   Bench::timeFreshFills<M>(
+       state, ks.size(), [&](M& m) { fill(m, ks); }, settleHeap);
 }
 
 // Every key found once, in an order unrelated to the insertion order, in a

@@ -19,86 +19,32 @@
 //
 // Run:  cmake --build --preset dev --target log_bench &&
 //       build/dev/bench/log_bench --benchmark_format=csv | bench/ratios.py
+#include "BenchSupport.h"
 #include "Flowspec/values/FlowspecKey.h"
 #include "Vex/NboAttrLog.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
-#include <random>
 #include <vector>
 
-// ---- allocation counting ----------------------------------------------------
-// Every operator new of this process lands here (the pair nodes' own operator
-// new calls the global one), so a benchmark can tell how many allocations its
-// loop made on its own thread.
-
-namespace {
-thread_local std::uint64_t allocations = 0;
-}
-
-// Neither side is inlined, so that the compiler does not see free() meet a
-// pointer from malloc() behind new and delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-   ++allocations;
-   if (void* p = std::malloc(size ? size : 1)) return p;
-   throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+BENCH_COUNTING_OPERATOR_NEW();
 
 namespace {
 
 using Flowspec::FlowspecKey;
-using Flowspec::MatchCompType;
-using Flowspec::MatchOpVal;
-using Flowspec::MatchOpValIndex;
+
+using Bench::allocations;
 
 constexpr std::size_t keyCount = 1000000;
 
-Ipkit::IpGenPrefix v4Prefix(std::uint32_t addr, unsigned len) {
-   return Ipkit::IpGenPrefix(Ipkit::IpGenAddr(Ipkit::IpAddr(addr)), len);
-}
-
-// `n` distinct IPv4 rules of 4 pairs in VRF 0, shuffled: a destination in
-// 10/8 of length 16, 24 or 32, a source from a few /16s in 172.16/12 or none
-// (one in nine), then "protocol =6 or =17", "destination port =p" and
-// "packet length >=64 & <=L" (a range of two pairs). Each encodes to 52
-// bytes, 47 without a source.
+// `n` distinct IPv4 rules of 4 pairs in VRF 0, shuffled (see
+// Bench::distinctKeys): each encodes to 52 bytes, 47 without a source.
 std::vector<FlowspecKey> distinctKeys(std::size_t n) {
-   std::mt19937 rng(4);
-   unsigned const lens[] = {16, 24, 32};
-   std::uint8_t const eq1 = MatchOpVal::eqBit | MatchOpVal::endOfListBit;
-   std::uint8_t const eq2 = eq1 | 1 << 4;
-   std::uint8_t const ge = MatchOpVal::gtBit | MatchOpVal::eqBit | 1 << 4;
-   std::uint8_t const le = MatchOpVal::ltBit | MatchOpVal::eqBit | MatchOpVal::andPreviousBit |
-                           MatchOpVal::endOfListBit | 1 << 4;
-   std::vector<FlowspecKey> candidates;
-   candidates.reserve(n + n / 8);
-   while (candidates.size() < n + n / 8) { // some spare for the duplicates
-      FlowspecKey k;
-      k.vrfIdIs(0);
-      k.addressFamilyIs(Ipkit::ipv4);
-      k.destPrefixIs(v4Prefix(0x0a000000 | (rng() & 0x00ffffff), lens[rng() % 3]));
-      if (std::uint32_t s = rng() % 9) k.srcPrefixIs(v4Prefix(0xac100000 | s << 16, 16));
-      MatchOpValIndex i(0);
-      i = k.setOpVal(i, MatchCompType::ipProto, eq1, rng() % 2 ? 6 : 17);
-      i = k.setOpVal(i, MatchCompType::destPort, eq2, 1 + rng() % 65535);
-      i = k.setOpVal(i, MatchCompType::packetLength, ge, 64);
-      k.setOpVal(i, MatchCompType::packetLength, le, 128 + rng() % 1400);
-      candidates.push_back(std::move(k));
-   }
-   std::sort(candidates.begin(), candidates.end());
-   candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-   std::shuffle(candidates.begin(), candidates.end(), rng);
-   // Copied out, so that the keys sit together rather than between the holes
-   // the candidates leave.
-   return {candidates.begin(), candidates.begin() + std::min(n, candidates.size())};
+   return Bench::distinctKeys(n, 4, Bench::LengthRange::always);
 }
 
 // The keys and their encoding, made once before the first benchmark. The
@@ -159,9 +105,10 @@ void BM_WriteKeyLog(benchmark::State& state) {
    report(state, f.bytes.size(), before);
 }
 
-// One copy of as many bytes into a buffer written once beforehand, so that
-// neither side pays for first touching its pages.
-void BM_WriteMemcpy(benchmark::State& state) {
+// One copy of all the log's bytes into a buffer written once beforehand, so
+// that neither side pays for first touching its pages: the baseline of both
+// the write and the read.
+void memcpyLog(benchmark::State& state) {
    auto const& f = fixture();
    std::unique_ptr<unsigned char[]> to(new unsigned char[f.bytes.size()]);
    std::memset(to.get(), 0, f.bytes.size());
@@ -173,6 +120,8 @@ void BM_WriteMemcpy(benchmark::State& state) {
    }
    report(state, f.bytes.size(), before);
 }
+
+void BM_WriteMemcpy(benchmark::State& state) { memcpyLog(state); }
 
 // ---- read --------------------------------------------------------------------
 
@@ -195,18 +144,7 @@ void BM_ReadKeyLog(benchmark::State& state) {
    report(state, f.bytes.size(), before);
 }
 
-void BM_ReadMemcpy(benchmark::State& state) {
-   auto const& f = fixture();
-   std::unique_ptr<unsigned char[]> to(new unsigned char[f.bytes.size()]);
-   std::memset(to.get(), 0, f.bytes.size());
-   std::uint64_t const before = allocations;
-   for (auto _ : state) {
-      std::memcpy(to.get(), f.bytes.data(), f.bytes.size());
-      benchmark::DoNotOptimize(to.get());
-      benchmark::ClobberMemory();
-   }
-   report(state, f.bytes.size(), before);
-}
+void BM_ReadMemcpy(benchmark::State& state) { memcpyLog(state); }
 
 // One pass takes 4 (memcpy) to about 140 ms (read); the default half second
 // per benchmark keeps the run, key generation included, within a minute.

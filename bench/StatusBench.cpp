@@ -23,6 +23,7 @@
 //
 // Run:  cmake --build --preset dev --target status_bench &&
 //       build/dev/bench/status_bench --benchmark_format=csv | bench/ratios.py
+#include "BenchSupport.h"
 #include "Flowspec/entities/Counter.h"
 #include "Flowspec/entities/Status.h"
 #include "Flowspec/framework/Factories.h"
@@ -34,88 +35,33 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
-#include <malloc.h>
 #include <map>
 #include <memory>
-#include <new>
 #include <random>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
-// ---- allocation counting ----------------------------------------------------
-// Every operator new of this process lands here (the entities' and nodes'
-// class-specific ones call the global one), so a benchmark can tell how many
-// allocations its timed work made.
-
-namespace {
-std::uint64_t allocations = 0;
-}
-
-// Neither side is inlined, so that the compiler does not see free() meet a
-// pointer from malloc() behind new and delete.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-   ++allocations;
-   if (void* p = std::malloc(size ? size : 1)) return p;
-   throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+BENCH_COUNTING_OPERATOR_NEW();
 
 namespace {
 
 using Flowspec::Counter;
 using Flowspec::CounterVersion;
 using Flowspec::FlowspecKey;
-using Flowspec::MatchCompType;
-using Flowspec::MatchOpVal;
-using Flowspec::MatchOpValIndex;
 using Flowspec::RuleStatus;
 using Flowspec::VrfRuleStatus;
 
+using Bench::allocations;
+using Bench::settleHeap;
+
 // ---- keys ------------------------------------------------------------------
 
-Ipkit::IpGenPrefix v4Prefix(std::uint32_t addr, unsigned len) {
-   return Ipkit::IpGenPrefix(Ipkit::IpGenAddr(Ipkit::IpAddr(addr)), len);
-}
-
-// `n` distinct rules of VRF 0 and IPv4, shuffled, shaped like the rules of
-// key_bench: a destination in 10/8 of length 16, 24 or 32, a source from a
-// few /16s or none, TCP or UDP, one destination port, and for a quarter of
-// them a packet length range (two to four pairs per key).
+// `n` distinct rules of VRF 0 and IPv4, shuffled, the same as those of
+// key_bench (see Bench::distinctKeys): two to four pairs per key.
 std::vector<FlowspecKey> distinctKeys(std::size_t n) {
-   std::mt19937 rng(static_cast<std::uint32_t>(n));
-   unsigned const lens[] = {16, 24, 32};
-   std::vector<FlowspecKey> candidates;
-   candidates.reserve(n + n / 8);
-   while (candidates.size() < n + n / 8) { // some spare for the duplicates
-      FlowspecKey k;
-      k.vrfIdIs(0);
-      k.addressFamilyIs(Ipkit::ipv4);
-      k.destPrefixIs(v4Prefix(0x0a000000 | (rng() & 0x00ffffff), lens[rng() % 3]));
-      if (std::uint32_t s = rng() % 9) k.srcPrefixIs(v4Prefix(0xac100000 | s << 16, 16));
-      std::uint8_t const eq1 = MatchOpVal::eqBit | MatchOpVal::endOfListBit;
-      std::uint8_t const eq2 = eq1 | 1 << 4;
-      MatchOpValIndex i(0);
-      i = k.setOpVal(i, MatchCompType::ipProto, eq1, rng() % 2 ? 6 : 17);
-      i = k.setOpVal(i, MatchCompType::destPort, eq2, 1 + rng() % 65535);
-      if (rng() % 4 == 0) {
-         std::uint8_t const ge = MatchOpVal::gtBit | MatchOpVal::eqBit | 1 << 4;
-         std::uint8_t const le =
-             MatchOpVal::ltBit | MatchOpVal::eqBit | MatchOpVal::andPreviousBit | 1 << 4;
-         i = k.setOpVal(i, MatchCompType::packetLength, ge, 64);
-         k.setOpVal(i, MatchCompType::packetLength, le | MatchOpVal::endOfListBit,
-                    128 + rng() % 1400);
-      }
-      candidates.push_back(std::move(k));
-   }
-   std::sort(candidates.begin(), candidates.end());
-   candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-   std::shuffle(candidates.begin(), candidates.end(), rng);
-   // Copied out, so that the keys sit together in the heap.
-   return {candidates.begin(), candidates.begin() + std::min(n, candidates.size())};
+   return Bench::distinctKeys(n, static_cast<std::uint32_t>(n), Bench::LengthRange::quarter);
 }
 
 constexpr std::size_t counterKeyCount = 10000;
@@ -164,11 +110,6 @@ Workload const& workload() {
    static Workload const w;
    return w;
 }
-
-// Merges and returns what freed containers left in the heap, so that the
-// teardown of one container is not charged to the timed fill of the next
-// (glibc keeps freed small blocks apart until a large request merges them).
-void settleHeap() { malloc_trim(0); }
 
 // Items per second, and operator new calls per item of the timed work.
 void report(benchmark::State& state, std::uint64_t allocs, std::size_t itemsPerIteration) {
