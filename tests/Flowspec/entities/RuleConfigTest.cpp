@@ -1,4 +1,7 @@
 #include "Flowspec/entities/RuleConfig.h"
+#include "Flowspec/entities/Config.h"
+#include "Flowspec/entities/Counter.h"
+#include "Flowspec/entities/Status.h"
 
 #include "EntityTestUtil.h"
 #include "Flowspec/framework/Factories.h"
@@ -6,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -36,80 +40,82 @@ MatchComponent tcpFlags() {
    return c;
 }
 
-/// Records each callback with the value the rule holds when it is called.
-class RuleRecorder : public RuleConfig::NotifieeConst {
-public:
-   Calls calls;
-   bool detachInCallback = false;
-
-   void onRuleId() override { add("onRuleId=", double(r().ruleId())); }
-   void onMatchSet(T t) override { add("onMatchSet(", unsigned(t), ")"); }
-   void onActionFieldSet() override {
-      add("onActionFieldSet=", r().actionFieldSet().value());
-   }
-   void onTrafficRateLimit() override {
-      add("onTrafficRateLimit=", r().trafficRateLimit());
-   }
-   void onTrafficAction() override {
-      add("onTrafficAction=", r().trafficAction().value());
-   }
-   void onTrafficRedirect() override {
-      add("onTrafficRedirect=", r().trafficRedirect().vrfId());
-   }
-   void onTrafficMarkingDscp() override {
-      add("onTrafficMarkingDscp=", r().trafficMarkingDscp().value());
-   }
-
-private:
-   RuleConfig const& r() const { return *notifier(); }
-   void add(char const* name, double value, char const* end = "") {
-      std::ostringstream os;
-      os << name << value << end;
-      calls.push_back(os.str());
-      if (detachInCallback) notifierIs(nullptr);
-   }
-};
-
 } // namespace
 
-TEST(RuleConfig, SettersTellOncePerChangeAfterTheStore) {
-   auto rule = RuleConfig::RuleConfigIs(key("10.1.0.0/16;*;"));
-   RuleRecorder rec;
-   rec.notifierIs(rule);
-   // Each attribute starts at its zero: storing it again is silent.
-   rule->ruleIdIs(0);
-   rule->actionFieldSetIs(ActionFieldSet());
-   rule->trafficRateLimitIs(-0.0f); // float equality: -0.0 == 0.0
-   rule->trafficActionIs(TrafficAction());
-   rule->trafficRedirectIs(TrafficRedirect(0xffffff, Ipkit::IpGenAddr(), false));
-   rule->trafficMarkingDscpIs(Ipkit::IpTos());
-   EXPECT_EQ(rec.calls, Calls{});
-   EXPECT_EQ(rule->matchSetSize(), 0u);
+TEST(Entities, SettersAreSilentOnEqualAndTellOnceAfterTheStore) {
+   Calls log;
+   auto rc = RuleConfig::RuleConfigIs(key("10.1.0.0/16;*;"));
+   auto ir = InfeasibleRule::InfeasibleRuleIs(key("10.1.0.0/16;*;IP:=6;"));
+   auto rs = RuleStatus::RuleStatusIs(key("10.0.0.0/8;*;"));
+   auto st = Status::StatusIs("status");
+   auto cfg = Config::ConfigIs("flowspec");
+   auto cli = CliConfig::CliConfigIs("cli");
+   auto counter = Counter::CounterIs("counter");
+   RuleConfigRec rcRec(log, rc);
+   InfeasibleRec irRec(log, ir);
+   RuleStatusRec rsRec(log, rs);
+   StatusRec stRec(log, st);
+   ConfigRec cfgRec(log, cfg);
+   CliConfigRec cliRec(log, cli);
+   CounterRec counterRec(log, counter);
+   EXPECT_EQ(st->counterUpdateTime() + counter->timestamp(), 0.0);
+   EXPECT_FALSE(st->flowspecSupported() || cfg->enabledIntfAll());
 
    ActionFieldSet actions;
    actions.valueIs(0x22);
    TrafficAction action;
    action.valueIs(2);
-   for (int round = 0; round < 2; ++round) { // the second round stores equal values
-      rule->ruleIdIs(7);
-      rule->actionFieldSetIs(actions);
-      rule->trafficRateLimitIs(1.5f);
-      rule->trafficActionIs(action);
-      rule->trafficRedirectIs(TrafficRedirect(5, Ipkit::IpGenAddr(), false));
-      rule->trafficMarkingDscpIs(Ipkit::IpTos(46));
+   Pbr::ResolvedNexthopInfo info;
+   info.viaActiveIs(Pbr::Via(Ipkit::IpGenAddr(Vex::String("10.0.0.2")), intf("Ethernet1"), 1));
+   auto const noVrf = TrafficRedirect(0xffffff, Ipkit::IpGenAddr(), false);
+   auto const notProcessed = Vex::String(std::string("Not ") + "processed"); // own object
+   struct Row {
+      std::function<void(bool)> set; // false: the initial value again; true: another
+      char const* heard;             // once, after the first store of another value
+   };
+   // clang-format off
+   Row const rows[] = {
+      {[&](bool b) { rc->ruleIdIs(b ? 7 : 0); }, "onRuleId=7"},
+      {[&](bool b) { rc->actionFieldSetIs(b ? actions : ActionFieldSet()); }, "onActionFieldSet=34"},
+      {[&](bool b) { rc->trafficRateLimitIs(b ? 1.5f : -0.0f); }, "onTrafficRateLimit=1.5"}, // -0.0 == 0.0
+      {[&](bool b) { rc->trafficActionIs(b ? action : TrafficAction()); }, "onTrafficAction=2"},
+      {[&](bool b) { rc->trafficRedirectIs(b ? TrafficRedirect(5, Ipkit::IpGenAddr(), false) : noVrf); }, "onTrafficRedirect=5"},
+      {[&](bool b) { rc->trafficMarkingDscpIs(Ipkit::IpTos(b ? 46 : 0)); }, "onTrafficMarkingDscp=46"},
+      {[&](bool b) { ir->ruleIdIs(b ? 12 : 0); }, "onRuleId=12"},
+      {[&](bool b) { ir->matchCompTypeIs(b ? T::tcpFlags : T::invalid); }, "onMatchCompType=9"},
+      {[&](bool b) { rs->statusCodeIs(b ? HwRuleProgrammingStatus::programmed : HwRuleProgrammingStatus::unprocessed); }, "onStatusCode=1"},
+      {[&](bool b) { rs->errorReasonIs(b ? Vex::String("") : notProcessed); }, "onErrorReason="},
+      {[&](bool b) { rs->packetCountIs(b ? std::uint64_t(1) << 32 : 0); }, "onPacketCount=4294967296"}, // upper half only
+      {[&](bool b) { rs->versionIs(b ? Kiln::UniqueId(0xab, 3) : Kiln::UniqueId()); }, "onVersion=00000000000000ab.3"},
+      {[&](bool b) { rs->resolvedNexthopInfoIs(b ? info : Pbr::ResolvedNexthopInfo(Pbr::NexthopSet())); }, "onResolvedNexthopInfo=1"},
+      {[&](bool b) { st->counterUpdateTimeIs(b ? 12.5 : -0.0); }, "onCounterUpdateTime=12.5"},
+      {[&](bool b) { st->flowspecSupportedIs(b); }, "onFlowspecSupported=1"},
+      {[&](bool b) { cfg->enabledIntfAllIs(b); }, "onEnabledIntfAll=1"},
+      {[&](bool b) { cli->counterUpdateRequestTimeIs(b ? 12.5 : 0.0); }, "onCounterUpdateRequestTime=12.5"},
+      {[&](bool b) { counter->timestampIs(b ? 1.5 : 0.0); }, "onTimestamp=1.5"},
+   };
+   // clang-format on
+   for (auto const& row : rows) {
+      SCOPED_TRACE(row.heard);
+      row.set(false);
+      EXPECT_EQ(log, Calls{});
+      row.set(true);
+      row.set(true);
+      EXPECT_EQ(log, Calls{row.heard});
+      log.clear();
    }
-   rule->trafficRateLimitIs(NAN); // NaN never equals itself: each store is a change
-   rule->trafficRateLimitIs(NAN);
-   EXPECT_EQ(rec.calls, (Calls{"onRuleId=7", "onActionFieldSet=34",
-                               "onTrafficRateLimit=1.5", "onTrafficAction=2",
-                               "onTrafficRedirect=5", "onTrafficMarkingDscp=46",
-                               "onTrafficRateLimit=nan", "onTrafficRateLimit=nan"}));
+   EXPECT_EQ(rc->matchSetSize(), 0u);
+   rc->trafficRateLimitIs(NAN); // NaN never equals itself: each store is a change
+   rc->trafficRateLimitIs(NAN);
+   info.viaActiveIs(Pbr::Via(Ipkit::IpGenAddr(Vex::String("10.0.0.3")), intf("Ethernet1"), 1));
+   rs->resolvedNexthopInfoIs(info);
+   EXPECT_EQ(log, (Calls{"onTrafficRateLimit=nan", "onTrafficRateLimit=nan",
+                         "onResolvedNexthopInfo=2"}));
 }
 
 TEST(RuleConfig, MatchSetMembersAreKeyedByTheirType) {
    auto rule = RuleConfig::RuleConfigIs(key("10.1.0.0/16;*;"));
-   RuleRecorder rec;
-   rec.notifierIs(rule);
+   RuleConfigRec rec(rule);
    rule->matchSetIs(ranges(T::ipProto, {{6, 6}}));
    rule->matchSetIs(ranges(T::ipProto, {{6, 6}}));   // equal: silent
    rule->matchSetIs(ranges(T::ipProto, {{17, 17}})); // same type: overwritten
@@ -132,8 +138,7 @@ TEST(RuleConfig, MatchSetDeletionWalksInTypeOrder) {
       rule->matchSetIs(ranges(T::icmpType, {{8, 8}}));
    };
    fill();
-   RuleRecorder rec;
-   rec.notifierIs(rule);
+   RuleConfigRec rec(rule);
    rule->matchSetDelAll();
    EXPECT_EQ(rec.calls, (Calls{"onMatchSet(1)", "onMatchSet(3)", "onMatchSet(7)"}));
    EXPECT_EQ(rule->matchSetSize(), 0u);
@@ -219,8 +224,7 @@ TEST(RuleConfig, FeasibilityAndSanitising) {
          expected->matchSetIs(m);
       }
       if (!c.protoAfter.empty()) expected->matchSetIs(proto(c.protoAfter));
-      RuleRecorder rec;
-      rec.notifierIs(rule);
+      RuleConfigRec rec(rule);
       EXPECT_EQ(rule->infeasibleMatchInMatchSet(), c.blame);
       EXPECT_EQ(rule->sanitizeMatchSet(), c.blame);
       EXPECT_EQ(rec.calls, c.heard);
@@ -255,80 +259,37 @@ TEST(RuleConfig, StreamOutputAndDump) {
    rule->trafficRedirectIs(
        TrafficRedirect(3, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true));
    rule->trafficMarkingDscpIs(Ipkit::IpTos(46));
-   EXPECT_EQ(dump(*rule, 0),
-             "ruleKey: 10.1.0.0/16;*;, ruleId: -2\n"
-             "matchSets #2\n"
-             "  compType is 1, prefix is 10.1.0.0/16\n"
-             "  numericalRanges #0\n"
-             "  ipBitMasks #0\n"
-             "  tcpBitMasks #0\n"
-             "  compType is 3, prefix is \n"
-             "  numericalRanges #1\n"
-             "    [ 6, 6 ]\n"
-             "  ipBitMasks #0\n"
-             "  tcpBitMasks #0\n"
-             "actionFieldSet is 34, trafficAction is 2, trafficRedirect is "
-             "(vrf=3, addr=10.0.0.1, copy=1), trafficMarkingDscp is 46\n");
-   EXPECT_EQ(dump(*rule, 4),
-             "    ruleKey: 10.1.0.0/16;*;, ruleId: -2\n"
-             "    matchSets #2\n"
-             "      compType is 1, prefix is 10.1.0.0/16\n"
-             "      numericalRanges #0\n"
-             "      ipBitMasks #0\n"
-             "      tcpBitMasks #0\n"
-             "      compType is 3, prefix is \n"
-             "      numericalRanges #1\n"
-             "        [ 6, 6 ]\n"
-             "      ipBitMasks #0\n"
-             "      tcpBitMasks #0\n"
-             "    actionFieldSet is 34, trafficAction is 2, trafficRedirect is "
-             "(vrf=3, addr=10.0.0.1, copy=1), trafficMarkingDscp is 46\n");
+   std::string const text = "ruleKey: 10.1.0.0/16;*;, ruleId: -2\n"
+                            "matchSets #2\n"
+                            "  compType is 1, prefix is 10.1.0.0/16\n"
+                            "  numericalRanges #0\n"
+                            "  ipBitMasks #0\n"
+                            "  tcpBitMasks #0\n"
+                            "  compType is 3, prefix is \n"
+                            "  numericalRanges #1\n"
+                            "    [ 6, 6 ]\n"
+                            "  ipBitMasks #0\n"
+                            "  tcpBitMasks #0\n"
+                            "actionFieldSet is 34, trafficAction is 2, trafficRedirect is "
+                            "(vrf=3, addr=10.0.0.1, copy=1), trafficMarkingDscp is 46\n";
+   EXPECT_EQ(dump(*rule, 0), text);
+   EXPECT_EQ(dump(*rule, 4), indented(text, 4));
 }
 
-TEST(InfeasibleRule, SettersAndDump) {
+TEST(InfeasibleRule, Dump) {
    auto rule = InfeasibleRule::InfeasibleRuleIs(key("10.1.0.0/16;*;IP:=6;"));
    EXPECT_TRUE(rule->hasNotificationActive());
-   struct Recorder : InfeasibleRule::NotifieeConst {
-      Calls calls;
-      void onRuleId() override { calls.push_back("onRuleId"); }
-      void onMatchCompType() override { calls.push_back("onMatchCompType"); }
-   } rec;
-   rec.notifierIs(rule);
-   rule->matchCompTypeIs(T::invalid);
-   rule->ruleIdIs(12);
    rule->ruleIdIs(12);
    rule->matchCompTypeIs(T::tcpFlags);
-   EXPECT_EQ(rec.calls, (Calls{"onRuleId", "onMatchCompType"}));
-   EXPECT_EQ(dump(*rule, 0),
-             "ruleKey: 10.1.0.0/16;*;IP:=6;, ruleId: 12\nmatchCompType is 9\n");
-   EXPECT_EQ(dump(*rule, 4),
-             "    ruleKey: 10.1.0.0/16;*;IP:=6;, ruleId: 12\n    matchCompType is 9\n");
-}
-
-TEST(RuleConfig, CreatorAndFactorySwitchNotificationOnAndTrackAllocations) {
-   auto const& slot = RuleConfig::vexAllocTrackTypeInfo_;
-   auto const before = Vex::allocTrackCounts(slot);
-   {
-      auto made = RuleConfig::RuleConfigIs(key("10.1.0.0/16;*;"));
-      auto fromFactory = ruleConfigFactory(key("10.2.0.0/16;*;"));
-      Vex::Ptr<RuleConfig> plain(new RuleConfig(key("10.3.0.0/16;*;")));
-      EXPECT_TRUE(made->hasNotificationActive() &&
-                  fromFactory->hasNotificationActive());
-      EXPECT_FALSE(plain->hasNotificationActive());
-      EXPECT_EQ(fromFactory->key(), key("10.2.0.0/16;*;"));
-      auto const during = Vex::allocTrackCounts(slot);
-      EXPECT_EQ(during.typeName, "Flowspec::RuleConfig");
-      EXPECT_EQ(during.live(), before.live() + 3);
-      EXPECT_TRUE(made->name().empty());
-      EXPECT_FALSE(made->hasBackupSupport());
-   }
-   EXPECT_EQ(Vex::allocTrackCounts(slot).releases, before.releases + 3);
+   std::string const text = "ruleKey: 10.1.0.0/16;*;IP:=6;, ruleId: 12\nmatchCompType is 9\n";
+   EXPECT_EQ(dump(*rule, 0), text);
+   EXPECT_EQ(dump(*rule, 4), indented(text, 4));
 }
 
 TEST(RuleConfig, ObserversOfConstAndChangeableRules) {
    auto rule = RuleConfig::RuleConfigIs(key("10.1.0.0/16;*;"));
    Vex::Ptr<RuleConfig const> const view = rule;
-   RuleRecorder watcher, leaver;
+   RuleConfigRec watcher, leaver;
    watcher.notifierIs(view);
    EXPECT_EQ(watcher.notifier(), view);
    leaver.notifierIs(rule);

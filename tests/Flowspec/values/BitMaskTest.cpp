@@ -67,7 +67,6 @@ TYPED_TEST(BitMaskTest, EqualityOrderAndHashSeeAllThreeFields) {
       h.mixU16(mask);
       return h.result();
    };
-   EXPECT_EQ(M(0x12, 0x3f).hash(), M(0x12, 0x3f).hash());
    EXPECT_EQ(M(0x12, 0x3f).hash(), mixed(true, 0x12, 0x3f));
    EXPECT_EQ(anyOf<M>(0x12, 0x3f).hash(), mixed(false, 0x12, 0x3f));
 }
@@ -88,7 +87,6 @@ TYPED_TEST(BitMaskTest, TextsLeaveOutMatchAllAndBitsOutsideTheVocabulary) {
 }
 
 TEST(IpBitMask, ConstantsAndCliText) {
-   EXPECT_EQ(IpBitMask::lastBit, 3u);
    EXPECT_EQ(IpBitMask::maskForAllBits, 0xfu);
    EXPECT_EQ(IpBitMask::supportedIpBits, 0x2u);
    EXPECT_EQ(IpBitMask(0x2, 0x2).toStrepCli(), "is-fragment:1");
@@ -127,7 +125,6 @@ TEST(IpBitMask, ValidityFollowsWhatAFragmentCanBe) {
 }
 
 TEST(TcpBitMask, ConstantsCliTextAndValidity) {
-   EXPECT_EQ(TcpBitMask::lastBit, 8u);
    EXPECT_EQ(TcpBitMask::maskForAllBits, 0x1ffu);
    EXPECT_EQ(TcpBitMask::supportedTcpBits, 0x3fu);
    EXPECT_EQ(TcpBitMask(0x02, 0x12).toStrepCli(), "SYN:1,ACK:0");

@@ -7,13 +7,12 @@
 #include <map>
 
 using namespace Flowspec;
+using FlowspecTest::indexRangeMessage;
 using FlowspecTest::raisedMessage;
 using Prefix = Ipkit::IpGenPrefix;
 using T = MatchCompType;
 
 namespace {
-
-std::string const rangeMessage = MatchOpValIndex::rangeMessage;
 
 struct KeyFields {
    Vrf::VrfIdMap::VrfId vrf = Vrf::VrfIdMap::noVrfId;
@@ -89,17 +88,17 @@ TEST(FlowspecKey, IndicesPastTheLastRaiseAfterTheStore) {
    for (std::uint8_t op : {0x01, 0x11}) {
       FlowspecKey k;
       auto const store = [&] { k.setOpVal(2047, T::port, op, 80); };
-      EXPECT_EQ(raisedMessage<Vex::RangeException>(store), rangeMessage);
+      EXPECT_EQ(raisedMessage<Vex::RangeException>(store), indexRangeMessage);
       EXPECT_EQ(k.matchOpVal(2047), MatchOpVal(0x04000050u | op << 16));
    }
    FlowspecKey k;
    EXPECT_EQ(k.setOpVal(2045, T::port, 0x21, 0x10002), MatchOpValIndex(2047));
    auto const both = [&] { k.setOpVal(2046, T::port, 0x21, 0x30004); };
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(both), rangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(both), indexRangeMessage);
    EXPECT_EQ(k.matchOpVal(2046).storage(), 0x04210003u);
    EXPECT_EQ(k.matchOpVal(2047).storage(), 0x04210004u);
    auto const half = [&] { k.setOpVal(2047, T::port, 0x21, 0x50006); };
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(half), rangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(half), indexRangeMessage);
    EXPECT_EQ(k.matchOpVal(2047).storage(), 0x04210005u) << "the high half is stored";
    EXPECT_EQ(k.matchOpVals(), 3u) << "and nothing past 2047";
 
@@ -111,11 +110,11 @@ TEST(FlowspecKey, IndicesPastTheLastRaiseAfterTheStore) {
    auto const read = [&](std::uint16_t at) {
       return [&full, at] { full.getOptVal(at); };
    };
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), rangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), indexRangeMessage);
    full.matchOpValIs(2046, MatchOpVal(0x04210000));
    full.matchOpValIs(2047, MatchOpVal(0x04210000));
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2046)), rangeMessage);
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), rangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2046)), indexRangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), indexRangeMessage);
 }
 
 TEST(FlowspecKey, EqualityAndOrderDecideAtTheFirstDifference) {
@@ -165,13 +164,12 @@ TEST(FlowspecKey, EqualityAndOrderDecideAtTheFirstDifference) {
    EXPECT_FALSE(!keyOf({.vrf = 0}));
    EXPECT_EQ(a.matchOpVal(9), MatchOpVal()) << "absent pairs read as zero";
    Prefix const none, p8("10.0.0.0/8"), p9("11.0.0.0/8");
-   EXPECT_EQ(FlowspecKey::cmpPrefix(none, none), 0);
-   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, Prefix("10.1.0.0/8")), 0)
-       << "host bits cleared";
-   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, none), -1);
-   EXPECT_EQ(FlowspecKey::cmpPrefix(none, p8), 1);
-   EXPECT_EQ(FlowspecKey::cmpPrefix(p8, p9), -1);
-   EXPECT_EQ(FlowspecKey::cmpPrefix(p9, p8), 1);
+   // clang-format off
+   for (auto [x, y, want] : {std::tuple{none, none, 0}, {p8, Prefix("10.1.0.0/8"), 0},
+                             {p8, none, -1}, {none, p8, 1}, {p8, p9, -1}, {p9, p8, 1}})
+      // clang-format on
+      EXPECT_EQ(FlowspecKey::cmpPrefix(x, y), want)
+          << x << " " << y; // host bits cleared
 }
 
 TEST(FlowspecKey, HashMixesFieldsPrefixesAndPairsAsDescribed) {

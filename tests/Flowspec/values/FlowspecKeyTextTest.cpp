@@ -10,6 +10,7 @@
 #include <vector>
 
 using namespace Flowspec;
+using FlowspecTest::indexRangeMessage;
 using FlowspecTest::raisedMessage;
 using FlowspecTest::TraceCapture;
 using T = MatchCompType;
@@ -111,50 +112,35 @@ TEST(FlowspecKeyText, FiveFormsToTheCharacter) {
    for (std::uint16_t i = 0; i <= 2048; ++i)
       tooLong.matchOpValIs(i, MatchOpVal(1));
    EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { tooLong.toStrep(); }),
-             MatchOpValIndex::rangeMessage);
+             indexRangeMessage);
 }
 
-TEST(FlowspecKeyText, CommandLineParsesOperatorsNumbersAndLabels) {
-   struct Case {
-      char const* text;
-      FlowspecKey expected;
-   };
-   // clang-format off
-   Case const cases[] = {
-      {"*;*;", FlowspecKey()},
-      {"*;*", FlowspecKey()},
-      {"*;*;IT:;IC:", FlowspecKey()},
-      {"10.1.2.3/8;2001:db8::1;IP:=6;DP:>1023",
-       keyOf({{T::ipProto, 0x81, 6}, {T::destPort, 0x92, 1023}}, "10.0.0.0/8",
-             "2001:db8::1/128")},
-      {"*;*;IP:6", keyOf({{T::ipProto, 0x80, 6}})},
-      {"*;*;IP:=010;DP:0x1F", keyOf({{T::ipProto, 0x81, 8}, {T::destPort, 0x80, 31}})},
-      {"*;*;LEN:=255|=256|=65535|=65536",
-       keyOf({{T::packetLength, 0x01, 255}, {T::packetLength, 0x11, 256},
-              {T::packetLength, 0x11, 65535}, {T::packetLength, 0xa1, 65536}})},
-      {"*;*;DP:=&80", keyOf({{T::destPort, 0xc1, 80}})},
-      {"*;*;SP:=6=17", keyOf({{T::srcPort, 0x01, 6}, {T::srcPort, 0x81, 17}})},
-      {"*;*;SP:=6&", keyOf({{T::srcPort, 0x01, 6}})},
-      {"*;*;IPX:=6;PX:7", keyOf({{T::ipProto, 0x81, 6}, {T::port, 0x80, 7}})},
-      {"*;*;DSCP:=46;FLOW:=5", keyOf({{T::dscp, 0x81, 46}, {T::flowLabel, 0x81, 5}})},
-      {"*;*;TCP:!=0x12;FRAG:|2", keyOf({{T::tcpFlags, 0x83, 18}, {T::fragment, 0x80, 2}})},
-   };
-   // clang-format on
-   for (Case const& c : cases) {
-      FlowspecKey k;
-      EXPECT_EQ(failureOf(k, c.text), "(parsed)") << c.text;
-      EXPECT_EQ(k, c.expected) << c.text;
-   }
-}
-
-TEST(FlowspecKeyText, CommandLineFailuresTraceOneLineWhy) {
+// Each text parses to `key` ("(parsed)") or traces the one line why.
+TEST(FlowspecKeyText, CommandLineParsesOrTracesOneLineWhy) {
    std::string const many = "P:" + repeated("1|", 2047) + "1";
    std::string const wide = "P:" + repeated("1|", 2046) + "70000";
    struct Case {
-      std::string text, message;
+      std::string text, outcome;
+      FlowspecKey key = {};
    };
+   std::string const ok = "(parsed)";
    // clang-format off
    Case const cases[] = {
+      {"*;*;", ok}, {"*;*", ok}, {"*;*;IT:;IC:", ok},
+      {"10.1.2.3/8;2001:db8::1;IP:=6;DP:>1023", ok,
+       keyOf({{T::ipProto, 0x81, 6}, {T::destPort, 0x92, 1023}}, "10.0.0.0/8",
+             "2001:db8::1/128")},
+      {"*;*;IP:6", ok, keyOf({{T::ipProto, 0x80, 6}})},
+      {"*;*;IP:=010;DP:0x1F", ok, keyOf({{T::ipProto, 0x81, 8}, {T::destPort, 0x80, 31}})},
+      {"*;*;LEN:=255|=256|=65535|=65536", ok,
+       keyOf({{T::packetLength, 0x01, 255}, {T::packetLength, 0x11, 256},
+              {T::packetLength, 0x11, 65535}, {T::packetLength, 0xa1, 65536}})},
+      {"*;*;DP:=&80", ok, keyOf({{T::destPort, 0xc1, 80}})},
+      {"*;*;SP:=6=17", ok, keyOf({{T::srcPort, 0x01, 6}, {T::srcPort, 0x81, 17}})},
+      {"*;*;SP:=6&", ok, keyOf({{T::srcPort, 0x01, 6}})},
+      {"*;*;IPX:=6;PX:7", ok, keyOf({{T::ipProto, 0x81, 6}, {T::port, 0x80, 7}})},
+      {"*;*;DSCP:=46;FLOW:=5", ok, keyOf({{T::dscp, 0x81, 46}, {T::flowLabel, 0x81, 5}})},
+      {"*;*;TCP:!=0x12;FRAG:|2", ok, keyOf({{T::tcpFlags, 0x83, 18}, {T::fragment, 0x80, 2}})},
       {"", "Did not find a destination prefix "},
       {"10.0.0.0/8", "Did not find a source prefix 10.0.0.0/8"},
       {"10.0.0.0/8;", "Did not find a source prefix 10.0.0.0/8;"},
@@ -181,7 +167,8 @@ TEST(FlowspecKeyText, CommandLineFailuresTraceOneLineWhy) {
    // clang-format on
    for (Case const& c : cases) {
       FlowspecKey k;
-      EXPECT_EQ(failureOf(k, c.text), c.message) << c.text.substr(0, 40);
+      EXPECT_EQ(failureOf(k, c.text), c.outcome) << c.text.substr(0, 40);
+      EXPECT_TRUE(c.outcome != ok || k == c.key) << c.text;
    }
    FlowspecKey k;
    EXPECT_EQ(failureOf(k, "*;*;P:" + repeated("1|", 2046) + "1"), "(parsed)");
@@ -225,19 +212,18 @@ TEST(FlowspecKeyText, StringValueParserAbortsOrThrowsOnBadText) {
       EXPECT_EQ(capture.lines[0].function, "copyInStringValue");
       EXPECT_EQ(capture.lines[0].message, "copyInStringValueParsing arg 1;ipv4;*;*");
    }
-   char const* const field = "Assertion failed: std::getline\\( istr, compString, "
+   std::string const field = "Assertion failed: std::getline\\( istr, compString, "
                              "compSeparator\\(\\) \\) && !compString.empty\\(\\)";
-   char const* const rest = "Assertion failed: std::getline\\( istr, compString \\) && "
+   std::string const rest = "Assertion failed: std::getline\\( istr, compString \\) && "
                             "!compString.empty\\(\\)";
-   char const* const family = "Assertion failed: false && \"invalid address-family\"";
-   EXPECT_DEATH(k.copyInStringValue(";ipv4;*;*"), field);
-   EXPECT_DEATH(k.copyInStringValue("5"), field);
-   EXPECT_DEATH(k.copyInStringValue("5;;*;*"), field);
-   EXPECT_DEATH(k.copyInStringValue("5;IPV4;*;*"), family);
-   EXPECT_DEATH(k.copyInStringValue("5;ipv4"), rest);
-   EXPECT_DEATH(k.copyInStringValue("5;ipv4;"), rest);
-   EXPECT_DEATH(k.copyInStringValue("5;ipv4;bogus;*"),
-                "copyInStrCli\\( compString \\)");
+   // clang-format off
+   std::pair<char const*, std::string> const deaths[] = {
+       {";ipv4;*;*", field}, {"5", field}, {"5;;*;*", field}, {"5;ipv4", rest},
+       {"5;ipv4;", rest}, {"5;IPV4;*;*", "Assertion failed: false && \"invalid address-family\""},
+       {"5;ipv4;bogus;*", "copyInStrCli\\( compString \\)"}};
+   // clang-format on
+   for (auto const& [text, death] : deaths)
+      EXPECT_DEATH(k.copyInStringValue(text), death) << text;
    auto const vrf = [&](char const* text) {
       return [&k, text] { k.copyInStringValue(text); };
    };
@@ -258,7 +244,7 @@ TEST(FlowspecKeyText, RawFormParsers) {
              prefixError("bogus"));
    std::string const pairs = repeated("1;", 2047);
    EXPECT_EQ(raisedMessage<Vex::RangeException>(parse(";;;;" + pairs + "1;")),
-             MatchOpValIndex::rangeMessage);
+             indexRangeMessage);
    EXPECT_EQ(k, five) << "a failed parse changes nothing";
    k.copyInStr(";;;;" + pairs);
    EXPECT_EQ(k.matchOpVals(), 2047u);
@@ -271,8 +257,6 @@ TEST(FlowspecKeyText, RawFormParsers) {
    sequenceToValue(pos, text.c_str() + text.size(), k);
    EXPECT_EQ(std::string(pos), "rest") << "the '@' ends the value and is consumed";
    EXPECT_EQ(k, keyOf({{T::invalid, 0, 7}}, "", "", 2, 2));
-   EXPECT_THROW(Vex::strepToValue("3;;;;@x", k), Vex::Exception);
-   EXPECT_EQ(k.vrfId(), 2u) << "a refused text changes nothing";
    Vex::strepToValue(";;;;@", k);
    EXPECT_TRUE(!k);
 }
@@ -280,52 +264,43 @@ TEST(FlowspecKeyText, RawFormParsers) {
 // Generated command lines: every text the printer can write, parsed, printed
 // and parsed again, and taken through the raw form and the string value.
 TEST(FlowspecKeyText, GeneratedKeysRoundTripThroughEveryForm) {
-   char const* const labels[] = {"",   "",   "",    "IP",  "P",    "DP",   "SP",
-                                 "IT", "IC", "TCP", "LEN", "DSCP", "FRAG", "FL"};
+   // The labels of the kinds 3 to 13, in order.
+   char const* const labels[] = {"IP",  "P",   "DP",   "SP",   "IT", "IC",
+                                 "TCP", "LEN", "DSCP", "FRAG", "FL"};
+   char const* const numbers[] = {"%u", "0x%x", "0X%X", "0%o"};
    std::mt19937 rng(5575);
    auto pick = [&](std::uint32_t n) { return std::uint32_t(rng() % n); };
    auto prefix = [&]() -> std::string {
-      char buf[64];
-      if (pick(3) == 0) return "*";
-      if (pick(2)) {
-         std::snprintf(buf, sizeof buf, "%u.%u.%u.%u/%u", pick(256), pick(256),
-                       pick(256), pick(256), pick(33));
-      } else {
-         std::snprintf(buf, sizeof buf, "%x:%x::%x:%x/%u", pick(0x10000), pick(0x10000),
+      char b[64];
+      if (pick(2))
+         std::snprintf(b, sizeof b, "%u.%u.%u.%u/%u", pick(256), pick(256), pick(256),
+                       pick(256), pick(33));
+      else
+         std::snprintf(b, sizeof b, "%x:%x::%x:%x/%u", pick(0x10000), pick(0x10000),
                        pick(3), pick(0x10000), pick(129));
-      }
-      return buf;
+      return pick(3) ? b : "*";
    };
    for (int round = 0; round < 3000; ++round) {
       std::string text = prefix() + ";" + prefix();
       std::vector<MatchOpValResult> expected;
-      std::uint32_t previous = 0, next = 0;
+      std::uint32_t type = 0, next = 0;
       for (std::uint32_t c = 0, n = pick(6); c < n; ++c) {
-         std::uint32_t type;
-         do
+         for (std::uint32_t previous = type; type == previous;)
             type = 3 + pick(11);
-         while (type == previous);
-         previous = type;
          bool const bits = type == 9 || type == 12;
-         text += std::string(";") + labels[type] + ":";
+         text += std::string(";") + labels[type - 3] + ":";
          for (std::uint32_t i = 0, count = 1 + pick(4); i < count; ++i) {
-            std::string ops;
-            std::uint8_t op = 0;
-            for (char const* sign = bits ? "!=" : "<>="; *sign; ++sign) {
-               if (pick(2)) continue;
-               ops += *sign;
-               op |= *sign == '<' ? 0x04 : *sign == '=' ? 0x01 : 0x02;
-            }
-            if (i > 0) ops += pick(2) ? '|' : '&';
-            if (ops.ends_with('&')) op |= 0x40;
+            std::string ops = i == 0 ? "" : pick(2) ? "|" : "&";
+            std::uint8_t op = ops == "&" ? 0x40 : 0;
+            for (char const* sign = bits ? "!=" : "<>="; *sign; ++sign)
+               if (pick(2)) ops += *sign, op |= *sign == '<' ? 4 : *sign == '=' ? 1 : 2;
             std::shuffle(ops.begin(), ops.end(), rng);
             std::uint32_t const width = pick(3); // 1, 2 or 4 bytes
             std::uint32_t const val = width == 0   ? pick(256)
                                       : width == 1 ? 256 + pick(65280)
                                                    : 65536 + rng() % 0xfffeffff;
             char num[16];
-            char const* const formats[] = {"%u", "0x%x", "0X%X", "0%o"};
-            std::snprintf(num, sizeof num, formats[pick(4)], val);
+            std::snprintf(num, sizeof num, numbers[pick(4)], val);
             text += ops + num;
             op |= (width << 4) | (i + 1 == count ? 0x80 : 0);
             next += width == 2 ? 2 : 1;
@@ -334,7 +309,7 @@ TEST(FlowspecKeyText, GeneratedKeysRoundTripThroughEveryForm) {
       }
       if (pick(2)) text += ";";
       SCOPED_TRACE(text);
-      FlowspecKey k;
+      FlowspecKey k, cli, raw, value, full;
       ASSERT_TRUE(k.copyInStrCli(text));
       MatchOpValResult r = k.getOptVal(0);
       for (MatchOpValResult const& e : expected) {
@@ -342,13 +317,10 @@ TEST(FlowspecKeyText, GeneratedKeysRoundTripThroughEveryForm) {
          r = k.getOptVal(r.nextIndex());
       }
       ASSERT_EQ(r, MatchOpValResult());
-
-      FlowspecKey cli;
       ASSERT_TRUE(cli.copyInStrCli(k.toStrepCli()));
       ASSERT_EQ(cli, k) << k.toStrepCli();
       k.vrfIdIs(pick(4) ? rng() : Vrf::VrfIdMap::noVrfId);
       k.addressFamilyIs(Ipkit::AddressFamily(pick(3)));
-      FlowspecKey raw, value, full;
       raw.copyInStr(k.toStrep());
       ASSERT_EQ(raw, k) << k.toStrep();
       Vex::strepToValue(valueToStrep(k), value);

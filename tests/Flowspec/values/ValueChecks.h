@@ -12,6 +12,10 @@
 
 namespace FlowspecTest {
 
+/// The message of every refused MatchOpValIndex, spelled out once.
+inline std::string const indexRangeMessage =
+    "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
+
 /// The message of the E that `f` raises, or "(nothing raised)".
 template <class E, class F>
 std::string raisedMessage(F&& f) {

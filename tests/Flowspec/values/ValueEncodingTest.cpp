@@ -16,13 +16,13 @@
 
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <functional>
 #include <sstream>
 #include <string>
 #include <vector>
 
 using namespace Flowspec;
+using FlowspecTest::indexRangeMessage;
 using FlowspecTest::raisedMessage;
 using Bytes = std::vector<unsigned char>;
 using T = MatchCompType;
@@ -31,11 +31,10 @@ namespace {
 
 Bytes hex(std::string_view h) {
    Bytes b;
-   for (std::size_t i = 0; i < h.size(); ++i) {
-      if (h[i] == ' ') continue;
-      b.push_back(static_cast<unsigned char>(
-          std::stoul(std::string(h.substr(i++, 2)), nullptr, 16)));
-   }
+   for (std::size_t i = 0; i < h.size(); ++i)
+      if (h[i] != ' ')
+         b.push_back(
+             std::uint8_t(std::stoul(std::string(h.substr(i++, 2)), nullptr, 16)));
    return b;
 }
 
@@ -61,33 +60,18 @@ void expectEveryPrefixRefused(Bytes const& b, std::string const& what) {
    for (std::size_t n = 0; n < b.size(); ++n) {
       Bytes const prefix(b.begin(), b.begin() + static_cast<std::ptrdiff_t>(n));
       Vex::NboAttrLog::In in(prefix.data(), prefix.size());
-      EXPECT_THROW((void)Vex::nboRead<V>(in), Vex::Exception)
-          << what << ", " << n << " bytes";
+      EXPECT_THROW((void)Vex::nboRead<V>(in), Vex::Exception) << what << ", " << n;
    }
 }
 
-// Reads `text` as a V, for the errors it raises.
-template <class V>
-std::function<void()> reading(std::string const& text) {
-   return [text] {
+// The message raised reading `text` as a V.
+template <class V, class E = Vex::Exception>
+std::string readError(std::string const& text) {
+   return raisedMessage<E>([&] {
       V v;
       Vex::strepToValue(Vex::String(text), v);
-   };
+   });
 }
-
-std::string escaped(std::string_view s) {
-   std::string r;
-   for (char c : s) {
-      if (std::strchr("\\^$.|?*+()[]{}", c)) r += '\\';
-      r += c;
-   }
-   return r;
-}
-
-std::string const indexMessage = "MatchOpValIndex::value < MatchOpValIndex::min or > "
-                                 "MatchOpValIndex::max not allowed";
-std::string const terminatorDeath = escaped(
-    "Default key not supported in collection inside nominal\nAssertion failed: ");
 
 template <class M>
 M anyOf(std::uint16_t val, std::uint16_t mask) {
@@ -112,9 +96,18 @@ struct Tag {};
 std::string form(char const* type, std::string const& fields) {
    return "Value('Flowspec::" + std::string(type) + "', ** {" + fields + "})";
 }
+std::string flags(char const* type, std::vector<char const*> names, unsigned bits) {
+   std::string f;
+   for (std::size_t i = 0; i < names.size(); ++i)
+      f += (i ? ", '" : "'") + std::string(names[i]) +
+           (bits >> i & 1 ? "': True" : "': False");
+   return form(type, f);
+}
 
+// clang-format off
 SAMPLES(MatchOpValIndex) {
-   return {{"null index", {}, form("MatchOpValIndex", "'value': 2047"), hex("07ff")}};
+   return {{"null index", {}, form("MatchOpValIndex", "'value': 2047"), hex("07ff")},
+           {"index 12", 12, form("MatchOpValIndex", "'value': 12"), hex("000c")}};
 }
 SAMPLES(MatchOpVal) {
    return {{"destPort =80, end of list", MatchOpVal(0x05910050),
@@ -122,77 +115,54 @@ SAMPLES(MatchOpVal) {
 }
 SAMPLES(MatchOpValResult) {
    return {{"4-byte destPort", MatchOpValResult(T::destPort, 0x91, 0x12345678, 3),
-            form("MatchOpValResult",
-                 "'matchType': destPort, 'op': 145, 'val32': 305419896, "
-                 "'nextIndex': " +
-                     form("MatchOpValIndex", "'value': 3")),
+            form("MatchOpValResult", "'matchType': destPort, 'op': 145, 'val32': 305419896, "
+                 "'nextIndex': " + form("MatchOpValIndex", "'value': 3")),
             hex("00000005 91 12345678 0003")}};
 }
 SAMPLES(NumericalRange) {
-   return {{"default",
-            {},
-            form("NumericalRange", "'rangeMin': 16777216, 'rangeMax': 16777216"),
+   return {{"default", {}, form("NumericalRange", "'rangeMin': 16777216, 'rangeMax': 16777216"),
             hex("01000000 01000000")},
            {"80 to 443", NumericalRange(80, 443),
-            form("NumericalRange", "'rangeMin': 80, 'rangeMax': 443"),
-            hex("00000050 000001bb")}};
+            form("NumericalRange", "'rangeMin': 80, 'rangeMax': 443"), hex("00000050 000001bb")}};
 }
 SAMPLES(IpBitMask) {
    return {{"any of", anyOf<IpBitMask>(0x2, 0x3),
-            form("IpBitMask", "'matchAll': False, 'val': 2, 'mask': 3"),
-            hex("00 0002 0003")}};
+            form("IpBitMask", "'matchAll': False, 'val': 2, 'mask': 3"), hex("00 0002 0003")}};
 }
 SAMPLES(TcpBitMask) {
    return {{"SYN set, ACK clear", TcpBitMask(0x12, 0x3f),
-            form("TcpBitMask", "'matchAll': True, 'val': 18, 'mask': 63"),
-            hex("01 0012 003f")}};
+            form("TcpBitMask", "'matchAll': True, 'val': 18, 'mask': 63"), hex("01 0012 003f")}};
 }
 SAMPLES(ActionFieldSet) {
+   std::vector<char const*> const names = {"invalid", "trafficPermit", "trafficDrop",
+      "trafficRate", "trafficAction", "trafficRedirect", "trafficMarking"};
    ActionFieldSet some, all;
    some.valueIs(0x25);
    all.valueIs(0x7f);
-   return {{"bits 0, 2 and 5", some,
-            form("ActionFieldSet",
-                 "'invalid': True, 'trafficPermit': False, 'trafficDrop': True, "
-                 "'trafficRate': False, 'trafficAction': False, "
-                 "'trafficRedirect': True, 'trafficMarking': False"),
-            hex("00000025")},
-           {"all seven", all,
-            form("ActionFieldSet",
-                 "'invalid': True, 'trafficPermit': True, 'trafficDrop': True, "
-                 "'trafficRate': True, 'trafficAction': True, "
-                 "'trafficRedirect': True, 'trafficMarking': True"),
-            hex("0000007f")}};
+   return {{"bits 0, 2 and 5", some, flags("ActionFieldSet", names, 0x25), hex("00000025")},
+           {"all seven", all, flags("ActionFieldSet", names, 0x7f), hex("0000007f")}};
 }
 SAMPLES(TrafficAction) {
    return {{"continueMatch", TrafficAction::continueMatch_,
-            form("TrafficAction", "'sampleAndLog': False, 'continueMatch': True"),
-            hex("00000002")}};
+            flags("TrafficAction", {"sampleAndLog", "continueMatch"}, 2), hex("00000002")}};
 }
 SAMPLES(IpVersion) {
-   return {{"ipv4", IpVersion::ipv4_, form("IpVersion", "'ipv4': True, 'ipv6': False"),
-            hex("00000001")}};
+   return {{"ipv4", IpVersion::ipv4_, flags("IpVersion", {"ipv4", "ipv6"}, 1), hex("00000001")}};
 }
 SAMPLES(TrafficRedirect) {
-   return {{"default",
-            {},
-            form("TrafficRedirect", "'vrfId': 16777215, 'addr': '', 'copy': False"),
+   return {{"default", {}, form("TrafficRedirect", "'vrfId': 16777215, 'addr': '', 'copy': False"),
             hex("00ffffff 00000000 00")},
-           {"IPv4 copy",
-            TrafficRedirect(7, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true),
+           {"IPv4 copy", TrafficRedirect(7, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true),
             form("TrafficRedirect", "'vrfId': 7, 'addr': '10.0.0.1', 'copy': True"),
             hex("00000007 00000001 0a000001 01")}};
 }
 SAMPLES(CounterVersion) {
-   return {{"counted",
-            CounterVersion(0x0102030405060708, Kiln::UniqueId(0x3f2a9c0d11e8b702, 42)),
-            form("CounterVersion",
-                 "'counter': 72623859790382856, 'version': '3f2a9c0d11e8b702.42'"),
+   return {{"counted", CounterVersion(0x0102030405060708, Kiln::UniqueId(0x3f2a9c0d11e8b702, 42)),
+            form("CounterVersion", "'counter': 72623859790382856, 'version': '3f2a9c0d11e8b702.42'"),
             hex("0102030405060708 3f2a9c0d11e8b702 000000000000002a")}};
 }
 SAMPLES(IntfErrorKey) {
-   return {{"Ethernet1 IPv6",
-            IntfErrorKey(Ipkit::IntfId(Vex::String("Ethernet1")), Ipkit::ipv6),
+   return {{"Ethernet1 IPv6", IntfErrorKey(Ipkit::IntfId(Vex::String("Ethernet1")), Ipkit::ipv6),
             form("IntfErrorKey", "'intfId': 'Ethernet1', 'addressFamily': ipv6"),
             hex("00000009 457468 65726e 657431 00000002")}};
 }
@@ -203,20 +173,16 @@ SAMPLES(FlowspecKey) {
    k.destPrefixIs(Ipkit::IpGenPrefix(Vex::String("10.0.0.0/8")));
    k.matchOpValIs(MatchOpValIndex(0), MatchOpVal(0x05110050)); // destPort =80
    k.matchOpValIs(MatchOpValIndex(1), MatchOpVal(0x059101bb)); // |=443, end of list
-   return {{"no pairs: four fields and the index 2047",
-            {},
-            ";;;;@",
+   return {{"no pairs: four fields and the index 2047", {}, ";;;;@",
             hex("00ffffff 00000000 0000000000 0000000000 07ff")},
            {"pairs at 0 and 1", k, "0;ipv4;10.0.0.0/8;;85000272;93389243;@",
             hex("00000000 00000001 00000001 0a000000 08 0000000000 "
                 "0000 05110050 0001 059101bb 07ff")}};
 }
 SAMPLES(MatchComponent) {
-   auto text = [](char const* kind, char const* prefix) {
-      return form("MatchComponent", "'compType': " + std::string(kind) +
-                                        ", 'prefix': " + prefix +
-                                        ", 'numericalRange': None, 'ipBitMask': None, "
-                                        "'tcpBitMask': None");
+   auto text = [](char const* kind) {
+      return form("MatchComponent", "'compType': " + std::string(kind) + ", 'prefix': '', "
+                  "'numericalRange': None, 'ipBitMask': None, 'tcpBitMask': None");
    };
    std::string const ends = " 01000000 01000000 01 0000 0000 01 0000 0000";
    MatchComponent port(T::destPort), frag(T::fragment);
@@ -224,10 +190,10 @@ SAMPLES(MatchComponent) {
    frag.ipBitMaskIs(anyOf<IpBitMask>(0x2, 0x2), false);
    frag.tcpBitMaskIs(TcpBitMask(0x2, 0x2), true);
    return {{"empty sets: type, prefix, three terminators", MatchComponent(T::tcpFlags),
-            text("tcpFlags", "''"), hex("00000009 0000000000" + ends)},
-           {"one range", port, text("destPort", "''"),
+            text("tcpFlags"), hex("00000009 0000000000" + ends)},
+           {"one range", port, text("destPort"),
             hex("00000005 0000000000 00000050 000001bb 01" + ends)},
-           {"one mask in each mask set", frag, text("fragment", "''"),
+           {"one mask in each mask set", frag, text("fragment"),
             hex("0000000c 0000000000 01000000 01000000 00 0002 0002 00 01 0000 0000 "
                 "01 0002 0002 01 01 0000 0000")}};
 }
@@ -235,11 +201,11 @@ SAMPLES(UnsupportedQual) {
    UnsupportedQual q(Ipkit::ipv6);
    q.qualIs(T::tcpFlags, Vex::String("no TCAM field"));
    return {{"no entries: af and the key 0", UnsupportedQual(Ipkit::ipv4),
-            form("UnsupportedQual", "'af': ipv4, 'qual': None"),
-            hex("00000001 00000000")},
+            form("UnsupportedQual", "'af': ipv4, 'qual': None"), hex("00000001 00000000")},
            {"one entry", q, form("UnsupportedQual", "'af': ipv6, 'qual': None"),
             hex("00000002 00000009 0000000d 6e6f205443414d206669656c64 00000000")}};
 }
+// clang-format on
 
 // The value text of these is output only; a key streams its string value.
 template <class V>
@@ -259,7 +225,7 @@ TYPED_TEST_SUITE(ValueEncodingTest, Values);
 
 } // namespace
 
-TYPED_TEST(ValueEncodingTest, TextIsExactAndReadsBackWhole) {
+TYPED_TEST(ValueEncodingTest, TextAndLogAreExactReadBackWholeAndRefuseTruncation) {
    using V = TypeParam;
    for (auto const& s : samples(Tag<V>())) {
       SCOPED_TRACE(s.what);
@@ -270,23 +236,13 @@ TYPED_TEST(ValueEncodingTest, TextIsExactAndReadsBackWhole) {
          EXPECT_EQ(os.str(), s.text);
       }
       if constexpr (readsText<V>) {
-         V read{};
+         V read{}, kept{};
          Vex::strepToValue(Vex::String(s.text), read);
          EXPECT_EQ(read, s.value);
-         V kept{};
-         EXPECT_THROW(Vex::strepToValue(Vex::String(s.text + " "), kept),
-                      Vex::Exception);
-         EXPECT_THROW(Vex::strepToValue(Vex::String(s.text + s.text), kept),
-                      Vex::Exception);
+         for (std::string const& bad : {s.text + " ", s.text + s.text})
+            EXPECT_THROW(Vex::strepToValue(Vex::String(bad), kept), Vex::Exception);
          EXPECT_EQ(kept, V{}) << "a refused text changes nothing";
       }
-   }
-}
-
-TYPED_TEST(ValueEncodingTest, LogIsExactReadsBackAndRefusesEveryTruncation) {
-   using V = TypeParam;
-   for (auto const& s : samples(Tag<V>())) {
-      SCOPED_TRACE(s.what);
       EXPECT_EQ(logOf(s.value), s.bytes);
       EXPECT_EQ(fromLog<V>(s.bytes), s.value);
       expectEveryPrefixRefused<V>(s.bytes, s.what);
@@ -328,61 +284,48 @@ TEST(ValueText, EnumerationsUseTheirRegisteredNames) {
 }
 
 TEST(ValueText, FieldErrorsNameTheFieldAndChecksAfterReadingDoNot) {
+   using Range = Vex::RangeException;
    auto range = [](std::string const& min, std::string const& max) {
-      return reading<NumericalRange>(
-          form("NumericalRange", "'rangeMin': " + min + ", 'rangeMax': " + max));
+      return form("NumericalRange", "'rangeMin': " + min + ", 'rangeMax': " + max);
    };
    auto result = [](std::string const& type, std::string const& next) {
-      return reading<MatchOpValResult>(
-          form("MatchOpValResult", "'matchType': " + type +
-                                       ", 'op': 0, 'val32': 0, 'nextIndex': " +
-                                       form("MatchOpValIndex", "'value': " + next)));
+      return form("MatchOpValResult", "'matchType': " + type +
+                                          ", 'op': 0, 'val32': 0, 'nextIndex': " +
+                                          form("MatchOpValIndex", "'value': " + next));
    };
-   auto startsWith = [](std::string const& s, char const* head) {
-      return s.rfind(head, 0) == 0;
-   };
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(range("5", "3")),
+   EXPECT_EQ((readError<NumericalRange, Range>(range("5", "3"))),
              "NumericalRange::rangeMin > NumericalRange::rangeMax not allowed");
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(range("16777217", "16777218")),
+   EXPECT_EQ((readError<NumericalRange, Range>(range("16777217", "16777218"))),
              "NumericalRange::rangeMin < NumericalRange::min or > "
-             "NumericalRange::invalidValue "
-             "not allowed");
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(result("tcpFlags", "2048")),
-             "field 'nextIndex': " + indexMessage);
+             "NumericalRange::invalidValue not allowed");
+   EXPECT_EQ((readError<MatchOpValResult, Range>(result("tcpFlags", "2048"))),
+             "field 'nextIndex': " + indexRangeMessage);
    EXPECT_EQ(
-       raisedMessage<Vex::Exception>(range("abc", "3")),
+       readError<NumericalRange>(range("abc", "3")),
        "field 'rangeMin': expected an unsigned number at 'abc, \\'rangeMax\\': 3})'");
    EXPECT_EQ(
-       raisedMessage<Vex::Exception>(result("bogus", "0")),
+       readError<MatchOpValResult>(result("bogus", "0")),
        "field 'matchType': Flowspec::MatchCompType has no enumerator named 'bogus'");
+   EXPECT_TRUE(readError<TrafficAction>(form("TrafficAction", "'sampleAndLog': True, "
+                                                              "'continueMatch': yes"))
+                   .starts_with("field 'continueMatch': "));
    EXPECT_TRUE(
-       startsWith(raisedMessage<Vex::Exception>(reading<TrafficAction>(form(
-                      "TrafficAction", "'sampleAndLog': True, 'continueMatch': yes"))),
-                  "field 'continueMatch': "));
-   EXPECT_TRUE(startsWith(raisedMessage<Vex::Exception>(reading<IpBitMask>(form(
-                              "TcpBitMask", "'matchAll': True, 'val': 0, 'mask': 0"))),
-                          "expected \"Value('Flowspec::IpBitMask', ** {\" at "));
+       readError<IpBitMask>(form("TcpBitMask", "'matchAll': True, 'val': 0, 'mask': 0"))
+           .starts_with("expected \"Value('Flowspec::IpBitMask', ** {\" at "));
 }
 
 TEST(ValueText, CollectionHoldersPrintOnlyAndFlowspecUtilIsEmpty) {
-   EXPECT_DEATH(
-       {
-          MatchComponent c(T::port);
-          Vex::strepToValue(valueToStrep(c), c);
-       },
-       escaped("Assertion failed: !\"No String constructor for MatchComponent - has "
-               "collection\""));
-   EXPECT_DEATH(
-       {
-          UnsupportedQual q;
-          Vex::strepToValue(valueToStrep(q), q);
-       },
-       escaped("Assertion failed: !\"No String constructor for UnsupportedQual - has "
-               "collection\""));
-   MatchComponent full(T::port);
-   full.numericalRangeIs(NumericalRange(1, 2), true);
-   full.tcpBitMaskIs(TcpBitMask(1, 1), false);
-   EXPECT_EQ(valueToStrep(full), valueToStrep(MatchComponent(T::port)))
+   MatchComponent c(T::port);
+   UnsupportedQual q;
+   EXPECT_DEATH(Vex::strepToValue(valueToStrep(c), c),
+                "Assertion failed: !\"No String constructor for MatchComponent - has "
+                "collection\"");
+   EXPECT_DEATH(Vex::strepToValue(valueToStrep(q), q),
+                "Assertion failed: !\"No String constructor for UnsupportedQual - has "
+                "collection\"");
+   c.numericalRangeIs(NumericalRange(1, 2), true);
+   c.tcpBitMaskIs(TcpBitMask(1, 1), false);
+   EXPECT_EQ(valueToStrep(c), valueToStrep(MatchComponent(T::port)))
        << "sets print None";
 
    FlowspecUtil util;
@@ -402,12 +345,13 @@ TEST(ValueLogEncoding, CorruptedRecordsAreRefused) {
       return [](Vex::NboAttrLog::In& in) { (void)Vex::nboRead<decltype(v)>(in); };
    };
    std::string const noPrefix = " 0000000000 ";
+   // clang-format off
    std::vector<Case> const cases = {
        {"key index 2048", as(FlowspecKey()),
-        hex("00ffffff 00000000" + noPrefix + noPrefix + "0800"), indexMessage},
-       {"index 2048", as(MatchOpValIndex()), hex("0800"), indexMessage},
+        hex("00ffffff 00000000" + noPrefix + noPrefix + "0800"), indexRangeMessage},
+       {"index 2048", as(MatchOpValIndex()), hex("0800"), indexRangeMessage},
        {"nextIndex 2048", as(MatchOpValResult()), hex("00000005 00 00000000 0800"),
-        indexMessage},
+        indexRangeMessage},
        {"flags above 0x7f", as(ActionFieldSet()), hex("00000080"),
         "ActionFieldSet::value > 0x7f not allowed"},
        {"flags above 0x3", as(TrafficAction()), hex("00000004"),
@@ -420,22 +364,20 @@ TEST(ValueLogEncoding, CorruptedRecordsAreRefused) {
        {"bool byte 2 in a set", as(MatchComponent(T::port)),
         hex("00000004" + noPrefix + "00000001 00000002 02"), ""},
        {"a range repeats", as(MatchComponent(T::port)),
-        hex("00000004" + noPrefix +
-            "00000001 00000002 01 00000001 00000002 00 01000000 01000000 "
-            "01 0000 0000 01 0000 0000"),
-        ""},
+        hex("00000004" + noPrefix + "00000001 00000002 01 00000001 00000002 00 "
+            "01000000 01000000 01 0000 0000 01 0000 0000"), ""},
        {"a kind repeats", as(UnsupportedQual()),
         hex("00000001 00000009 00000001 61 00000009 00000001 62 00000000"), ""},
    };
+   // clang-format on
    for (Case const& c : cases) {
       Vex::NboAttrLog::In in(c.bytes.data(), c.bytes.size());
-      if (c.rangeMessage.empty()) {
+      if (c.rangeMessage.empty())
          EXPECT_THROW(c.read(in), Vex::Exception) << c.what;
-      } else {
+      else
          EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { c.read(in); }),
                    c.rangeMessage)
              << c.what;
-      }
    }
 }
 
@@ -452,35 +394,35 @@ TEST(ValueLogEncoding, KeyPairsAndFullSetsReadBackInOrder) {
       c.ipBitMaskIs(anyOf<IpBitMask>(v, 0xf), v % 2);
       c.tcpBitMaskIs(TcpBitMask(v, 0x1ff), !(v % 2));
    }
-   Bytes const cBytes = logOf(c);
-   EXPECT_EQ(fromLog<MatchComponent>(cBytes), c);
-   expectEveryPrefixRefused<MatchComponent>(cBytes, "five members per set");
+   EXPECT_EQ(fromLog<MatchComponent>(logOf(c)), c);
+   expectEveryPrefixRefused<MatchComponent>(logOf(c), "five members per set");
 
    UnsupportedQual q(Ipkit::ipv4);
    for (T kind : {T::flowLabel, T::destPrefix, T::fragment, T::dscp})
       q.qualIs(kind, stringValue(kind));
-   Bytes const qBytes = logOf(q);
-   EXPECT_EQ(fromLog<UnsupportedQual>(qBytes), q);
-   expectEveryPrefixRefused<UnsupportedQual>(qBytes, "four entries");
+   EXPECT_EQ(fromLog<UnsupportedQual>(logOf(q)), q);
+   expectEveryPrefixRefused<UnsupportedQual>(logOf(q), "four entries");
 }
 
 TEST(ValueLogEncoding, WritingAMemberEqualToItsTerminatorAborts) {
    auto out = Vex::NboAttrLog::Out::OutIs();
+   char const* const death =
+       "Default key not supported in collection inside nominal\nAssertion failed: ";
    FlowspecKey key;
    key.matchOpValIs(MatchOpValIndex(0), MatchOpVal(1));
    key.matchOpValIs(MatchOpValIndex(2047), MatchOpVal(1));
-   EXPECT_DEATH(out << key, terminatorDeath);
+   EXPECT_DEATH(out << key, death);
 
    MatchComponent ranges(T::port), ipMasks(T::fragment), tcpMasks(T::tcpFlags);
    ranges.numericalRangeIs(NumericalRange(1, 2), true);
    ranges.numericalRangeIs(NumericalRange(), true);
    ipMasks.ipBitMaskIs(IpBitMask(), false);
    tcpMasks.tcpBitMaskIs(TcpBitMask(), true);
-   EXPECT_DEATH(out << ranges, terminatorDeath);
-   EXPECT_DEATH(out << ipMasks, terminatorDeath);
-   EXPECT_DEATH(out << tcpMasks, terminatorDeath);
+   EXPECT_DEATH(out << ranges, death);
+   EXPECT_DEATH(out << ipMasks, death);
+   EXPECT_DEATH(out << tcpMasks, death);
 
    UnsupportedQual q(Ipkit::ipv6);
    q.qualIs(T::invalid, Vex::String("never"));
-   EXPECT_DEATH(out << q, terminatorDeath);
+   EXPECT_DEATH(out << q, death);
 }

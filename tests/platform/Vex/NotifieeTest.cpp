@@ -50,9 +50,7 @@ TEST(NotifieeList, VisitsInAttachOrderWithAndWithoutKey) {
    Vex::Ptr<Widget> w = new Widget;
    std::vector<std::string> log;
    Recorder a("a", &log), b("b", &log);
-   a.notifierIs(w);
-   b.notifierIs(w);
-   a.notifierIs(w); // again: no second attachment
+   a.notifierIs(w), b.notifierIs(w), a.notifierIs(w); // again: no second attachment
    EXPECT_EQ(w->notifieeList().size(), 2u);
    EXPECT_TRUE(a.notifier() == w);
    w->sizeIs(3);
@@ -79,8 +77,7 @@ TEST(NotifieeList, ObserversMayDetachThemselvesOrOthersDuringAVisit) {
    log.clear();
    auto d = std::make_unique<Recorder>("d", &log);
    auto e = std::make_unique<Recorder>("e", &log);
-   d->notifierIs(w);
-   e->notifierIs(w);
+   d->notifierIs(w), e->notifierIs(w);
    b.action = [&] { d.reset(); };
    w->sizeIs(2);
    EXPECT_EQ(log, (std::vector<std::string>{"b.onSize", "e.onSize"}));
@@ -90,8 +87,7 @@ TEST(NotifieeList, NestedVisitsAndAttachDuringAVisitAreSafe) {
    Vex::Ptr<Widget> w = new Widget;
    std::vector<std::string> log;
    Recorder a("a", &log), b("b", &log), late("late", &log);
-   a.notifierIs(w);
-   b.notifierIs(w);
+   a.notifierIs(w), b.notifierIs(w);
    a.action = [&] {
       a.action = nullptr;
       w->partNotify(1);              // nested visit
@@ -107,8 +103,7 @@ TEST(NotifieeList, ExceptionsFromCallbacksLeaveTheListUsable) {
    Vex::Ptr<Widget> w = new Widget;
    std::vector<std::string> log;
    Recorder a("a", &log), b("b", &log);
-   a.notifierIs(w);
-   b.notifierIs(w);
+   a.notifierIs(w), b.notifierIs(w);
    a.action = [] { throw std::runtime_error("observer failed"); };
    EXPECT_THROW(w->sizeIs(1), std::runtime_error);
    a.action = nullptr;
@@ -147,9 +142,8 @@ TEST(Entity, ParentLinkNotificationSwitchAndDefaults) {
    EXPECT_FALSE(root->hasNotificationActive());
    root->hasNotificationActiveIs(true);
    EXPECT_TRUE(root->hasNotificationActive());
-   EXPECT_EQ(root->name(), "");
    root->nameIsFromBackup("ignored");
-   EXPECT_EQ(root->name(), "");
+   EXPECT_EQ(root->name(), "") << "no name, and a name from a backup is ignored";
    EXPECT_FALSE(root->hasBackupSupport());
    EXPECT_EQ(root->fwkType(), nullptr);
 }
