@@ -120,12 +120,12 @@ class ChildCollection : public CollectionBase<Map> {
    /// inserted, with `owner` as its parent, announced with notify(key).
    template <class Notify>
    Ptr<Child> is(Entity& owner, Key const& key, Notify notify) {
-      if (Child* c = this->map_.find(key)) return c;
-      Ptr<Child> c = entityIs<Child>(key);
-      this->map_.insert(c);
-      c->parentIs(&owner);
+      auto [c, made] = this->map_.findOrInsert(key, [&] { return entityIs<Child>(key); });
+      if (!made) return c;
+      Ptr<Child> child = c;
+      child->parentIs(&owner);
       notify(key);
-      return c;
+      return child;
    }
    /// Removes the child with `key`, clears its parent, announces it and hands
    /// it back; null, silently, when there is none.

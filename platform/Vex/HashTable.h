@@ -108,8 +108,14 @@ class HashTable {
    /// and whether it is `n`. `n` must not be a member of any table.
    std::pair<Node*, bool> insert(Ptr<Node> const& n) {
       VEX_ASSERT(n && !n->hashMember());
+      return findOrInsert(n->fwkKey(), [&] { return n; });
+   }
+   /// The member with `key`; when there is none, inserts make() (a Ptr to a
+   /// new node with that key) and says so. One hash and one chain walk, and
+   /// nothing is made when the key is present.
+   template <class Make>
+   std::pair<Node*, bool> findOrInsert(Key const& key, Make make) {
       if (bucketCount_ == 0) rehash(minBuckets);
-      Key const& key = n->fwkKey();
       std::uint32_t pos = Policy::position(key);
       HashLink** pp = &buckets_[pos >> shift_];
       while (*pp && ((*pp)->position_ < pos ||
@@ -119,6 +125,8 @@ class HashTable {
       if (*pp && (*pp)->position_ == pos && Policy::equal(node(*pp)->fwkKey(), key)) {
          return {node(*pp), false};
       }
+      Ptr<Node> n = make();
+      VEX_ASSERT(n && !n->hashMember() && Policy::equal(n->fwkKey(), key));
       Node* m = n.get();
       m->newRef();
       m->position_ = pos;

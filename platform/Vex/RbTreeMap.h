@@ -259,7 +259,13 @@ class RbTreeMap {
    /// and whether it is `n`. `n` must not be a member of any map.
    std::pair<Node*, bool> insert(Ptr<Node> const& n) {
       VEX_ASSERT(n && !n->rbTreeMember());
-      Key const& key = n->fwkKey();
+      return findOrInsert(n->fwkKey(), [&] { return n; });
+   }
+   /// The member with `key`; when there is none, inserts make() (a Ptr to a
+   /// new node with that key) and says so. One walk of the tree either way,
+   /// and nothing is made when the key is present.
+   template <class Make>
+   std::pair<Node*, bool> findOrInsert(Key const& key, Make make) {
       RbTreeLink* x = core_.root_;
       RbTreeLink* parent = nullptr;
       RbTreeLink* notGreater = nullptr; // last member whose key is <= key
@@ -277,6 +283,8 @@ class RbTreeMap {
       if (notGreater && !cmp(node(notGreater)->fwkKey(), key)) {
          return {node(notGreater), false};
       }
+      Ptr<Node> n = make();
+      VEX_ASSERT(n && !n->rbTreeMember() && !cmp(n->fwkKey(), key) && !cmp(key, n->fwkKey()));
       n->newRef();
       core_.insertAt(n.get(), parent, goLeft);
       return {n.get(), true};

@@ -101,6 +101,28 @@ TYPED_TEST(Collection, InsertFindAndEraseHandReferencesOver) {
    EXPECT_TRUE(m.verify());
 }
 
+TYPED_TEST(Collection, FindOrInsertMakesANodeOnlyForAnAbsentKey) {
+   using Node = typename TestFixture::Node;
+   typename TestFixture::Map m;
+   int made = 0;
+   auto make = [&](std::uint32_t k) {
+      return [&made, k] {
+         ++made;
+         return Vex::Ptr<Node>(new Node(k));
+      };
+   };
+   auto [first, inserted] = m.findOrInsert(42, make(42));
+   EXPECT_TRUE(inserted);
+   EXPECT_EQ(first->key, 42u);
+   auto [again, insertedAgain] = m.findOrInsert(42, make(42));
+   EXPECT_FALSE(insertedAgain);
+   EXPECT_EQ(again, first);
+   EXPECT_EQ(made, 1) << "nothing is made for a key already present";
+   for (std::uint32_t k = 0; k < 100; ++k) m.findOrInsert(k * 7, make(k * 7));
+   EXPECT_EQ(m.size(), 100u) << "42 is among the multiples of 7 below 700";
+   EXPECT_TRUE(m.verify());
+}
+
 TYPED_TEST(Collection, IteratorSurvivesDeletionOfItsOwnAndOtherMembers) {
    using Node = typename TestFixture::Node;
    typename TestFixture::Map m;
