@@ -144,79 +144,81 @@ class ChildCollection : public CollectionBase<Map> {
    Ptr<Child> get(Key const& key) const noexcept { return this->map_.find(key); }
 };
 
-/// Values keyed by their own element: Node is an InternalKeyNode, whose key
-/// comes from its value. Lookup of an absent key gives Value(Key{}).
-template <class Node, class Key, class Value, class Map>
-class ElementCollection : public CollectionBase<Map> {
+/// The value collections' shared half: store with notification on change,
+/// delete handing back the value, lookup. Absent()() is what an absent key
+/// reads as.
+template <class Node, class Key, class Value, class Map, class Absent>
+class ValueCollectionBase : public CollectionBase<Map> {
  public:
    using typename CollectionBase<Map>::Iterator;
+
+   /// Removes `key` and returns its value, after notify(key); the absent
+   /// value, silently, when there is none.
+   template <class Notify>
+   Value del(Key const& key, Notify notify) {
+      Ptr<Node> n = this->map_.erase(key);
+      if (!n) return Absent()();
+      notify(key);
+      return n->value();
+   }
+   template <class Notify>
+   void delAll(Notify notify) {
+      this->deleteEach([&](Key const& key) { del(key, notify); });
+   }
+   Value get(Key const& key) const {
+      Node const* n = this->map_.find(key);
+      return n ? n->value() : Absent()();
+   }
+
+ protected:
+   /// Silent when `key` holds a value equal to `value`; otherwise replaces it
+   /// in place or inserts make(), then notify(key).
+   template <class Make, class Notify>
+   void store(Key const& key, Value const& value, Make make, Notify notify) {
+      auto [n, made] = this->map_.findOrInsert(key, make);
+      if (!made) {
+         if (n->value() == value) return;
+         n->valueIs(value);
+      }
+      notify(key);
+   }
+};
+
+/// Values keyed by their own element: Node is an InternalKeyNode, whose key
+/// comes from its value. An absent key reads as Value(Key{}).
+template <class Key, class Value>
+struct ValueOfDefaultKey {
+   Value operator()() const { return Value(Key{}); }
+};
+template <class Value>
+struct DefaultValue {
+   Value operator()() const { return Value(); }
+};
+
+template <class Node, class Key, class Value, class Map>
+class ElementCollection
+    : public ValueCollectionBase<Node, Key, Value, Map, ValueOfDefaultKey<Key, Value>> {
+ public:
 
    /// Silent when an equal element is stored under its key; otherwise
    /// overwrites in place or inserts a copy, then notify(key).
    template <class Notify>
    void is(Value const& element, Notify notify) {
-      Key const key = typename Node::KeyFn()(element);
-      if (Node* n = this->map_.find(key)) {
-         if (n->value() == element) return;
-         n->valueIs(element);
-      } else {
-         this->map_.insert(Ptr<Node>(new Node(element)));
-      }
-      notify(key);
-   }
-   /// Removes the element under `key` and returns a copy, after notify(key);
-   /// Value(Key{}), silently, when there is none.
-   template <class Notify>
-   Value del(Key const& key, Notify notify) {
-      Ptr<Node> n = this->map_.erase(key);
-      if (!n) return Value(Key{});
-      notify(key);
-      return n->value();
-   }
-   template <class Notify>
-   void delAll(Notify notify) {
-      this->deleteEach([&](Key const& key) { del(key, notify); });
-   }
-   Value get(Key const& key) const {
-      Node const* n = this->map_.find(key);
-      return n ? n->value() : Value(Key{});
+      this->store(typename Node::KeyFn()(element), element,
+                  [&] { return Ptr<Node>(new Node(element)); }, notify);
    }
 };
 
-/// A value per key: Node is a MapNode. Lookup of an absent key gives Value().
+/// A value per key: Node is a MapNode. An absent key reads as Value().
 template <class Node, class Key, class Value, class Map>
-class MapCollection : public CollectionBase<Map> {
+class MapCollection : public ValueCollectionBase<Node, Key, Value, Map, DefaultValue<Value>> {
  public:
-   using typename CollectionBase<Map>::Iterator;
 
    /// Silent when `key` holds an equal value; otherwise stores or inserts,
    /// then notify(key).
    template <class Notify>
    void is(Key const& key, Value const& value, Notify notify) {
-      if (Node* n = this->map_.find(key)) {
-         if (n->value() == value) return;
-         n->valueIs(value);
-      } else {
-         this->map_.insert(Ptr<Node>(new Node(key, value)));
-      }
-      notify(key);
-   }
-   /// Removes `key` and returns its value, after notify(key); Value(),
-   /// silently, when it is absent.
-   template <class Notify>
-   Value del(Key const& key, Notify notify) {
-      Ptr<Node> n = this->map_.erase(key);
-      if (!n) return Value();
-      notify(key);
-      return n->value();
-   }
-   template <class Notify>
-   void delAll(Notify notify) {
-      this->deleteEach([&](Key const& key) { del(key, notify); });
-   }
-   Value get(Key const& key) const {
-      Node const* n = this->map_.find(key);
-      return n ? n->value() : Value();
+      this->store(key, value, [&] { return Ptr<Node>(new Node(key, value)); }, notify);
    }
 };
 
