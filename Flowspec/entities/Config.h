@@ -15,10 +15,18 @@
 #include "Ipkit/IntfId.h"
 #include "Vex/HashMap2018.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class Config : public Vex::Entity, public Vex::AllocTracked<Config> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<Config> {
     public:
       virtual void onEnabledIntf(Ipkit::IntfId const&) {}
@@ -68,6 +76,10 @@ class Config : public Vex::Entity, public Vex::AllocTracked<Config> {
 
 class CliConfig : public Vex::Entity, public Vex::AllocTracked<CliConfig> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<CliConfig> {
     public:
       virtual void onEnabledIntf(Ipkit::IntfId const&) {}

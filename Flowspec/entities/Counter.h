@@ -15,10 +15,18 @@
 #include "Vex/EntityPattern.h"
 #include "Vex/HashMap2018.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class Counter : public Vex::Entity, public Vex::AllocTracked<Counter> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<Counter> {
     public:
       virtual void onSnapshot(FlowspecKey const&) {}

@@ -34,12 +34,20 @@
 #include <iosfwd>
 #include <vector>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class RuleConfig : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleConfig> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<RuleConfig> {
     public:
       virtual void onRuleId() {}
@@ -141,6 +149,10 @@ class InfeasibleRule : public Vex::Entity,
                        public Vex::RbTreeLink,
                        public Vex::AllocTracked<InfeasibleRule> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<InfeasibleRule> {
     public:
       virtual void onRuleId() {}

@@ -27,12 +27,20 @@
 
 #include <cstdint>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class RuleStatus : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleStatus> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<RuleStatus> {
     public:
       virtual void onStatusCode() {}

@@ -23,6 +23,10 @@
 #include "Vex/HashMap2018.h"
 #include "Vrf/VrfIdMap.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 /// The active interfaces of one address family.
@@ -30,6 +34,10 @@ class AfIntfColl : public Vex::Entity,
                    public Vex::HashLink,
                    public Vex::AllocTracked<AfIntfColl> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<AfIntfColl> {
     public:
       virtual void onIntf(Ipkit::IntfId const&) {}
@@ -66,6 +74,10 @@ class VrfRuleStatus : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleStatus> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleStatus> {
     public:
       virtual void onActiveIntfPerAf(Ipkit::AddressFamily) {}
@@ -122,6 +134,10 @@ class VrfRuleStatus : public Vex::Entity,
 
 class Status : public Vex::Entity, public Vex::AllocTracked<Status> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<Status> {
     public:
       virtual void onVrfRuleStatus(Vrf::VrfIdMap::VrfId) {}

@@ -14,12 +14,20 @@
 #include "Vex/HashMap.h"
 #include "Vrf/VrfIdMap.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class VrfRuleConfig : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleConfig> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+
    class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleConfig> {
     public:
       virtual void onRule(FlowspecKey const&) {}
@@ -49,6 +57,9 @@ class VrfRuleConfig : public Vex::Entity,
 
    /// "vrfId is <id>, rules #<n>", the rules at indent + 2, "infeasibleRules
    /// #<n>", the infeasible rules at indent + 2, both in key order.
+   /// Whether the VRF holds no rule and no infeasible rule.
+   bool empty() const noexcept { return ruleSize() == 0 && infeasibleRuleSize() == 0; }
+
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
  private:

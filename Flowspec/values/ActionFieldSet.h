@@ -7,10 +7,17 @@
 
 #include <array>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class ActionFieldSet : public FlagSet<ActionFieldSet> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr std::uint32_t maxValue = 0x7f;
    static constexpr char const* rangeMessage = "ActionFieldSet::value > 0x7f not allowed";
    static constexpr std::array<char const*, 7> flagNames = {

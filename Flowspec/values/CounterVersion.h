@@ -13,10 +13,17 @@
 #include <cstdint>
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class CounterVersion {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::CounterVersion";
    static constexpr auto vexFields() {
       using C = CounterVersion;

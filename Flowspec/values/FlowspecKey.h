@@ -48,10 +48,17 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class FlowspecKey {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The node that holds one pair in the key's map.
    class VexMatchOpVal : public Vex::MapNode<MatchOpValIndex, MatchOpVal, Vex::RbTreeLink>,
                          public Vex::AllocTracked<VexMatchOpVal> {

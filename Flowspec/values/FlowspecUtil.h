@@ -29,10 +29,17 @@
 #include "Flowspec/values/MatchCompType.h"
 #include "Vex/String.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class FlowspecUtil {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The short label of `compType`. A value above flowLabel is a bug: the
    /// process aborts with "compType < numComponentTypes".
    Vex::String compTypeToLabel(MatchCompType compType) const;

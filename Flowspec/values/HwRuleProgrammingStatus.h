@@ -11,6 +11,10 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 enum class HwRuleProgrammingStatus : std::uint32_t {
@@ -25,6 +29,10 @@ enum class HwRuleProgrammingStatus : std::uint32_t {
 
 /// The registered enumeration "Flowspec::HwRuleProgrammingStatus".
 Vex::EnumType const& vexEnumType(HwRuleProgrammingStatus);
+/// The descriptor "Flowspec::HwRuleProgrammingStatus", and the hook that ties
+/// the enumeration to it.
+extern Vex::VexType const _vexType_HwRuleProgrammingStatus;
+Vex::VexType const& vexTypeOf(HwRuleProgrammingStatus const*);
 
 /// The status numbered `value`, or named `name`; raises Vex::Exception for
 /// anything else.

@@ -12,10 +12,17 @@
 #include <cstdint>
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class IntfErrorKey {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::IntfErrorKey";
    static constexpr auto vexFields() {
       using K = IntfErrorKey;

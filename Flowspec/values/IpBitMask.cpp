@@ -1,4 +1,6 @@
 #include "Flowspec/values/IpBitMask.h"
+#include "Flowspec/framework/TypeNames.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -18,13 +20,27 @@ bool IpBitMask::isValid() const noexcept {
    return !(requiredSet(IpBit::firstFragment) && requiredSet(IpBit::lastFragment));
 }
 
+namespace {
+
+constexpr Vex::EnumType::Enumerator enumerators[] = {
+   {"dontFragment", 0},
+   {"isFragment", 1},
+   {"firstFragment", 2},
+   {"lastFragment", 3},
+};
+constexpr auto enumeratorRows = Vex::enumRows(enumerators);
+
+} // namespace
+
 Vex::EnumType const& vexEnumType(IpBitMask::IpBit) {
-   static Vex::EnumType const type("Flowspec::IpBitMask::IpBit", {{"dontFragment", 0},
-                                                                  {"isFragment", 1},
-                                                                  {"firstFragment", 2},
-                                                                  {"lastFragment", 3}});
+   static Vex::EnumType const type(Internal::typeNames.ipBit, enumerators);
    return type;
 }
+
+constinit Vex::VexType const IpBitMask::_vexType_IpBit =
+   Vex::enumDescriptor<IpBitMask::IpBit>(Internal::typeNames.ipBit, enumeratorRows);
+
+Vex::VexType const& vexTypeOf(IpBitMask::IpBit const*) { return IpBitMask::_vexType_IpBit; }
 
 namespace {
 // Registers the enumeration when the library is loaded.

@@ -22,10 +22,19 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class IpBitMask : public BitMask<IpBitMask> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   /// The descriptor "Flowspec::IpBitMask::IpBit".
+   static Vex::VexType const _vexType_IpBit;
+
    enum class IpBit : std::uint32_t {
       dontFragment = 0,
       isFragment = 1,
@@ -64,6 +73,7 @@ class IpBitMask : public BitMask<IpBitMask> {
 
 /// The registered enumeration "Flowspec::IpBitMask::IpBit".
 Vex::EnumType const& vexEnumType(IpBitMask::IpBit);
+Vex::VexType const& vexTypeOf(IpBitMask::IpBit const*);
 /// The enumerator name ("isFragment"); the number for another value.
 Vex::String stringValue(IpBitMask::IpBit b);
 inline std::ostream& operator<<(std::ostream& os, IpBitMask::IpBit b) {

@@ -6,10 +6,17 @@
 
 #include <array>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class IpVersion : public FlagSet<IpVersion> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr std::uint32_t maxValue = 0x3;
    static constexpr char const* rangeMessage = "IpVersion::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"ipv4", "ipv6"};

@@ -4,27 +4,42 @@
 #include "Flowspec/values/FlowspecUtil.h"
 
 #include <cstring>
+#include "Flowspec/framework/TypeNames.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
+namespace {
+
+constexpr Vex::EnumType::Enumerator enumerators[] = {
+   {"invalid", 0},
+   {"destPrefix", 1},
+   {"srcPrefix", 2},
+   {"ipProto", 3},
+   {"port", 4},
+   {"destPort", 5},
+   {"srcPort", 6},
+   {"icmpType", 7},
+   {"icmpCode", 8},
+   {"tcpFlags", 9},
+   {"packetLength", 10},
+   {"dscp", 11},
+   {"fragment", 12},
+   {"flowLabel", 13},
+};
+constexpr auto enumeratorRows = Vex::enumRows(enumerators);
+
+} // namespace
+
 Vex::EnumType const& vexEnumType(MatchCompType) {
-   static Vex::EnumType const type("Flowspec::MatchCompType",
-                                   {{"invalid", 0},
-                                    {"destPrefix", 1},
-                                    {"srcPrefix", 2},
-                                    {"ipProto", 3},
-                                    {"port", 4},
-                                    {"destPort", 5},
-                                    {"srcPort", 6},
-                                    {"icmpType", 7},
-                                    {"icmpCode", 8},
-                                    {"tcpFlags", 9},
-                                    {"packetLength", 10},
-                                    {"dscp", 11},
-                                    {"fragment", 12},
-                                    {"flowLabel", 13}});
+   static Vex::EnumType const type(Internal::typeNames.matchCompType, enumerators);
    return type;
 }
+
+constinit Vex::VexType const _vexType_MatchCompType =
+   Vex::enumDescriptor<MatchCompType>(Internal::typeNames.matchCompType, enumeratorRows);
+
+Vex::VexType const& vexTypeOf(MatchCompType const*) { return _vexType_MatchCompType; }
 
 namespace {
 // Registers the enumeration when the library is loaded.

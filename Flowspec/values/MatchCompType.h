@@ -13,6 +13,10 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 enum class MatchCompType : std::uint32_t {
@@ -38,6 +42,10 @@ inline constexpr std::uint32_t numComponentTypes = 14;
 /// The registered enumeration "Flowspec::MatchCompType" (the framework's
 /// hook, found by argument-dependent lookup).
 Vex::EnumType const& vexEnumType(MatchCompType);
+/// The descriptor "Flowspec::MatchCompType", and the hook that ties the
+/// enumeration to it.
+extern Vex::VexType const _vexType_MatchCompType;
+Vex::VexType const& vexTypeOf(MatchCompType const*);
 
 /// The kind numbered `value`; raises Vex::Exception for a number that is not
 /// a kind.

@@ -34,10 +34,17 @@
 #include "Kiln/DumpContext.h"
 #include "Vex/ValueMap.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class MatchComponent {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// A component of kind `compType` with the empty prefix and empty sets.
    explicit MatchComponent(MatchCompType compType) noexcept : compType_(compType) {}
    /// The value text cannot be read back (it prints "None" for the sets):

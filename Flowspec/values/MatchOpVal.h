@@ -34,6 +34,10 @@
 #include <string>
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 /// The named bits of an operator byte, for any type with op() and opIs().
@@ -82,6 +86,9 @@ class OperatorBits {
 
 class MatchOpVal : public OperatorBits<MatchOpVal> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::MatchOpVal";
    static constexpr auto vexFields() {
       return std::tuple{Vex::field("storage", [](MatchOpVal p) { return p.storage(); })};
@@ -126,6 +133,9 @@ class MatchOpVal : public OperatorBits<MatchOpVal> {
 
 class MatchOpValResult : public OperatorBits<MatchOpValResult> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::MatchOpValResult";
    static constexpr auto vexFields() {
       using R = MatchOpValResult;

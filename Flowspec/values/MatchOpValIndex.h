@@ -15,10 +15,17 @@
 #include <cstdint>
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class MatchOpValIndex {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr std::uint16_t min = 0;
    static constexpr std::uint16_t max = 2047;
    static constexpr char const* rangeMessage =

@@ -20,10 +20,17 @@
 #include <cstdint>
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class NumericalRange {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
    static constexpr auto vexFields() {
       return std::tuple{

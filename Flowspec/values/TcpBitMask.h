@@ -26,10 +26,19 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class TcpBitMask : public BitMask<TcpBitMask> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+   /// The descriptor "Flowspec::TcpBitMask::TcpBit".
+   static Vex::VexType const _vexType_TcpBit;
+
    enum class TcpBit : std::uint32_t {
       tcpFin = 0,
       tcpSyn = 1,
@@ -68,6 +77,7 @@ class TcpBitMask : public BitMask<TcpBitMask> {
 
 /// The registered enumeration "Flowspec::TcpBitMask::TcpBit".
 Vex::EnumType const& vexEnumType(TcpBitMask::TcpBit);
+Vex::VexType const& vexTypeOf(TcpBitMask::TcpBit const*);
 /// The enumerator name ("tcpSyn"); the number for another value.
 Vex::String stringValue(TcpBitMask::TcpBit b);
 inline std::ostream& operator<<(std::ostream& os, TcpBitMask::TcpBit b) {

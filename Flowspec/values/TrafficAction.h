@@ -7,10 +7,17 @@
 
 #include <array>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class TrafficAction : public FlagSet<TrafficAction> {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr std::uint32_t maxValue = 0x3;
    static constexpr char const* rangeMessage = "TrafficAction::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"sampleAndLog", "continueMatch"};

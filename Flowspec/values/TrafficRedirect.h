@@ -16,10 +16,17 @@
 
 #include <tuple>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class TrafficRedirect {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    static constexpr char const* vexTypeName = "Flowspec::TrafficRedirect";
    static constexpr auto vexFields() {
       using R = TrafficRedirect;

@@ -18,10 +18,17 @@
 #include "Vex/String.h"
 #include "Vex/ValueMap.h"
 
+namespace Vex {
+class VexType;
+}
+
 namespace Flowspec {
 
 class UnsupportedQual {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    explicit UnsupportedQual(Ipkit::AddressFamily af = Ipkit::ipunknown) noexcept : af_(af) {}
    /// The value text cannot be read back (it prints "None" for `qual`): this
    /// constructor aborts with

@@ -11,6 +11,10 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 /// Unscoped, so that both Ipkit::ipv4 and Ipkit::AddressFamily::ipv4 name the
@@ -21,6 +25,11 @@ enum AddressFamily : std::int32_t {
    ipv4 = 1,
    ipv6 = 2,
 };
+
+/// The descriptor "Ipkit::AddressFamily", and the hook that ties the
+/// enumeration to it.
+extern Vex::VexType const _vexType_AddressFamily;
+Vex::VexType const& vexTypeOf(AddressFamily const*);
 
 /// Prints "ipunknown", "ipv4" or "ipv6", and any other number in decimal.
 std::ostream& operator<<(std::ostream& os, AddressFamily af);

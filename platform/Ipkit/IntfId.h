@@ -12,10 +12,17 @@
 #include <functional>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 class IntfId {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The empty id: no interface.
    IntfId() = default;
    /// The interface `name`; "" gives the empty id. Raises Vex::Exception for a

@@ -18,10 +18,17 @@
 #include <functional>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 class IpAddr {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// 0.0.0.0.
    constexpr IpAddr() noexcept = default;
    /// The address whose bytes, most significant first, are those of
@@ -53,7 +60,10 @@ private:
 };
 
 class Ip6Addr {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    using Bytes = std::array<std::uint8_t, 16>;
 
    /// The all-zero address, "::".

@@ -18,10 +18,17 @@
 #include <iosfwd>
 #include <span>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 class IpGenAddr {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The unspecified address: no family, no bytes.
    constexpr IpGenAddr() noexcept = default;
    /// The IPv4 address `a`.

@@ -15,10 +15,17 @@
 #include <functional>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 class IpGenPrefix {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The empty prefix: no family, the unspecified address, length 0.
    constexpr IpGenPrefix() noexcept = default;
    /// The first `len` bits of `addr`, the bits beyond cleared. Raises

@@ -13,10 +13,17 @@
 #include <functional>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Ipkit {
 
 class IpTos {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    constexpr IpTos() noexcept = default;
    /// Raises Vex::RangeException "IpTos::value > 255 not allowed" above 255.
    explicit IpTos(unsigned value);
@@ -36,7 +43,10 @@ private:
 };
 
 class IpProtocolNumber {
-public:
+ public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    constexpr IpProtocolNumber() noexcept = default;
    /// Raises Vex::RangeException "IpProtocolNumber::value > 255 not allowed"
    /// above 255.

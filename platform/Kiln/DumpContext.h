@@ -21,10 +21,17 @@
 #include <memory>
 #include <string_view>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Kiln {
 
 class DumpContext {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// A context that collects what is written into memory, starting empty.
    DumpContext();
    /// A context that writes to `file`, which must be open for writing and stay

@@ -21,10 +21,17 @@
 #include <functional>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Kiln {
 
 class UniqueId {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// The unset id: origin 0, sequence 0. No id made by fresh() equals it.
    constexpr UniqueId() noexcept = default;
    /// An id with exactly these fields, for readers and tests.

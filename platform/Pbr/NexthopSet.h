@@ -16,10 +16,17 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Pbr {
 
 class NexthopSet {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    /// Group 0 in VRF "default", nothing else set.
    NexthopSet() = default;
    NexthopSet(std::uint32_t groupId, bool recursive, bool drop, Vex::String vrfName,

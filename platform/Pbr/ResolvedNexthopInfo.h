@@ -16,10 +16,17 @@
 #include <cstddef>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Pbr {
 
 class ResolvedNexthopInfo {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    using ViaSet = Vex::HashMap2018<Vex::SetNode<Via, Vex::HashLink>, Via, void>;
 
    /// The default next-hop set, no active via.

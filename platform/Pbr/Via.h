@@ -16,10 +16,17 @@
 #include <cstdint>
 #include <iosfwd>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Pbr {
 
 class Via {
  public:
+   /// The type's descriptor, registered when the library is loaded.
+   static Vex::VexType const _vexType;
+
    Via() = default;
    Via(Ipkit::IpGenAddr addr, Ipkit::IntfId intf, std::uint32_t weight)
        : addr_(std::move(addr)), intf_(std::move(intf)), weight_(weight) {}

@@ -1,10 +1,11 @@
 #include "Vex/Entity.h"
+#include "Vex/Reflect.h"
 
 namespace Vex {
 
 Entity::~Entity() = default;
 
-VexType const* Entity::fwkType() const noexcept { return nullptr; }
+VexType const* Entity::fwkType() const noexcept { return &_vexType; }
 
 Name Entity::name() const { return Name(); }
 

@@ -39,7 +39,11 @@ class Entity : public PtrInterface {
    /// The observers attached to this entity (also to a const one).
    NotifieeList& notifieeList() const noexcept { return notifieeList_; }
 
-   /// The entity's registered type descriptor; null for a type not registered.
+   /// The descriptor of the framework's entity base, "Vex::Entity".
+   static VexType const _vexType;
+
+   /// The entity's registered type descriptor: its own type's, or
+   /// Vex::Entity's for a type that has none.
    virtual VexType const* fwkType() const noexcept;
    /// A named entity's name; empty for an entity identified by a key.
    virtual Name name() const;

@@ -21,8 +21,8 @@ Registry& registry() {
 }
 } // namespace
 
-EnumType::EnumType(char const* qualifiedName, std::initializer_list<Enumerator> enumerators)
-    : name_(qualifiedName), enumerators_(enumerators) {
+EnumType::EnumType(char const* qualifiedName, std::span<Enumerator const> enumerators)
+    : name_(qualifiedName), enumerators_(enumerators.begin(), enumerators.end()) {
    for (std::size_t i = 0; i < enumerators_.size(); ++i) {
       for (std::size_t j = 0; j < i; ++j) {
          VEX_ASSERT(enumerators_[i].value != enumerators_[j].value);

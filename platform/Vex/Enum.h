@@ -28,6 +28,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <iosfwd>
+#include <span>
 #include <string_view>
 #include <type_traits>
 #include <vector>
@@ -44,7 +45,9 @@ class EnumType {
    /// Describes the enumeration `qualifiedName` and registers it. The names
    /// and numbers must each be distinct. EnumTypes live as long as the
    /// process (they are registered by address).
-   EnumType(char const* qualifiedName, std::initializer_list<Enumerator> enumerators);
+   EnumType(char const* qualifiedName, std::initializer_list<Enumerator> enumerators)
+       : EnumType(qualifiedName, std::span<Enumerator const>(enumerators.begin(), enumerators.size())) {}
+   EnumType(char const* qualifiedName, std::span<Enumerator const> enumerators);
    EnumType(EnumType const&) = delete;
    EnumType& operator=(EnumType const&) = delete;
 

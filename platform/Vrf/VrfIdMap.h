@@ -19,6 +19,10 @@
 #include <optional>
 #include <unordered_map>
 
+namespace Vex {
+class VexType;
+}
+
 namespace Vrf {
 
 class VrfIdMap {
@@ -28,6 +32,10 @@ class VrfIdMap {
    /// and its attribute-log encoding (a u32) are those Vex provides for
    /// std::uint32_t, so it needs nothing of its own.
    using VrfId = std::uint32_t;
+   /// The descriptor "Vrf::VrfIdMap::VrfId". Being std::uint32_t, a VrfId
+   /// reached through reflection is a "U32"; this names it in constructor
+   /// arguments.
+   static Vex::VexType const _vexType_VrfId;
 
    /// The id of the VRF named "default", known to every map.
    static constexpr VrfId defaultVrfId = 0;

@@ -145,5 +145,5 @@ TEST(Entity, ParentLinkNotificationSwitchAndDefaults) {
    root->nameIsFromBackup("ignored");
    EXPECT_EQ(root->name(), "") << "no name, and a name from a backup is ignored";
    EXPECT_FALSE(root->hasBackupSupport());
-   EXPECT_EQ(root->fwkType(), nullptr);
+   EXPECT_EQ(root->fwkType(), &Vex::Entity::_vexType) << "an entity type without a descriptor of its own";
 }
