@@ -16,6 +16,7 @@
 #include "Flowspec/values/IntfErrorKey.h"
 #include "Flowspec/values/IpBitMask.h"
 #include "Flowspec/values/IpVersion.h"
+#include "Flowspec/values/KeyMatchSet.h"
 #include "Flowspec/values/MatchCompType.h"
 #include "Flowspec/values/MatchComponent.h"
 #include "Flowspec/values/MatchOpVal.h"

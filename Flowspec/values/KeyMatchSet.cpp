@@ -1,0 +1,373 @@
+// A rule key's operator lists turned into the match components they accept.
+#include "Flowspec/values/KeyMatchSet.h"
+
+#include "Vex/Exception.h"
+
+#include <algorithm>
+#include <array>
+#include <bitset>
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
+namespace Flowspec {
+
+namespace {
+
+using T = MatchCompType;
+
+// The pairs of one kind that stand next to each other in the key.
+using OpList = std::vector<MatchOpValResult>;
+
+// Calls `each(begin, end)` for every AND-group of `list`: a pair that opens
+// it and the pairs after it that have andPrevious set.
+template <class Each>
+void forEachAndGroup(OpList const& list, Each each) {
+   for (std::size_t begin = 0; begin < list.size();) {
+      std::size_t end = begin + 1;
+      while (end < list.size() && list[end].andPrevious())
+         ++end;
+      each(list.data() + begin, list.data() + end);
+      begin = end;
+   }
+}
+
+[[noreturn]] void refuse(MatchOpValIndex index, std::string const& what) {
+   throw Vex::Exception(Vex::String("matchSetFromKey: the pair at index " +
+                                    std::to_string(index.value()) + " " + what));
+}
+
+// The operator lists of the key, per kind, in key order. The walk follows
+// nextIndex like the key's printers, which start a new component where the
+// type changes; what would make getOptVal abort is refused first.
+std::array<std::vector<OpList>, numComponentTypes>
+opListsByKind(FlowspecKey const& key) {
+   std::array<std::vector<OpList>, numComponentTypes> lists;
+   T previous = T::invalid;
+   MatchOpValIndex index(0);
+   while (index.value() < key.matchOpVals()) {
+      MatchOpVal const stored = key.matchOpVal(index);
+      if (stored.byteLength() == 8) refuse(index, "has an 8-byte value");
+      if (stored.byteLength() == 4 && index.value() + 1u >= key.matchOpVals()) {
+         refuse(index, "has a 4-byte value whose low half is missing");
+      }
+      MatchOpValResult const pair = key.getOptVal(index);
+      T const kind = pair.matchType();
+      if (!isNumericalRangeType(kind) && kind != T::tcpFlags && kind != T::fragment) {
+         refuse(index, "is of kind " + stringValue(kind).str() +
+                           ", which has no operator-value match");
+      }
+      auto& ofKind = lists[static_cast<std::size_t>(kind)];
+      if (kind != previous) ofKind.emplace_back();
+      ofKind.back().push_back(pair);
+      previous = kind;
+      index = pair.nextIndex();
+   }
+   return lists;
+}
+
+// ---- numeric kinds ----------------------------------------------------------
+
+struct Interval {
+   std::uint32_t lo, hi;
+};
+// Ascending, neither overlapping nor touching.
+using Intervals = std::vector<Interval>;
+
+Intervals normalized(Intervals v) {
+   std::sort(v.begin(), v.end(), [](Interval a, Interval b) { return a.lo < b.lo; });
+   Intervals out;
+   for (Interval i : v) {
+      if (!out.empty() && std::uint64_t(i.lo) <= std::uint64_t(out.back().hi) + 1) {
+         out.back().hi = std::max(out.back().hi, i.hi);
+      } else {
+         out.push_back(i);
+      }
+   }
+   return out;
+}
+
+Intervals intersection(Intervals const& a, Intervals const& b) {
+   Intervals out;
+   for (std::size_t i = 0, j = 0; i < a.size() && j < b.size();) {
+      std::uint32_t const lo = std::max(a[i].lo, b[j].lo),
+                          hi = std::min(a[i].hi, b[j].hi);
+      if (lo <= hi) out.push_back({lo, hi});
+      (a[i].hi < b[j].hi ? i : j)++;
+   }
+   return out;
+}
+
+// The values 0 to max that one numeric pair accepts.
+Intervals accepted(MatchOpValResult const& pair, std::uint32_t max) {
+   std::uint32_t const v = pair.val32();
+   Intervals out;
+   if (pair.lt() && v > 0) out.push_back({0, std::min(v - 1, max)});
+   if (pair.eq() && v <= max) out.push_back({v, v});
+   if (pair.gt() && v < max) out.push_back({v + 1, max});
+   return normalized(out);
+}
+
+Intervals accepted(OpList const& list, std::uint32_t max) {
+   Intervals any;
+   forEachAndGroup(list, [&](MatchOpValResult const* p, MatchOpValResult const* end) {
+      Intervals all = accepted(*p, max);
+      while (++p != end && !all.empty())
+         all = intersection(all, accepted(*p, max));
+      any.insert(any.end(), all.begin(), all.end());
+   });
+   return normalized(any);
+}
+
+MatchComponent numericComponent(T kind, std::vector<OpList> const& lists) {
+   std::uint32_t const max = NumericalRange::matchCompTypeMax(kind);
+   Intervals values = accepted(lists.front(), max);
+   for (std::size_t i = 1; i < lists.size(); ++i)
+      values = intersection(values, accepted(lists[i], max));
+   MatchComponent c(kind);
+   for (Interval i : values)
+      c.numericalRangeIs(NumericalRange(i.lo, i.hi), true);
+   return c;
+}
+
+// ---- bit-mask kinds ---------------------------------------------------------
+//
+// What a bit-mask pair accepts is worked out exactly, as the set of flag
+// words (9 TCP bits, 4 fragment bits: at most 512 words) that it lets
+// through; masks are then chosen to express that set.
+
+constexpr std::size_t maxWords = 1u << (TcpBitMask::lastBit + 1);
+using Words = std::bitset<maxWords>;
+
+struct Mask {
+   bool all;
+   std::uint16_t val, mask;
+};
+
+// The flag words a mask lets through: all examined bits equal to val, or any
+// one of them.
+bool lets(Mask m, std::uint32_t word) {
+   std::uint32_t const same = ~(word ^ m.val) & m.mask;
+   return m.all ? same == m.mask : same != 0;
+}
+
+template <class BitMaskT>
+struct Vocabulary {
+   static constexpr unsigned bits = BitMaskT::lastBit + 1;
+   static constexpr std::uint32_t words = 1u << bits;
+
+   // The words a packet can carry. Fragment states follow IpBitMask::isValid:
+   // a packet that is no fragment is neither first nor last fragment, and no
+   // fragment is both.
+   static Words possible() {
+      Words w;
+      for (std::uint32_t word = 0; word < words; ++word) {
+         if constexpr (std::is_same_v<BitMaskT, IpBitMask>) {
+            auto bit = [word](IpBitMask::IpBit b) { return word >> unsigned(b) & 1U; };
+            bool const first = bit(IpBitMask::IpBit::firstFragment);
+            bool const last = bit(IpBitMask::IpBit::lastFragment);
+            if ((first && last) ||
+                (!bit(IpBitMask::IpBit::isFragment) && (first || last)))
+               continue;
+         }
+         w.set(word);
+      }
+      return w;
+   }
+
+   static Words letThrough(Mask m, Words const& possible) {
+      Words w;
+      for (std::uint32_t word = 0; word < words; ++word) {
+         if (possible[word] && lets(m, word)) w.set(word);
+      }
+      return w;
+   }
+
+   // What one pair accepts, straight from the RFC 8955 bitmask operator:
+   // match: (data & operand) == operand, else (data & operand) != 0; not
+   // negates. Operand bits outside the vocabulary are never set in data.
+   static Words accepted(MatchOpValResult const& pair, Words const& possible) {
+      std::uint32_t const operand = pair.val32();
+      Words w;
+      for (std::uint32_t word = 0; word < words; ++word) {
+         bool const test =
+             pair.match() ? (word & operand) == operand : (word & operand) != 0;
+         if (possible[word] && test != pair.invert()) w.set(word);
+      }
+      return w;
+   }
+
+   // The one mask of a pair alone in its AND-group, as the detailed text
+   // prints it (val 0 when negated) but for matchAll: negating a test of two
+   // or more bits turns "all set" into "any clear" and "any set" into "all
+   // clear". Bits outside the vocabulary are left out; where they decide the
+   // pair, what it accepts (not the mask) says so.
+   static Mask maskOf(MatchOpValResult const& pair) {
+      auto const bitsOfOperand =
+          static_cast<std::uint16_t>(pair.val32() & BitMaskT::maskForAllBits);
+      bool const several = (bitsOfOperand & (bitsOfOperand - 1)) != 0;
+      bool const all = pair.invert() && several ? !pair.match() : pair.match();
+      return {all, pair.invert() ? std::uint16_t(0) : bitsOfOperand, bitsOfOperand};
+   }
+
+   // The largest all-masks that let through only words of `wanted` and at
+   // least one possible word; together they let through all of `wanted`.
+   // Only possible words are judged, which lets the masks grow past the
+   // impossible ones.
+   static std::vector<Mask> largestAllMasks(Words const& wanted,
+                                            Words const& possible) {
+      // inside[mask << bits | val]: the mask lets through no unwanted word;
+      // reachable[...]: it lets through a possible word. A mask that examines
+      // every bit stands for one word; freeing a bit b of a mask joins the two
+      // masks that examine b, so masks are worked out from the most examined
+      // bits down (3^bits steps).
+      std::vector<std::uint8_t> inside(words * words), reachable(words * words);
+      for (std::uint32_t val = 0; val < words; ++val) {
+         inside[(words - 1) << bits | val] = !possible[val] || wanted[val];
+         reachable[(words - 1) << bits | val] = possible[val];
+      }
+      for (std::uint32_t mask = words - 1; mask-- > 0;) {
+         std::uint32_t const b = ~mask & (mask + 1); // lowest bit not examined
+         for (std::uint32_t val = mask;; val = (val - 1) & mask) {
+            std::uint32_t const clear = (mask | b) << bits | val, set = clear | b;
+            inside[mask << bits | val] = inside[clear] && inside[set];
+            reachable[mask << bits | val] = reachable[clear] || reachable[set];
+            if (val == 0) break;
+         }
+      }
+      std::vector<Mask> out;
+      for (std::uint32_t mask = 1; mask < words; ++mask) {
+         for (std::uint32_t val = mask;; val = (val - 1) & mask) {
+            std::uint32_t const at = mask << bits | val;
+            if (inside[at] && reachable[at]) {
+               bool largest = true;
+               for (std::uint32_t b = 1; b < words && largest; b <<= 1) {
+                  if (mask & b) largest = !inside[(mask & ~b) << bits | (val & ~b)];
+               }
+               if (largest) {
+                  out.push_back({true, static_cast<std::uint16_t>(val),
+                                 static_cast<std::uint16_t>(mask)});
+               }
+            }
+            if (val == 0) break;
+         }
+      }
+      return out;
+   }
+
+   // A fragment any-mask that isValid refuses (it judges every mask as an
+   // all-mask) is replaced by its one-bit all-masks.
+   static void addCandidate(std::vector<Mask>& candidates, Mask m) {
+      BitMaskT checked(m.val, m.mask);
+      checked.matchAllIs(m.all);
+      if (m.all || m.mask == 0 || static_cast<bool>(checked.isValid())) {
+         candidates.push_back(m);
+         return;
+      }
+      for (std::uint16_t b = 1; b <= m.mask && b != 0;
+           b = static_cast<std::uint16_t>(b << 1)) {
+         if (m.mask & b)
+            candidates.push_back({true, static_cast<std::uint16_t>(m.val & b), b});
+      }
+   }
+
+   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
+      Words const possible = Vocabulary::possible();
+      std::vector<Mask> candidates;
+      Words wanted = possible;
+      for (OpList const& list : lists) {
+         Words ofList, ofGroups;
+         forEachAndGroup(
+             list, [&](MatchOpValResult const* p, MatchOpValResult const* end) {
+                Words group = accepted(*p, possible);
+                if (end - p == 1) {
+                   // The pair's own mask, unless the pair is decided by bits it
+                   // cannot show (no bit of the vocabulary, or one outside it).
+                   std::vector<Mask> own;
+                   addCandidate(own, maskOf(*p));
+                   Words shown;
+                   for (Mask m : own)
+                      shown |= letThrough(m, possible);
+                   if (shown == group) {
+                      candidates.insert(candidates.end(), own.begin(), own.end());
+                   } else {
+                      ofGroups |= group;
+                   }
+                } else {
+                   while (++p != end)
+                      group &= accepted(*p, possible);
+                   ofGroups |= group;
+                }
+                ofList |= group;
+             });
+         if (lists.size() == 1 && ofGroups.any()) {
+            for (Mask m : largestAllMasks(ofGroups, possible))
+               candidates.push_back(m);
+         }
+         wanted &= ofList;
+      }
+
+      MatchComponent c(kind);
+      auto hold = [&c](Mask m) {
+         BitMaskT held(m.val, m.mask);
+         held.matchAllIs(m.all);
+         if constexpr (std::is_same_v<BitMaskT, TcpBitMask>) {
+            c.tcpBitMaskIs(held, true);
+         } else {
+            c.ipBitMaskIs(held, true);
+         }
+      };
+      if (wanted.none()) return c;
+      if (wanted == possible) {
+         hold({true, 1, 1});
+         hold({true, 0, 1});
+         return c;
+      }
+      if (lists.size() > 1) candidates = largestAllMasks(wanted, possible);
+
+      // Keep a mask unless another lets through all it does (and more, or the
+      // same but comes first).
+      std::vector<Words> through;
+      for (Mask m : candidates)
+         through.push_back(letThrough(m, possible));
+      for (std::size_t i = 0; i < candidates.size(); ++i) {
+         bool keep = through[i].any();
+         for (std::size_t j = 0; j < candidates.size() && keep; ++j) {
+            if (j == i || (through[i] & ~through[j]).any()) continue;
+            keep = through[i] != through[j] ? false : i < j;
+         }
+         if (keep) hold(candidates[i]);
+      }
+      return c;
+   }
+};
+
+} // namespace
+
+std::vector<MatchComponent> matchSetFromKey(FlowspecKey const& key) {
+   std::vector<MatchComponent> set;
+   if (!key.destPrefix().isEmpty()) {
+      set.emplace_back(T::destPrefix);
+      set.back().prefixIs(key.destPrefix());
+   }
+   if (!key.srcPrefix().isEmpty()) {
+      set.emplace_back(T::srcPrefix);
+      set.back().prefixIs(key.srcPrefix());
+   }
+   auto const lists = opListsByKind(key);
+   for (std::uint32_t k = 0; k < numComponentTypes; ++k) {
+      auto const& ofKind = lists[k];
+      if (ofKind.empty()) continue;
+      T const kind = static_cast<T>(k);
+      if (kind == T::tcpFlags) {
+         set.push_back(Vocabulary<TcpBitMask>::component(kind, ofKind));
+      } else if (kind == T::fragment) {
+         set.push_back(Vocabulary<IpBitMask>::component(kind, ofKind));
+      } else {
+         set.push_back(numericComponent(kind, ofKind));
+      }
+   }
+   return set;
+}
+
+} // namespace Flowspec
