@@ -261,7 +261,7 @@ TEST(Reflection, ValuesPrintReadBackAndTravelThroughTheLog) {
    EXPECT_THROW(GenericValue::fromText(*tcp.type(), "tcpFlag"), Vex::Exception);
 
    // A component's text cannot be read back, and says so instead of aborting.
-   GenericValue component(Flowspec::MatchComponent(Flowspec::MatchCompType::dscp));
+   GenericValue component{Flowspec::MatchComponent(Flowspec::MatchCompType::dscp)};
    EXPECT_FALSE(component.type()->has(Vex::typeReadable));
    EXPECT_THROW(GenericValue::fromText(*component.type(), component.text().view()),
                 Vex::Exception);
