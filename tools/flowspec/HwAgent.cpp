@@ -1,0 +1,232 @@
+#include "HwAgent.h"
+
+#include "Flowspec/values/CounterVersion.h"
+#include "Flowspec/values/FlowspecUtil.h"
+#include "Flowspec/values/UnsupportedQual.h"
+#include "Kiln/UniqueId.h"
+
+#include <array>
+
+namespace FlowspecTool {
+
+using Flowspec::FlowspecKey;
+using Flowspec::HwRuleProgrammingStatus;
+using Flowspec::MatchCompType;
+using VrfId = Vrf::VrfIdMap::VrfId;
+
+// The order heard() reports the callbacks in: outside in.
+static constexpr std::array<char const*, 10> callbackNames = {
+    "onVrfRuleConfig",    "onRule",
+    "onInfeasibleRule",   "onRuleId",
+    "onMatchSet",         "onActionFieldSet",
+    "onTrafficRateLimit", "onTrafficAction",
+    "onTrafficRedirect",  "onTrafficMarkingDscp"};
+
+class HwAgent::ConfigObserver : public Flowspec::Config::NotifieeConst {
+public:
+   explicit ConfigObserver(HwAgent& agent) : agent_(agent) {}
+   void onVrfRuleConfig(VrfId vrfId) override {
+      ++agent_.heard_["onVrfRuleConfig"];
+      agent_.vrfSeen(vrfId);
+   }
+
+private:
+   HwAgent& agent_;
+};
+
+class HwAgent::VrfObserver : public Flowspec::VrfRuleConfig::NotifieeConst {
+public:
+   VrfObserver(HwAgent& agent, VrfId vrfId) : agent_(agent), vrfId_(vrfId) {}
+   void onRule(FlowspecKey const& key) override {
+      ++agent_.heard_["onRule"];
+      agent_.ruleSeen(vrfId_, key);
+   }
+   void onInfeasibleRule(FlowspecKey const& key) override {
+      ++agent_.heard_["onInfeasibleRule"];
+      agent_.changed(vrfId_, key);
+   }
+
+private:
+   HwAgent& agent_;
+   VrfId vrfId_;
+};
+
+class HwAgent::RuleObserver : public Flowspec::RuleConfig::NotifieeConst {
+public:
+   RuleObserver(HwAgent& agent, VrfId vrfId, FlowspecKey const& key)
+       : agent_(agent), vrfId_(vrfId), key_(key) {}
+   void onRuleId() override { heard("onRuleId"); }
+   void onMatchSet(MatchCompType) override { heard("onMatchSet"); }
+   void onActionFieldSet() override { heard("onActionFieldSet"); }
+   void onTrafficRateLimit() override { heard("onTrafficRateLimit"); }
+   void onTrafficAction() override { heard("onTrafficAction"); }
+   void onTrafficRedirect() override { heard("onTrafficRedirect"); }
+   void onTrafficMarkingDscp() override { heard("onTrafficMarkingDscp"); }
+
+private:
+   void heard(char const* callback) {
+      ++agent_.heard_[callback];
+      agent_.changed(vrfId_, key_);
+   }
+
+   HwAgent& agent_;
+   VrfId vrfId_;
+   FlowspecKey key_;
+};
+
+HwAgent::HwAgent(Vex::Ptr<Flowspec::Config const> const& config,
+                 Vex::Ptr<Flowspec::Status> status, Vex::Ptr<Flowspec::Counter> counter)
+    : config_(config), status_(std::move(status)), counter_(std::move(counter)),
+      configObserver_(std::make_unique<ConfigObserver>(*this)) {
+   configObserver_->notifierIs(config_);
+   status_->flowspecSupportedIs(true);
+   Flowspec::UnsupportedQual v4(Ipkit::ipv4);
+   v4.qualIs(MatchCompType::flowLabel, "IPv4 packets carry no flow label");
+   status_->unsupportedQualIs(v4);
+   Flowspec::UnsupportedQual v6(Ipkit::ipv6);
+   v6.qualIs(MatchCompType::flowLabel, "the TCAM profile has no flow label field");
+   status_->unsupportedQualIs(v6);
+   // VRFs that exist already are learnt as if they had just been made.
+   for (auto i = config_->vrfRuleConfigIteratorConst(); i; ++i)
+      vrfSeen(i.key());
+}
+
+HwAgent::~HwAgent() = default;
+
+void HwAgent::vrfSeen(VrfId vrfId) {
+   Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
+   if (!vrf) {
+      // The VRF is gone, and with it what the hardware holds of its rules.
+      vrfObservers_.erase(vrfId);
+      for (auto it = ruleObservers_.begin(); it != ruleObservers_.end();) {
+         if (it->first.first != vrfId) {
+            ++it;
+            continue;
+         }
+         changed(vrfId, it->first.second);
+         it = ruleObservers_.erase(it);
+      }
+      return;
+   }
+   auto& observer = vrfObservers_[vrfId];
+   if (!observer) observer = std::make_unique<VrfObserver>(*this, vrfId);
+   observer->notifierIs(vrf);
+   status_->vrfRuleStatusIs(vrfId);
+   for (auto i = vrf->ruleIteratorConst(); i; ++i)
+      ruleSeen(vrfId, i.key());
+}
+
+void HwAgent::ruleSeen(VrfId vrfId, FlowspecKey const& key) {
+   auto id = std::make_pair(vrfId, key);
+   Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
+   Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
+   if (!rule) {
+      ruleObservers_.erase(id);
+   } else {
+      auto& observer = ruleObservers_[id];
+      if (!observer) observer = std::make_unique<RuleObserver>(*this, vrfId, key);
+      observer->notifierIs(rule);
+   }
+   changed(vrfId, key);
+}
+
+void HwAgent::changed(VrfId vrfId, FlowspecKey const& key) {
+   dirty_.emplace(vrfId, key);
+}
+
+void HwAgent::run() {
+   auto dirty = std::move(dirty_);
+   dirty_.clear();
+   for (auto const& [vrfId, key] : dirty)
+      program(vrfId, key);
+}
+
+void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
+   Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
+   Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
+   if (!rule) {
+      if (auto vrfStatus = status_->vrfRuleStatus(vrfId)) vrfStatus->ruleStatusDel(key);
+      counter_->snapshotDel(key);
+      return;
+   }
+   Vex::Ptr<Flowspec::RuleStatus> ruleStatus =
+       status_->vrfRuleStatusIs(vrfId)->ruleStatusIs(key);
+   if (auto infeasible = vrf->infeasibleRule(key)) {
+      // Nothing of an infeasible rule reaches the hardware.
+      ruleStatus->statusCodeIs(HwRuleProgrammingStatus::unprocessed);
+      ruleStatus->errorReasonIs("infeasible: " +
+                                Flowspec::FlowspecUtil()
+                                    .compTypeToDetailLabel(infeasible->matchCompType())
+                                    .str());
+      counter_->snapshotDel(key);
+      return;
+   }
+   Outcome outcome = capability(*rule);
+   Kiln::UniqueId const version(versionOrigin, ++sequence_);
+   ruleStatus->statusCodeIs(outcome.code);
+   ruleStatus->errorReasonIs(Vex::String(outcome.reason));
+   ruleStatus->versionIs(version);
+   if (ruleStatus->isProgrammed()) {
+      counter_->snapshotIs(key, Flowspec::CounterVersion(0, version));
+   } else {
+      counter_->snapshotDel(key);
+   }
+}
+
+HwAgent::Outcome HwAgent::capability(Flowspec::RuleConfig const& rule) const {
+   Flowspec::FlowspecUtil const util;
+   auto label = [&](MatchCompType t) { return util.compTypeToDetailLabel(t).str(); };
+
+   Flowspec::UnsupportedQual const unsupported =
+       status_->unsupportedQual(rule.key().addressFamily());
+   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+      MatchCompType const type = i.key();
+      if (unsupported.qualHas(type)) {
+         return {HwRuleProgrammingStatus::unsupportedMatch,
+                 label(type) + ": " + unsupported.qual(type).str()};
+      }
+   }
+   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+      Flowspec::MatchComponent const& c = i.value();
+      std::size_t const values =
+          c.numericalRangeSize() + c.tcpBitMaskSize() + c.ipBitMaskSize();
+      if (values > maxValuesPerComponent) {
+         return {HwRuleProgrammingStatus::unsupportedTcamProfile,
+                 label(c.compType()) + ": " + std::to_string(values) +
+                     " values, the TCAM profile holds at most " +
+                     std::to_string(maxValuesPerComponent) + " per match"};
+      }
+      if (c.compType() != MatchCompType::packetLength) continue;
+      for (auto r = c.numericalRangeIteratorConst(); r; ++r) {
+         Flowspec::NumericalRange const& range = r.key();
+         if (range.isValid() &&
+             range.rangeMax() - range.rangeMin() >= maxPacketLengthSpan) {
+            return {HwRuleProgrammingStatus::unsupportedTcamProfile,
+                    label(c.compType()) + ": the range " + range.toStrep().str() +
+                        " is wider than the " + std::to_string(maxPacketLengthSpan) +
+                        " lengths a range checker covers"};
+         }
+      }
+   }
+   if (rule.actionFieldSet().trafficRedirect() && rule.trafficRedirect().copy() &&
+       !rule.trafficRedirect().addr().isUnspecified()) {
+      return {HwRuleProgrammingStatus::unsupportedAction,
+              "the hardware cannot redirect a copy to a next hop"};
+   }
+   if (rule.actionFieldSet().trafficAction() && rule.trafficAction().continueMatch()) {
+      return {HwRuleProgrammingStatus::programmedWithFailures,
+              "continue is not supported: programmed as a terminal rule"};
+   }
+   return {HwRuleProgrammingStatus::programmed, ""};
+}
+
+std::vector<std::pair<std::string, unsigned>> HwAgent::heard() const {
+   std::vector<std::pair<std::string, unsigned>> result;
+   for (char const* name : callbackNames) {
+      auto it = heard_.find(name);
+      result.emplace_back(name, it == heard_.end() ? 0 : it->second);
+   }
+   return result;
+}
+
+} // namespace FlowspecTool

@@ -1,0 +1,101 @@
+// tools/flowspec/HwAgent.h: a simulated hardware agent that programs the
+// configured flowspec rules into a simulated TCAM.
+//
+// The agent works as the agents that program forwarding hardware do: it
+// observes the configuration (Config, each VrfRuleConfig, each RuleConfig)
+// from before the first rule exists, learns of every rule and every change
+// through the observer callbacks, and on run() programs what changed since
+// the last run. It reports what became of each rule in the Status tree
+// (one RuleStatus per rule, with a status code, a reason and the version
+// programmed) and starts a counter snapshot in Counter for each rule the
+// hardware holds.
+//
+// The capability model of the simulated hardware, checked in this order, the
+// first that applies deciding:
+//
+//   | the rule                                       | status                         |
+//   |------------------------------------------------|--------------------------------|
+//   | is infeasible (its key has an InfeasibleRule)  | Not processed                  |
+//   | matches a kind the hardware lacks for its      | Unsupported Match              |
+//   |   family (the flow label: Status's             |                                |
+//   |   unsupportedQual, published by the agent)     |                                |
+//   | has more than 4 ranges or masks in one match   | Unsupported TCAM Profile       |
+//   | has a packet-length range over 1024 lengths    | Unsupported TCAM Profile       |
+//   | redirects a copy to a next-hop address         | Unsupported Action             |
+//   | continues (is not terminal)                    | Programmed with some failures  |
+//   |                                                |   (programmed as terminal)     |
+//   | anything else                                  | Programmed                     |
+//
+// Versions are Kiln::UniqueIds with the fixed origin `versionOrigin` and a
+// sequence counting the rules programmed, so that a run is reproducible.
+// Counter snapshots start at 0 packets; the simulation carries no traffic.
+#pragma once
+
+#include "Flowspec/entities/Config.h"
+#include "Flowspec/entities/Counter.h"
+#include "Flowspec/entities/Status.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace FlowspecTool {
+
+class HwAgent {
+public:
+   /// At most this many ranges (or bit masks) in one match component.
+   static constexpr std::size_t maxValuesPerComponent = 4;
+   /// A packet-length range covers at most this many lengths.
+   static constexpr std::uint32_t maxPacketLengthSpan = 1024;
+   /// The origin of the versions this agent stamps on what it programs.
+   static constexpr std::uint64_t versionOrigin = 0xf10;
+
+   /// Observes `config` from now on, and publishes the hardware's
+   /// capabilities in `status` (flowspecSupported, unsupportedQual).
+   HwAgent(Vex::Ptr<Flowspec::Config const> const& config,
+           Vex::Ptr<Flowspec::Status> status, Vex::Ptr<Flowspec::Counter> counter);
+   ~HwAgent();
+   HwAgent(HwAgent const&) = delete;
+   HwAgent& operator=(HwAgent const&) = delete;
+
+   /// Programs every rule whose configuration changed since the last run, in
+   /// VRF and key order, and removes the status and counter of rules that
+   /// are gone.
+   void run();
+
+   /// The callbacks the agent heard, by name, in a fixed order.
+   std::vector<std::pair<std::string, unsigned>> heard() const;
+
+private:
+   class ConfigObserver;
+   class VrfObserver;
+   class RuleObserver;
+   struct Outcome {
+      Flowspec::HwRuleProgrammingStatus code;
+      std::string reason;
+   };
+
+   void vrfSeen(Vrf::VrfIdMap::VrfId vrfId);
+   void ruleSeen(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   void changed(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   Outcome capability(Flowspec::RuleConfig const& rule) const;
+
+   Vex::Ptr<Flowspec::Config const> config_;
+   Vex::Ptr<Flowspec::Status> status_;
+   Vex::Ptr<Flowspec::Counter> counter_;
+   std::unique_ptr<ConfigObserver> configObserver_;
+   std::map<Vrf::VrfIdMap::VrfId, std::unique_ptr<VrfObserver>> vrfObservers_;
+   std::map<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>,
+            std::unique_ptr<RuleObserver>>
+       ruleObservers_;
+   std::set<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirty_;
+   std::map<std::string, unsigned> heard_;
+   std::uint64_t sequence_ = 0;
+};
+
+} // namespace FlowspecTool

@@ -1,0 +1,190 @@
+// flowspec: the flowspec data model put to work on rule files.
+//
+//   flowspec                   checks the shipped example rules (as demo)
+//   flowspec check FILE        checks a rule file (see CheckCommand.cpp)
+//   flowspec key TEXT          shows one rule key (see KeyCommand.cpp)
+//   flowspec help [COMMAND]    help; also COMMAND --help
+#include "Commands.h"
+
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <string>
+#include <system_error>
+
+#ifndef FLOWSPEC_EXAMPLE_RULES
+#define FLOWSPEC_EXAMPLE_RULES ""
+#endif
+
+namespace FlowspecTool {
+
+namespace {
+
+// What the demo calls the example, wherever it was found.
+constexpr char const* exampleName = "examples/rules.txt";
+
+std::string toolHelp() {
+   return R"(usage: flowspec [COMMAND [ARGUMENTS]]
+
+Puts libFlowspecStatedbTypes to work on flowspec rules (RFC 8955, RFC 8956):
+reads rules, builds their configuration, tests and sanitises them, and lets a
+simulated hardware agent program them and report their status.
+
+Commands:
+  demo                    check the example rules shipped with the tool; what
+                          flowspec does without a command
+  check FILE [--dump] [--json]
+                          check the rules of a rule file
+  key TEXT [--vrf N] [--af ipv4|ipv6]
+                          every text form, pair, hash and log encoding of one
+                          rule key
+  types                   the types registered with the reflection layer
+  describe TYPE           the attribute table of one registered type
+  help [COMMAND]          this text, or the help of COMMAND
+
+'flowspec COMMAND --help' tells more about a command.
+
+Exit status: 0 success; 1 the input was refused, in part or whole; 2 usage
+error or a file that cannot be read.
+)";
+}
+
+std::string demoHelp() {
+   return std::string(R"(usage: flowspec demo
+
+Checks the example rule file shipped with the tool, as 'flowspec check' does:
+)") + exampleName +
+          R"( of the source tree the tool was built from, or
+else the copy installed beside the tool. The example's header describes the
+rule file format; 'flowspec check --help' describes the output.
+)";
+}
+
+// Where the example rules are: the source tree the tool was built from, then
+// the places an install or a build directory keep a copy, relative to the
+// executable.
+std::string findExample(char const* argv0) {
+   namespace fs = std::filesystem;
+   std::error_code ec;
+   std::vector<fs::path> candidates;
+   if (*FLOWSPEC_EXAMPLE_RULES) candidates.emplace_back(FLOWSPEC_EXAMPLE_RULES);
+   fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+   if (ec && argv0) exe = fs::absolute(argv0, ec);
+   if (!exe.empty()) {
+      fs::path const dir = exe.parent_path();
+      candidates.push_back(dir / "examples" / "rules.txt");
+      candidates.push_back(dir / ".." / "share" / "flowspec" / "examples" /
+                           "rules.txt");
+   }
+   for (auto const& c : candidates) {
+      if (fs::is_regular_file(c, ec)) return c.string();
+   }
+   return candidates.empty() ? std::string(exampleName) : candidates.front().string();
+}
+
+int demoCommand(Args const& args, char const* argv0, std::ostream& out,
+                std::ostream& err) {
+   if (!args.empty()) {
+      return usageError(
+          "demo", "flowspec demo",
+          "takes no arguments; 'flowspec check FILE' checks a file of your own", err);
+   }
+   return checkFile(findExample(argv0), exampleName, false, false, out, err);
+}
+
+struct Command {
+   std::string_view name;
+   std::string (*help)();
+   int (*run)(Args const&, char const* argv0, std::ostream& out, std::ostream& err);
+};
+
+Command const commands[] = {
+    {"demo", demoHelp, demoCommand},
+    {"check", checkHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return checkCommand(a, o, e);
+     }},
+    {"key", keyHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return keyCommand(a, o, e);
+     }},
+    {"types", typesHelp,
+    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+       return typesCommand(a, o, e);
+    }},
+   {"describe", describeHelp,
+    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+       return describeCommand(a, o, e);
+    }},
+};
+
+Command const* findCommand(std::string_view name) {
+   for (Command const& c : commands) {
+      if (c.name == name) return &c;
+   }
+   return nullptr;
+}
+
+int toolUsageError(std::string const& problem, std::ostream& err) {
+   err << "flowspec: " << problem << "\n"
+       << "usage: flowspec [COMMAND [ARGUMENTS]]\n"
+       << "Run 'flowspec --help' for the commands.\n";
+   return exitUsage;
+}
+
+int run(int argc, char** argv) {
+   Args args(argv + (argc > 0 ? 1 : 0), argv + argc);
+   char const* argv0 = argc > 0 ? argv[0] : nullptr;
+   if (args.empty()) return demoCommand({}, argv0, std::cout, std::cerr);
+
+   std::string_view const name = args.front();
+   Args const rest(args.begin() + 1, args.end());
+   if (name == "--help" || name == "-h" || name == "help") {
+      if (name != "help" || rest.empty()) {
+         if (!rest.empty())
+            return toolUsageError("--help takes no arguments", std::cerr);
+         std::cout << toolHelp();
+         return exitOk;
+      }
+      Command const* c = rest.size() == 1 ? findCommand(rest.front()) : nullptr;
+      if (!c) return toolUsageError("help takes one command name", std::cerr);
+      std::cout << c->help();
+      return exitOk;
+   }
+   Command const* command = findCommand(name);
+   if (!command) {
+      std::string const what =
+          name.size() > 1 && name[0] == '-' ? "unknown option '" : "unknown command '";
+      return toolUsageError(what + std::string(name) + "'", std::cerr);
+   }
+   for (std::string_view a : rest) {
+      if (a == "--help" || a == "-h") {
+         std::cout << command->help();
+         return exitOk;
+      }
+   }
+   return command->run(rest, argv0, std::cout, std::cerr);
+}
+
+} // namespace
+
+int usageError(std::string_view command, std::string_view usage,
+               std::string const& problem, std::ostream& err) {
+   err << "flowspec " << command << ": " << problem << "\n"
+       << "usage: " << usage << "\n"
+       << "Run 'flowspec " << command << " --help' for more.\n";
+   return exitUsage;
+}
+
+} // namespace FlowspecTool
+
+int main(int argc, char** argv) {
+   try {
+      return FlowspecTool::run(argc, argv);
+   } catch (std::exception const& e) {
+      // Every input the tool reads is checked before the library sees it;
+      // reaching here is a bug of the tool, reported rather than crashed on.
+      std::cerr << "flowspec: internal error: " << e.what() << '\n';
+      return 3;
+   }
+}
