@@ -2,13 +2,25 @@
 
 #include "Vex/Assert.h"
 
+#include <string>
+
 namespace Flowspec {
 
 namespace {
 // Indexed by the MatchCompType number.
-char const* const compTypeLabels[numComponentTypes] = {
+constexpr char const* compTypeLabels[numComponentTypes] = {
    "INVALID", "", "", "IP", "P", "DP", "SP", "IT", "IC", "TCP", "LEN", "DSCP", "FRAG", "FL",
 };
+static_assert(
+   [] {
+      for (char const* label : compTypeLabels) {
+         if (std::char_traits<char>::length(label) > Internal::compTypeLabelMax) {
+            return false;
+         }
+      }
+      return true;
+   }(),
+   "Internal::compTypeLabelMax is the longest short label");
 char const* const compTypeDetailLabels[numComponentTypes] = {
    "INVALID",   "Destination Prefix", "Source Prefix", "IP Protocol",   "Port",
    "Destination Port", "Source Port", "ICMP Type",     "ICMP Code",     "TCP Flags",

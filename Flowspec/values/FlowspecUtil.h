@@ -29,6 +29,8 @@
 #include "Flowspec/values/MatchCompType.h"
 #include "Vex/String.h"
 
+#include <cstddef>
+
 namespace Vex {
 class VexType;
 }
@@ -61,6 +63,9 @@ namespace Internal {
 /// The short label of `compType` as a constant text (no copy), with the same
 /// abort as FlowspecUtil::compTypeToLabel: for the parsers and printers.
 char const* compTypeLabelText(MatchCompType compType);
+/// The length of the longest short label ("INVALID"), for printers that
+/// compose a component's opening in a buffer.
+inline constexpr std::size_t compTypeLabelMax = 7;
 } // namespace Internal
 
 } // namespace Flowspec

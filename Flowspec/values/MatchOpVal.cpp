@@ -5,8 +5,10 @@
 #include "Flowspec/values/TcpBitMask.h"
 
 #include <charconv>
+#include <cstddef>
 #include <ostream>
 #include <sstream>
+#include <string_view>
 
 namespace Flowspec {
 
@@ -34,34 +36,42 @@ Vex::String MatchOpValResult::toStrep() const {
    return Vex::String(os.str());
 }
 
-void MatchOpValResult::appendCliOperators(std::string& out, bool first) const {
+namespace {
+// The longest text before an operand: ";", a short label, ":" and "<>=".
+constexpr std::size_t cliOperatorsMax = 1 + Internal::compTypeLabelMax + 1 + 3;
+} // namespace
+
+char* MatchOpValResult::writeCliOperators(char* p, bool first) const {
    if (first) {
-      out += ';';
-      out += Internal::compTypeLabelText(matchType_);
-      out += ':';
+      *p++ = ';';
+      char const* label = Internal::compTypeLabelText(matchType_);
+      while (*label) *p++ = *label++;
+      *p++ = ':';
    } else {
-      out += andPrevious() ? '&' : '|';
+      *p++ = andPrevious() ? '&' : '|';
    }
    if (!isBitfieldType(matchType_)) {
-      if (lt()) out += '<';
-      if (gt()) out += '>';
+      if (lt()) *p++ = '<';
+      if (gt()) *p++ = '>';
    } else if (invert()) {
-      out += '!';
+      *p++ = '!';
    }
-   if (eq()) out += '=';
+   if (eq()) *p++ = '=';
+   return p;
 }
 
 void MatchOpValResult::formatForCli(std::ostream& out, bool first) const {
-   std::string operators;
-   appendCliOperators(operators, first);
-   out << operators << val32_;
+   char operators[cliOperatorsMax];
+   char const* const end = writeCliOperators(operators, first);
+   out << std::string_view(operators, static_cast<std::size_t>(end - operators))
+       << val32_;
 }
 
 void MatchOpValResult::appendForCli(std::string& out, bool first) const {
-   appendCliOperators(out, first);
-   char digits[10];
-   auto r = std::to_chars(digits, digits + sizeof digits, val32_);
-   out.append(digits, r.ptr);
+   // One append per pair: the key printer calls this for every pair.
+   char text[cliOperatorsMax + 10];
+   char* const operand = writeCliOperators(text, first);
+   out.append(text, std::to_chars(operand, text + sizeof text, val32_).ptr);
 }
 
 void MatchOpValResult::formatForCliDetail(std::ostream& out, bool first) const {

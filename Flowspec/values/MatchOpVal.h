@@ -192,8 +192,9 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    }
 
  private:
-   // What formatForCli writes before the operand.
-   void appendCliOperators(std::string& out, bool first) const;
+   // Writes what formatForCli writes before the operand at `p`, at most
+   // cliOperatorsMax characters (MatchOpVal.cpp), and returns their end.
+   char* writeCliOperators(char* p, bool first) const;
 
    MatchCompType matchType_ = MatchCompType::invalid;
    std::uint8_t op_ = 0;

@@ -195,11 +195,16 @@ bool readIp6(std::string_view text, Ip6Addr::Bytes& bytes, std::string& why) {
    return true;
 }
 
+// Formats into a buffer and appends once, rather than a string per part:
+// every rule key prints its prefixes, on the command line's hot path.
 void appendDottedQuad(std::string& out, std::uint32_t v) {
+   char buf[15]; // "255.255.255.255"
+   char* p = buf;
    for (int shift = 24; shift >= 0; shift -= 8) {
-      out += std::to_string(v >> shift & 0xff);
-      if (shift) out += '.';
+      p = std::to_chars(p, buf + sizeof buf, v >> shift & 0xff).ptr;
+      if (shift) *p++ = '.';
    }
+   out.append(buf, p);
 }
 
 void appendHex(std::string& out, unsigned v) {

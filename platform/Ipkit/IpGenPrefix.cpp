@@ -116,7 +116,10 @@ IpGenPrefix::IpGenPrefix(Vex::NboAttrLog::In* in, Vex::StreamBogon)
 
 Vex::String IpGenPrefix::stringValue() const {
    if (isEmpty()) return "";
-   return addr_.stringValue() + "/" + std::to_string(len_);
+   std::string text = addr_.stringValue().str();
+   char len[4] = {'/'};
+   text.append(len, std::to_chars(len + 1, len + sizeof len, unsigned(len_)).ptr);
+   return Vex::String(std::move(text));
 }
 
 std::uint32_t IpGenPrefix::hash() const noexcept {

@@ -6,6 +6,7 @@
 
 #include <random>
 #include <sstream>
+#include <string>
 
 using namespace Flowspec;
 using FlowspecTest::indexRangeMessage;
@@ -141,6 +142,9 @@ TEST(MatchOpValResult, CommandLineAndDetailedPairTexts) {
        ";TCP Flags : ANY(FIN:1,SYN:1,RST:1,PSH:1,ACK:1,URG:1,ECE:1,CWR:1,NS:1)"},
       {T::fragment, 0x01, 2, true, ";FRAG:=2", ";Fragment Flags : ALL(is-fragment:1)"},
       {T::fragment, 0x82, 0xa, false, "|!10", " | ANY(is-fragment:0,last-fragment:0)"},
+      // The longest text: the longest label, every operator, the widest number.
+      {T::invalid, 0x07, 0xffffffff, true, ";INVALID:<>=4294967295",
+       ";INVALID : <>=4294967295"},
    };
    // clang-format on
    for (Case const& c : cases) {
@@ -150,5 +154,8 @@ TEST(MatchOpValResult, CommandLineAndDetailedPairTexts) {
       r.formatForCliDetail(detail, c.first);
       EXPECT_EQ(cli.str(), c.cli);
       EXPECT_EQ(detail.str(), c.detail);
+      std::string appended = "*;*";
+      r.appendForCli(appended, c.first);
+      EXPECT_EQ(appended, "*;*" + std::string(c.cli)) << "the key printer's fast path";
    }
 }
