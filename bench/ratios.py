@@ -11,6 +11,10 @@ them.
     build/dev/bench/key_bench --benchmark_format=csv | bench/ratios.py
     build/dev/bench/log_bench --benchmark_format=csv | bench/ratios.py
     build/dev/bench/status_bench --benchmark_format=csv | bench/ratios.py
+
+or all of them at once with bench/report. Each line ends with the figure's
+goal (GOALS below) and whether it was met; --fail-on-miss exits 1 when one
+was not.
 """
 import csv
 import re
@@ -39,12 +43,59 @@ BASELINE = {
     'VrfRuleStatus': 'StdMapShared',
 }
 
+# What each figure should reach: ('x', n), a ratio to its baseline of at
+# most n; ('items/s', n) or ('MB/s', n), a rate of at least n; or a text: a
+# ratio above 1.5x that is the known price of a design decision, explained
+# with its profile in bench/README.md. Keyed by (implementation, operation),
+# or by (implementation, None) for every operation of that implementation;
+# a figure with neither is held to DEFAULT_GOAL.
+GOALS = {
+    ('RbTreeMap', None): ('x', 1.3),
+    ('HashMap2018', 'Find'): ('x', 1.0),
+    ('HashMap2018', 'Walk'): 'known: the walk follows the content-fixed order',
+    ('Key', 'LessV4'): 'known: an IPv4 prefix compares as 16 bytes, pairs in a tree',
+    ('Key', 'LessV6'): 'known: pairs live in a red-black tree',
+    ('Key', 'CompareV4'): 'known: pairs live in a red-black tree',
+    ('Key', 'CompareV6'): 'known: pairs live in a red-black tree',
+    ('Parse', 'Text'): ('items/s', 1e6),
+    ('Print', 'Text'): ('items/s', 2e6),
+    ('KeyLog', None): ('MB/s', 200),
+    ('KeyRbTreeMap', None): ('x', 1.3),
+    ('KeyHashMap2018', 'Find'): ('x', 1.0),
+}
+DEFAULT_GOAL = ('x', 1.5)
+
+
+def goal_of(impl, op):
+    for key in ((impl, op), (impl, None)):
+        if key in GOALS:
+            return GOALS[key]
+    return DEFAULT_GOAL
+
+
+def judge(goal, ratio, items, megabytes):
+    """The goal as text and whether the figure meets it (a known price
+    always does)."""
+    if isinstance(goal, str):
+        return goal, True
+    kind, n = goal
+    if kind == 'x':
+        return f'goal <= {n:.2f}x', ratio <= n
+    value = items if kind == 'items/s' else megabytes
+    return f'goal >= {n:,.0f} {kind}', value is not None and value >= n
+
+
 # The CSV starts at its "name," header; a --benchmark_out file has the run's
 # context above it.
 lines = sys.stdin.readlines()
 start = next((i for i, l in enumerate(lines) if l.startswith('name,')), len(lines))
 rows = {}
+missed = 0
 for row in csv.DictReader(lines[start:]):
+    if row.get('error_occurred') == 'true':
+        print(f'{row["name"]}: ERROR {row.get("error_message", "")}')
+        missed += 1
+        continue
     m = re.match(r'BM_(\w+)<(\w+)>(?:/(\d+))?', row.get('name', ''))
     if m and row.get('real_time'):
         rows[m.groups()] = row
@@ -53,9 +104,15 @@ for (op, impl, size), row in rows.items():
     base = rows.get((op, BASELINE.get(impl), size))
     if base:
         ratio = float(row['real_time']) / float(base['real_time'])
-        rate = row.get('items_per_second')
-        rate = f'  {float(rate):12,.0f} items/s' if rate else ''
-        bytes_rate = row.get('bytes_per_second')
-        if bytes_rate:
-            rate += f'  {float(bytes_rate) / 1e6:10,.1f} MB/s'
-        print(f'{impl:>14} {op:<10} {size or "":>8}: {ratio:5.2f}x of {BASELINE[impl]}{rate}')
+        items = float(row['items_per_second']) if row.get('items_per_second') else None
+        megabytes = (float(row['bytes_per_second']) / 1e6
+                     if row.get('bytes_per_second') else None)
+        rate = f'  {items:12,.0f} items/s' if items is not None else ''
+        if megabytes is not None:
+            rate += f'  {megabytes:10,.1f} MB/s'
+        goal, met = judge(goal_of(impl, op), ratio, items, megabytes)
+        missed += not met
+        verdict = '' if isinstance(goal_of(impl, op), str) else (': met' if met else ': MISSED')
+        print(f'{impl:>14} {op:<10} {size or "":>8}: {ratio:5.2f}x of {BASELINE[impl]}{rate}'
+              f'  [{goal}{verdict}]')
+sys.exit(1 if missed and '--fail-on-miss' in sys.argv else 0)

@@ -31,11 +31,21 @@ function(flowspec_library target)
   set(FLOWSPEC_EXPORT_SETS ${FLOWSPEC_EXPORT_SETS} ${ARG_NAMESPACE}Targets CACHE INTERNAL "")
 endfunction()
 
-# flowspec_test(<name> SOURCES <src>... LIBS <target>...)
-# A GoogleTest executable registered with CTest, one CTest test per case.
+# flowspec_test(<name> SOURCES <src>... LIBS <target>... [LABELS <label>...])
+# A GoogleTest executable registered with CTest, one CTest test per case,
+# each carrying LABELS (the tsan preset runs the tests labelled "threads").
+# With FLOWSPEC_TEST_THREAD_SAFE_PTRS the program makes every reference count
+# atomic before main (tests/ThreadSafePtrs.cpp).
 function(flowspec_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "" "SOURCES;LIBS;LABELS" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
+  if(FLOWSPEC_TEST_THREAD_SAFE_PTRS)
+    target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/ThreadSafePtrs.cpp)
+  endif()
   target_link_libraries(${name} PRIVATE ${ARG_LIBS} GTest::gtest GTest::gtest_main Threads::Threads)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+  if(ARG_LABELS)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES LABELS "${ARG_LABELS}")
+  else()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60)
+  endif()
 endfunction()
