@@ -26,5 +26,7 @@
 #include "Flowspec/values/TrafficAction.h"
 #include "Flowspec/values/TrafficRedirect.h"
 #include "Flowspec/values/UnsupportedQual.h"
+#include "Flowspec/wire/ActionCodec.h"
 #include "Flowspec/wire/KeyComponents.h"
+#include "Flowspec/wire/NlriCodec.h"
 #include "Flowspec/wire/Precedence.h"
