@@ -2,6 +2,8 @@
 
 #include "Flowspec/wire/KeyComponents.h"
 
+#include "WireTestUtil.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -13,12 +15,8 @@ using Prefix = Ipkit::IpGenPrefix;
 
 namespace {
 
-// A key of family `af` from its command-line text.
 FlowspecKey key(char const* cli, Ipkit::AddressFamily af = Ipkit::ipv4) {
-   FlowspecKey k;
-   EXPECT_TRUE(k.copyInStrCli(cli)) << cli;
-   k.addressFamilyIs(af);
-   return k;
+   return WireTest::cliKey(cli, af);
 }
 
 Prefix prefix(char const* text) {
@@ -211,11 +209,7 @@ TEST(Precedence, IsAStrictWeakOrderOverMixedKeys) {
 
 TEST(Precedence, KeysTheWireCannotCarryStillCompareWithoutAborting) {
    auto raw = [](std::initializer_list<std::pair<std::uint16_t, std::uint32_t>> words) {
-      FlowspecKey k;
-      k.addressFamilyIs(Ipkit::ipv4);
-      for (auto [index, word] : words)
-         k.matchOpValIs(index, MatchOpVal(word));
-      return k;
+      return WireTest::rawKey(Ipkit::ipv4, words);
    };
    struct Case {
       char const* what;
