@@ -56,6 +56,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -84,7 +85,8 @@ struct RouteTarget {
 std::string routeTargetText(RouteTarget const& rt);
 
 /// The caller's table from route targets to the VRFs they name. Encoding
-/// looks a VRF up by value and takes the least route target that names it.
+/// looks a VRF up by value and takes the least route target that names it
+/// and whose numbers fit its form (the 2-byte field of each form).
 using RouteTargetVrfs = std::map<RouteTarget, Vrf::VrfIdMap::VrfId>;
 
 /// The unit of a rate limit: RuleConfig holds the number, not the unit.
@@ -110,21 +112,32 @@ void ruleActionsIs(RuleConfig& rule, RuleActions const& actions);
 
 /// What decoding passed over, or encoding could not write.
 enum class ActionIssueReason : std::uint8_t {
-   notAnAction,     ///< a community that carries no flowspec action
-   attributeLength, ///< the attribute is not a whole number of communities
-   reservedBits,    ///< bits that must be zero are not (the community is not taken)
-   badRate,         ///< a negative, infinite or NaN rate (not taken)
-   conflict, ///< a second, different value for one action, or actions that exclude each
-             ///< other
-   routeTargetUnknown, ///< a redirect route target not in the caller's table (not
-                       ///< taken)
-   nextHopMissing,     ///< redirect to the next hop (08 00) without one from the caller
-   // encode
-   invalidFlag,            ///< actionFieldSet.invalid: nothing to encode
-   vrfWithoutRouteTarget,  ///< a redirect VRF that no route target of the table names
-   dscpTooLarge,           ///< trafficMarkingDscp above 63
-   redirectAddressMissing, ///< trafficRedirect flagged, but neither a VRF nor an
-                           ///< address
+   /// A community that carries no flowspec action.
+   notAnAction,
+   /// The attribute is not a whole number of communities.
+   attributeLength,
+   /// Bits that must be zero are not; the community is not taken.
+   reservedBits,
+   /// A negative, infinite or NaN rate; not taken.
+   badRate,
+   /// A second, different value for one action, or actions that exclude each
+   /// other (two redirects, a rate in bytes and one in packets, drop and a
+   /// rate); none of them is taken.
+   conflict,
+   /// A redirect route target missing from the caller's table; not taken.
+   routeTargetUnknown,
+   /// Redirect to the next hop (0800) while the caller gave none.
+   nextHopMissing,
+   /// Encode: actionFieldSet.invalid, which has no community.
+   invalidFlag,
+   /// Encode: a redirect VRF that no route target of the table names.
+   vrfWithoutRouteTarget,
+   /// Encode: trafficMarkingDscp above 63.
+   dscpTooLarge,
+   /// Encode: trafficRedirect flagged with neither a VRF nor an address.
+   redirectAddressMissing,
+   /// Encode: a copy flag on a redirect to a VRF, which no community carries.
+   copyWithoutAddress,
 };
 
 /// A sentence for `reason`, lower case, no final period.
@@ -132,16 +145,16 @@ char const* actionIssueText(ActionIssueReason reason) noexcept;
 
 struct ActionIssue {
    ActionIssueReason reason = ActionIssueReason::notAnAction;
-   /// Decode: the offset of the community in the attribute. Encode: 0.
-   std::size_t offset = 0;
+   /// Decode: the offset of the community in the attribute. Encode: none.
+   std::optional<std::size_t> offset;
    /// The community's type and subtype (0x8006, ...), 0 when none.
    std::uint16_t typeSubtype = 0;
 
    friend bool operator==(ActionIssue const&, ActionIssue const&) = default;
 };
 
-/// "offset 8: community 80 08: redirect route target not in the table", or
-/// without the parts that do not apply.
+/// "offset 8: community 8008: route target not in the table", without the
+/// offset for encode issues and without the community where there is none.
 std::string actionIssueMessage(ActionIssue const& issue);
 
 struct ActionDecodeResult {

@@ -1,6 +1,7 @@
 #include "Flowspec/wire/NlriCodec.h"
 
 #include "Flowspec/wire/KeyComponents.h"
+#include "Flowspec/wire/ReasonTable.h"
 #include "Ipkit/IpAddr.h"
 #include "Ipkit/IpGenPrefix.h"
 
@@ -62,16 +63,7 @@ constexpr ReasonText reasonTexts[] = {
     {NlriReason::outOfMemory, "out of memory"},
 };
 static_assert(std::size(reasonTexts) == std::size_t(NlriReason::outOfMemory) + 1);
-constexpr bool reasonTextsInOrder() {
-   for (std::size_t i = 0; i < std::size(reasonTexts); ++i)
-      if (std::size_t(reasonTexts[i].reason) != i) return false;
-   return true;
-}
-static_assert(reasonTextsInOrder());
-
-unsigned addressBits(Ipkit::AddressFamily af) noexcept {
-   return af == Ipkit::ipv4 ? 32 : 128;
-}
+static_assert(ReasonTable::inOrder(reasonTexts));
 
 std::string componentPart(std::uint8_t type) {
    std::string s = "type " + std::to_string(type);
@@ -290,8 +282,7 @@ ComponentTypeInfo const& componentTypeInfo(unsigned type) noexcept {
 }
 
 char const* nlriReasonText(NlriReason reason) noexcept {
-   auto i = static_cast<std::size_t>(reason);
-   return i < std::size(reasonTexts) ? reasonTexts[i].text : "unknown reason";
+   return ReasonTable::text(reasonTexts, reason, "unknown reason");
 }
 
 std::string nlriErrorMessage(NlriError const& error) {
