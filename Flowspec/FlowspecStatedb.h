@@ -30,3 +30,5 @@
 #include "Flowspec/wire/KeyComponents.h"
 #include "Flowspec/wire/NlriCodec.h"
 #include "Flowspec/wire/Precedence.h"
+#include "Flowspec/wire/Mrt.h"
+#include "Flowspec/wire/Update.h"
