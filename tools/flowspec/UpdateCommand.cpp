@@ -580,9 +580,14 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
       j.endObject();
       j.end();
    } else {
-      out << path << ": " << s.records << " records, " << s.updates << " UPDATEs, "
-          << s.otherMessages << " other messages, " << s.skippedRecords
-          << " other records skipped, " << s.errors.size() << " unreadable\n";
+      auto const count = [](std::size_t n, std::string const& thing) {
+         return std::to_string(n) + " " + thing + (n == 1 ? "" : "s");
+      };
+      out << path << ": " << count(s.records, "record") << ", "
+          << count(s.updates, "UPDATE") << ", "
+          << count(s.otherMessages, "other BGP message") << ", "
+          << count(s.skippedRecords, "other record") << " skipped, "
+          << count(s.errors.size(), "unreadable record") << "\n";
       for (auto const& u : updates) {
          out << "\nUPDATE at offset " << u.offset << ", time " << u.timestamp
              << ", peer " << peer(u) << " AS " << u.peerAs << '\n';

@@ -455,6 +455,72 @@ TEST(Update, AnNlriThatDoesNotDecodeIsTreatAsWithdrawAndKeptAsBytes) {
    EXPECT_EQ(keys(w.withdrawn), std::vector<std::string>{key4});
 }
 
+TEST(Update, ActionsComeFromTheExtendedCommunities) {
+   // Rate 0 (drop) and a route target that is no action: the route target is
+   // passed over as a note, the rule is announced.
+   Bytes const m =
+       update(mp + attrsAfterMp + attr(0xc0, 16, "0002fde800000064 8006000000000000"));
+   UpdateContents const u = readUpdate(m);
+   EXPECT_EQ(u.action, UpdateAction::accept);
+   ASSERT_EQ(u.announced.size(), 1u);
+   EXPECT_TRUE(u.announced[0].actions.actionFieldSet.trafficDrop());
+   ASSERT_EQ(u.notes.size(), 1u);
+   EXPECT_EQ(u.notes[0].offset, 54u);
+   EXPECT_EQ(u.notes[0].reason,
+             "EXTENDED_COMMUNITIES: community 0002: not a flowspec action");
+
+   // No flowspec action at all: RFC 8955 section 7's default, accept.
+   UpdateContents const none = readUpdate(update(mp + attrsAfterMp));
+   ASSERT_EQ(none.announced.size(), 1u);
+   EXPECT_TRUE(none.announced[0].actions.actionFieldSet.trafficPermit());
+
+   // Two different rates cannot be decoded (RFC 8955 section 10, RFC 7606
+   // section 7.14): treat-as-withdraw.
+   UpdateContents const conflict = readUpdate(
+       update(mp + attrsAfterMp + attr(0xc0, 16, "8006000000000000 8006000046160000")));
+   EXPECT_EQ(conflict.action, UpdateAction::treatAsWithdraw);
+   EXPECT_EQ(keys(conflict.withdrawn), std::vector<std::string>{key4});
+   ASSERT_FALSE(conflict.problems.empty());
+   EXPECT_EQ(conflict.problems[0].offset, 62u);
+   EXPECT_EQ(
+       conflict.problems[0].reason.rfind("EXTENDED_COMMUNITIES: community 8006: ", 0),
+       0u)
+       << conflict.problems[0].reason;
+
+   // Redirect to the next hop (08 00): the address is the MP_REACH_NLRI's.
+   UpdateContents const nh =
+       readUpdate(update(mpReach(nlri4, "0001 85", "04 c0000201") + attrsAfterMp +
+                         attr(0xc0, 16, "0800000000000001")));
+   ASSERT_EQ(nh.action, UpdateAction::accept);
+   ASSERT_EQ(nh.announced.size(), 1u);
+   TrafficRedirect const& r = nh.announced[0].actions.trafficRedirect;
+   EXPECT_EQ(r.addr().stringValue(), "192.0.2.1");
+   EXPECT_TRUE(r.copy());
+   EXPECT_TRUE(nh.announced[0].actions.actionFieldSet.trafficRedirect());
+
+   // Redirects to a VRF through the caller's route targets, both ways.
+   UpdateOptions o;
+   o.routeTargets = {{{RouteTarget::Form::as2, 65000, 100}, 5}};
+   Bytes const vrf = update(mp + attrsAfterMp + attr(0xc0, 16, "8008fde800000064"));
+   UpdateContents const v = readUpdate(vrf, o);
+   ASSERT_EQ(v.announced.size(), 1u);
+   EXPECT_EQ(v.announced[0].actions.trafficRedirect.vrfId(), 5u);
+   UpdateBuildOptions b;
+   b.routeTargets = o.routeTargets;
+   UpdateBuild const back = buildUpdates(v.announced, {}, b);
+   ASSERT_EQ(back.messages.size(), 1u);
+   EXPECT_EQ(back.messages[0], vrf);
+   // Without the table the redirect is not taken, and said so.
+   UpdateContents const unknown = readUpdate(vrf);
+   EXPECT_EQ(unknown.action, UpdateAction::accept);
+   ASSERT_EQ(unknown.notes.size(), 1u);
+   EXPECT_FALSE(unknown.announced.at(0).actions.actionFieldSet.trafficRedirect());
+   EXPECT_EQ(
+       buildUpdates(v.announced, {})
+           .error.rfind("the actions of " + std::string(key4) + " do not encode: ", 0),
+       0u);
+}
+
 TEST(Update, BaseOffsetMovesEveryOffset) {
    UpdateOptions o;
    o.baseOffset = 1000;
