@@ -56,6 +56,9 @@ struct CorpusRule {
    std::uint64_t rd = 0;
    /// The rule as we read what GoBGP writes, where that is not `line`.
    char const* gobgpReads = "";
+   /// The rate is in packets a second (RFC 8955 section 7.1, 0x800c), which
+   /// a rule file cannot say.
+   bool packets = false;
 };
 
 std::vector<CorpusRule> const corpus = {
@@ -219,6 +222,16 @@ std::vector<CorpusRule> const corpus = {
      "flow destination-ipv4 10.0.11.0/24 destination-port =53 origin igp as-path [ "
      "65004 ]",
      "[destination: 10.0.11.0/24][destination-port: ==53]|[{Origin: i}]"},
+    // RFC 8955 section 7.1 adds traffic-rate-packets (0x800c) to RFC 5575's
+    // rate in bytes. Neither peer can say it, and neither reads it: ExaBGP
+    // and GoBGP show the community as a bare number.
+    {"rate in packets a second", "vrf default ipv4 10.0.13.0/24;*;IP:=17; rate 100", "",
+     "",
+     "flow destination-ipv4 10.0.13.0/24 protocol =udp origin igp as-path [ 65004 ] "
+     "extended-community 0x800C000042C80000",
+     "[destination: 10.0.13.0/24][protocol: ==udp]|[{Origin: i} {Extcomms: "
+     "[3377700840931328]}]",
+     0, "", true},
     {"VPN (SAFI 134), route distinguisher 65000:1; drop",
      "vrf default ipv4 10.0.12.0/24;*;IP:=17; drop",
      "rd 65000:1 match destination 10.0.12.0/24 protocol udp then discard",
@@ -272,6 +285,7 @@ FlowspecRoute routeOf(FlowspecTool::RuleLine const& l, CorpusRule const& row) {
    r.key = l.key;
    r.key.vrfIdIs(Vrf::VrfIdMap::noVrfId);
    r.actions = actionsOf(l);
+   if (row.packets) r.actions.rateUnit = RateUnit::packets;
    if (row.rd) {
       r.safi = safiFlowspecVpn;
       r.routeDistinguisher = row.rd;
