@@ -5,6 +5,7 @@
 //   flowspec key TEXT          shows one rule key (see KeyCommand.cpp)
 //   flowspec help [COMMAND]    help; also COMMAND --help
 #include "Commands.h"
+#include "NlriCommand.h"
 
 #include <exception>
 #include <filesystem>
@@ -115,6 +116,10 @@ Command const commands[] = {
    {"describe", describeHelp,
     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
        return describeCommand(a, o, e);
+    }},
+   {"nlri", nlriHelp,
+    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+       return nlriCommand(a, o, e);
     }},
 };
 
