@@ -6,7 +6,8 @@
 // The decoder must return, never throw or abort, and never read outside the
 // bytes (the sanitizers watch). What it reads must hold:
 //
-//   - every key it decodes has the family asked for and no VRF;
+//   - every key it decodes has the family asked for and no VRF, and the key
+//     it decodes into again and again reads what a fresh key reads;
 //   - decoding stops either at the end of the bytes or at its error, whose
 //     offsets lie within the bytes;
 //   - each key encodes, with the same route distinguisher, to an NLRI of the
@@ -42,7 +43,8 @@ std::string hex(std::span<std::uint8_t const> bytes) {
 void checkKey(FlowspecKey const& key, std::span<std::uint8_t const> nlri, NlriSafi safi,
               std::uint64_t rd, Ipkit::AddressFamily af) {
    std::string const where = "NLRI " + hex(nlri) + " as " + key.toStrepCli().str();
-   FUZZ_CHECK(key.addressFamily() == af && key.vrfId() == Vrf::VrfIdMap::noVrfId, where);
+   FUZZ_CHECK(key.addressFamily() == af && key.vrfId() == Vrf::VrfIdMap::noVrfId,
+              where);
    std::vector<std::uint8_t> out;
    auto error = encodeNlri(key, out, safi, rd);
    FUZZ_CHECK(!error, where + ": " + nlriEncodeErrorMessage(*error));
@@ -52,11 +54,11 @@ void checkKey(FlowspecKey const& key, std::span<std::uint8_t const> nlri, NlriSa
    FlowspecKey again;
    std::uint64_t rd2 = 0;
    auto refused = decodeOneNlri(out, offset, af, again, safi, &rd2);
-   FUZZ_CHECK(!refused, where + ": its encoding " + hex(out) + " is refused: " +
-                           nlriErrorMessage(*refused));
+   FUZZ_CHECK(!refused, where + ": its encoding " + hex(out) +
+                            " is refused: " + nlriErrorMessage(*refused));
    FUZZ_CHECK(offset == out.size() && again == key && rd2 == rd,
               where + ": its encoding " + hex(out) + " decodes as " +
-                 again.toStrepCli().str());
+                  again.toStrepCli().str());
    std::vector<std::uint8_t> out2;
    FUZZ_CHECK(!encodeNlri(again, out2, safi, rd) && out2 == out, where);
    FUZZ_CHECK(comparePrecedence(key, again) == 0, where);
@@ -74,14 +76,20 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
    FlowspecKey previous;
    bool havePrevious = false;
    std::size_t offset = 0;
+   FlowspecKey key; // decoded into again and again, as a receiver does
    while (offset < bytes.size()) {
-      FlowspecKey key;
       std::uint64_t rd = 0;
       std::size_t const start = offset;
       auto error = decodeOneNlri(bytes, offset, af, key, safi, &rd);
+      // A fresh key reads the same, and is refused alike.
+      FlowspecKey fresh;
+      std::size_t freshOffset = start;
+      auto freshError = decodeOneNlri(bytes, freshOffset, af, fresh, safi);
+      FUZZ_CHECK(fresh == key && freshOffset == offset && freshError == error,
+                 hex(bytes));
       if (error) {
          FUZZ_CHECK(offset == start && error->nlriOffset == start &&
-                       error->offset <= bytes.size() && error->offset >= start,
+                        error->offset <= bytes.size() && error->offset >= start,
                     nlriErrorMessage(*error));
          break;
       }
@@ -91,7 +99,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
          int const ab = comparePrecedence(previous, key);
          FUZZ_CHECK(ab == -comparePrecedence(key, previous), hex(bytes));
       }
-      previous = std::move(key);
+      previous = key;
       havePrevious = true;
    }
 
