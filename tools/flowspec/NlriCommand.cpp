@@ -2,7 +2,6 @@
 #include "NlriCommand.h"
 
 #include "Json.h"
-#include "KeyParse.h"
 
 #include "Flowspec/wire/NlriCodec.h"
 
@@ -18,6 +17,21 @@ namespace {
 constexpr std::string_view nlriUsage =
     "flowspec nlri decode ipv4|ipv6 HEX [--json]\n"
     "       flowspec nlri encode ipv4|ipv6 KEY [--json]";
+
+// `text` with every byte outside printable ASCII written as \xNN.
+std::string printable(std::string_view text) {
+   std::string s;
+   for (unsigned char c : text) {
+      if (c >= 0x20 && c < 0x7f) {
+         s += static_cast<char>(c);
+      } else {
+         char b[8];
+         std::snprintf(b, sizeof b, "\\x%02x", c);
+         s += b;
+      }
+   }
+   return s;
+}
 
 int usage(std::string const& problem, std::ostream& err) {
    return usageError("nlri", nlriUsage, problem, err);
@@ -180,14 +194,14 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
 
 int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view text,
            bool json, std::ostream& out, std::ostream& err) {
+   // The library's own reader of the command-line form, as on every branch
+   // of the tool; it says only whether it read the text.
    Flowspec::FlowspecKey key;
-   std::string why;
-   if (!parseKeyCli(text, key, why)) {
-      err << "flowspec nlri: " << printable(why) << '\n';
+   if (!key.copyInStrCli(Vex::String(std::string(text)))) {
+      err << "flowspec nlri: '" << printable(text)
+          << "' is not a rule key in the command-line form ('flowspec key --help' "
+             "describes it)\n";
       return exitRefused;
-   }
-   if (std::string too = oversizedNumber(text); !too.empty()) {
-      err << "flowspec nlri: warning: " << too << "; the key keeps its low 32 bits\n";
    }
    key.addressFamilyIs(af);
    std::vector<std::uint8_t> bytes;
@@ -218,7 +232,7 @@ int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
 } // namespace
 
 std::string nlriHelp() {
-   return std::string(R"(usage: flowspec nlri decode ipv4|ipv6 HEX [--json]
+   return R"(usage: flowspec nlri decode ipv4|ipv6 HEX [--json]
        flowspec nlri encode ipv4|ipv6 KEY [--json]
 
 Flowspec NLRI as BGP carries them (RFC 8955 for IPv4, RFC 8956 for IPv6),
@@ -229,16 +243,15 @@ decode  reads HEX, one or more NLRI of the family, and prints each rule key in
         with blanks or colons between bytes. An NLRI the decoder refuses stops
         it: the keys before it are printed, and "offset N: reason" (the byte
         offset in HEX) goes to standard error.
-encode  reads KEY, a rule key in the command-line form, and prints its NLRI in
-        lower-case hexadecimal, the length field included.
+encode  reads KEY, a rule key in the command-line form ('flowspec key --help'
+        describes it), and prints its NLRI in lower-case hexadecimal, the
+        length field included.
 
 --json  prints a JSON object instead: the family, and per key its command-line
         form, offset, NLRI bytes and components (prefixes, and operators with
         their operator byte and value); decode adds "error", null or the
         offset, component, reason and message of the refusal.
 
-)") + keyGrammarHelp +
-          R"(
 Exit status: 0 done; 1 the NLRI or the key was refused (why goes to standard
 error); 2 usage error.
 )";
