@@ -14,6 +14,7 @@ namespace Flowspec {
 namespace {
 
 constexpr std::size_t communityBytes = 8;
+constexpr std::size_t ipv6CommunityBytes = 20;
 
 // Type and subtype of the communities this codec reads and writes.
 enum Community : std::uint16_t {
@@ -26,6 +27,7 @@ enum Community : std::uint16_t {
    redirectAs4 = 0x8208,
    redirectNextHop = 0x0800,
    redirectIpv4 = 0x010c,
+   redirectIpv6 = 0x000c, // in the IPv6 attribute
 };
 
 constexpr std::uint8_t sampleBit = 0x02;
@@ -39,7 +41,8 @@ struct IssueText {
 };
 constexpr IssueText issueTexts[] = {
     {ActionIssueReason::notAnAction, "not a flowspec action"},
-    {ActionIssueReason::attributeLength, "attribute length not a multiple of 8"},
+    {ActionIssueReason::attributeLength,
+     "attribute length not a whole number of communities"},
     {ActionIssueReason::reservedBits, "reserved bits set"},
     {ActionIssueReason::badRate, "rate negative, infinite or not a number"},
     {ActionIssueReason::conflict, "conflicts with another action"},
@@ -158,7 +161,10 @@ char const* actionIssueText(ActionIssueReason reason) noexcept {
 
 std::string actionIssueMessage(ActionIssue const& issue) {
    std::string s;
-   if (issue.offset) s += "offset " + std::to_string(*issue.offset) + ": ";
+   if (issue.offset) {
+      s += issue.ipv6Attribute ? "IPv6 attribute offset " : "offset ";
+      s += std::to_string(*issue.offset) + ": ";
+   }
    if (issue.typeSubtype) {
       char buf[24];
       std::snprintf(buf, sizeof buf, "community %04x: ", unsigned(issue.typeSubtype));
@@ -169,7 +175,8 @@ std::string actionIssueMessage(ActionIssue const& issue) {
 
 ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
                                  RouteTargetVrfs const& routeTargets,
-                                 Ipkit::IpGenAddr const& nextHop) {
+                                 Ipkit::IpGenAddr const& nextHop,
+                                 std::span<std::uint8_t const> ipv6Ec) {
    ActionDecodeResult result;
    auto issue = [&](ActionIssueReason reason, std::size_t offset, std::uint16_t ts) {
       result.issues.push_back({.reason = reason, .offset = offset, .typeSubtype = ts});
@@ -252,6 +259,30 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
       }
    }
    if (whole != ec.size()) issue(ActionIssueReason::attributeLength, whole, 0);
+
+   std::size_t const whole6 = ipv6Ec.size() - ipv6Ec.size() % ipv6CommunityBytes;
+   auto issue6 = [&](ActionIssueReason reason, std::size_t offset, std::uint16_t ts) {
+      result.issues.push_back({.reason = reason,
+                               .offset = offset,
+                               .typeSubtype = ts,
+                               .ipv6Attribute = true});
+   };
+   for (std::size_t off = 0; off < whole6; off += ipv6CommunityBytes) {
+      std::uint8_t const* c = ipv6Ec.data() + off;
+      std::uint16_t const ts = be16(c);
+      if (ts != redirectIpv6) {
+         issue6(ActionIssueReason::notAnAction, off, ts);
+      } else if (c[18] || (c[19] & ~copyBit)) {
+         issue6(ActionIssueReason::reservedBits, off, ts);
+      } else {
+         Ipkit::Ip6Addr::Bytes address;
+         std::copy(c + 2, c + 18, address.begin());
+         TrafficRedirect r(Vrf::VrfIdMap::noVrfId, Ipkit::Ip6Addr(address),
+                           c[19] & copyBit);
+         if (redirect.offer(r)) issue6(ActionIssueReason::conflict, off, ts);
+      }
+   }
+   if (whole6 != ipv6Ec.size()) issue6(ActionIssueReason::attributeLength, whole6, 0);
 
    RuleActions& a = result.actions;
    ActionFieldSet flags;
@@ -361,11 +392,17 @@ ActionEncodeResult encodeActions(RuleActions const& actions,
    if (redirectIp) {
       TrafficRedirect const& r = actions.trafficRedirect;
       std::uint8_t const copy = r.copy() ? copyBit : 0;
-      if (r.addr().af() == Ipkit::ipv4 && !options.redirectIpAsNextHop) {
-         w.community(redirectIpv4).u32(r.addr().v4().value()).u8(0).u8(copy);
-      } else {
+      if (options.redirectIpAsNextHop) {
          w.community(redirectNextHop).zeros(5).u8(copy);
          result.nextHop = r.addr();
+      } else if (r.addr().af() == Ipkit::ipv4) {
+         w.community(redirectIpv4).u32(r.addr().v4().value()).u8(0).u8(copy);
+      } else {
+         Writer w6(result.ipv6ExtendedCommunities);
+         w6.community(redirectIpv6);
+         for (std::uint8_t b : r.addr().bytes())
+            w6.u8(b);
+         w6.u8(0).u8(copy);
       }
    }
    return result;

@@ -149,12 +149,15 @@ struct ActionIssue {
    std::optional<std::size_t> offset;
    /// The community's type and subtype (0x8006, ...), 0 when none.
    std::uint16_t typeSubtype = 0;
+   /// Decode: the community is one of the IPv6 attribute (20 bytes each).
+   bool ipv6Attribute = false;
 
    friend bool operator==(ActionIssue const&, ActionIssue const&) = default;
 };
 
-/// "offset 8: community 8008: route target not in the table", without the
-/// offset for encode issues and without the community where there is none.
+/// "offset 8: community 8008: route target not in the table" ("IPv6
+/// attribute offset 20: ..." for the IPv6 attribute), without the offset for
+/// encode issues and without the community where there is none.
 std::string actionIssueMessage(ActionIssue const& issue);
 
 struct ActionDecodeResult {
@@ -165,20 +168,32 @@ struct ActionDecodeResult {
 };
 
 /// Decodes the value of an EXTENDED_COMMUNITIES attribute (8 bytes a
-/// community). `routeTargets` maps redirect targets to VRFs; `nextHop` is the
-/// UPDATE's next hop, the address of a redirect-to-IP community 08 00. Never
-/// throws but for memory, never aborts.
-ActionDecodeResult decodeActions(std::span<std::uint8_t const> extendedCommunities,
-                                 RouteTargetVrfs const& routeTargets,
-                                 Ipkit::IpGenAddr const& nextHop = {});
+/// community) and of an IPV6_ADDRESS_SPECIFIC_EXTENDED_COMMUNITY attribute
+/// (RFC 5701, 20 bytes a community), whose one flowspec action is the
+/// redirect to IPv6 of draft-ietf-idr-flowspec-redirect:
+///
+///   | type sub | value (18 bytes)                        | RuleConfig          |
+///   | 000c     | IPv6 (16), then 00 and 0000000C: C copy | trafficRedirect.addr|
+///   |          |                                         |   and .copy         |
+///
+/// (ExaBGP's redirect-to-nexthop-ietf for IPv6.) `routeTargets` maps
+/// redirect targets to VRFs; `nextHop` is the UPDATE's next hop, the address
+/// of a redirect-to-IP community 08 00. The redirects of both attributes are
+/// one action: two that differ conflict. Never throws but for memory, never
+/// aborts.
+ActionDecodeResult
+decodeActions(std::span<std::uint8_t const> extendedCommunities,
+              RouteTargetVrfs const& routeTargets, Ipkit::IpGenAddr const& nextHop = {},
+              std::span<std::uint8_t const> ipv6ExtendedCommunities = {});
 
 /// How to encode what has more than one form.
 struct ActionEncodeOptions {
    /// The AS field of the rate communities (informational, RFC 8955 7.1).
    std::uint16_t rateAs = 0;
-   /// Redirect to an IPv4 address: false writes 01 0c with the address;
-   /// true writes 08 00 and hands the address back as nextHop, for the
-   /// caller to put in the UPDATE. An IPv6 address always goes as next hop.
+   /// Redirect to an address: false writes it in a community (01 0c for
+   /// IPv4, 000c in the IPv6 attribute for IPv6); true writes 08 00 and
+   /// hands the address back as nextHop, for the caller to put in the
+   /// UPDATE.
    bool redirectIpAsNextHop = false;
 };
 
@@ -186,6 +201,9 @@ struct ActionEncodeResult {
    /// The communities, 8 bytes each, in the order of the table above
    /// (rate, action, redirect, marking, redirect to IP).
    std::vector<std::uint8_t> extendedCommunities;
+   /// The IPv6 attribute's communities, 20 bytes each (a redirect to IPv6),
+   /// or none.
+   std::vector<std::uint8_t> ipv6ExtendedCommunities;
    /// The next hop the UPDATE must carry for a 08 00 community, else empty.
    Ipkit::IpGenAddr nextHop;
    /// What could not be written; the rest was.

@@ -26,6 +26,18 @@ void KeyComponents::problemIs(KeyShapeProblem p, std::uint16_t pairIndex) noexce
 }
 
 KeyComponents::KeyComponents(FlowspecKey const& key) {
+   std::size_t const count = key.matchOpVals();
+   if (count <= inlinePairs) {
+      pairs_ = pairArray_.data();
+      components_ = componentArray_.data();
+   } else {
+      pairVector_.resize(count);
+      componentVector_.resize(count);
+      pairs_ = pairVector_.data();
+      components_ = componentVector_.data();
+   }
+   WirePair* p = pairs_;
+   WireComponent* c = components_;
    std::uint16_t position = 0;
    bool previousEnded = true;
    MatchCompType previousType = MatchCompType::invalid;
@@ -65,25 +77,24 @@ KeyComponents::KeyComponents(FlowspecKey const& key) {
          break;
       }
       if (previousEnded || type != previousType) {
-         if (components_.size() > 0)
-            pairs_.data()[pairs_.size() - 1].op |= endOfListBit;
-         components_.push({.type = type,
-                           .first = static_cast<std::uint16_t>(pairs_.size()),
-                           .count = 0});
+         if (c != components_) p[-1].op |= endOfListBit;
+         *c++ = {
+             .type = type, .first = static_cast<std::uint16_t>(p - pairs_), .count = 0};
       }
-      ++components_.data()[components_.size() - 1].count;
+      ++c[-1].count;
       previousEnded = (op & endOfListBit) != 0;
       previousType = type;
-      pairs_.push({.op = static_cast<std::uint8_t>(op & ~endOfListBit),
-                   .value = value,
-                   .keyIndex = index});
+      *p++ = {.op = static_cast<std::uint8_t>(op & ~endOfListBit),
+              .value = value,
+              .keyIndex = index};
    }
-   if (pairs_.size() > 0) pairs_.data()[pairs_.size() - 1].op |= endOfListBit;
+   if (p != pairs_) p[-1].op |= endOfListBit;
+   componentCount_ = static_cast<std::size_t>(c - components_);
 
    // Stable insertion sort by type: keys hold a handful of components, and
    // most arrive sorted already.
-   WireComponent* c = components_.data();
-   std::size_t n = components_.size();
+   c = components_;
+   std::size_t const n = componentCount_;
    for (std::size_t k = 1; k < n; ++k) {
       WireComponent moving = c[k];
       std::size_t j = k;
@@ -93,7 +104,7 @@ KeyComponents::KeyComponents(FlowspecKey const& key) {
    }
    for (std::size_t k = 1; k < n; ++k)
       if (c[k].type == c[k - 1].type)
-         problemIs(KeyShapeProblem::repeatedType, pairs_.data()[c[k].first].keyIndex);
+         problemIs(KeyShapeProblem::repeatedType, pairs_[c[k].first].keyIndex);
 }
 
 } // namespace Flowspec

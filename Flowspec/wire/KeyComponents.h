@@ -16,7 +16,7 @@
 // comparison still sees every pair.
 //
 // Cost: one walk of the key's pairs; nothing is allocated for keys of up to
-// 48 pairs and 16 components.
+// 48 pairs.
 #pragma once
 
 #include "Flowspec/values/FlowspecKey.h"
@@ -30,23 +30,24 @@
 
 namespace Flowspec {
 
-/// One operator-value pair as the wire carries it.
+/// One operator-value pair as the wire carries it. (No member initializers:
+/// KeyComponents keeps arrays of them that it does not clear.)
 struct WirePair {
    /// The operator byte of RFC 8955 section 4.2.1.1 (numeric) or 4.2.1.2
    /// (bitmask), its end-of-list bit set exactly on the last pair of its
    /// component.
-   std::uint8_t op = 0;
+   std::uint8_t op;
    /// The operand; on the wire it takes 1 << len bytes, most significant first.
-   std::uint32_t value = 0;
+   std::uint32_t value;
    /// The key index of the pair (of its high half for a 4-byte value).
-   std::uint16_t keyIndex = 0;
+   std::uint16_t keyIndex;
 };
 
 /// One component: a type and its pairs, pairs()[first, first + count).
 struct WireComponent {
-   MatchCompType type = MatchCompType::invalid;
-   std::uint16_t first = 0;
-   std::uint16_t count = 0;
+   MatchCompType type;
+   std::uint16_t first;
+   std::uint16_t count;
 };
 
 /// What a key holds that the wire cannot carry; the first met is kept.
@@ -79,11 +80,11 @@ public:
 
    /// The components in ascending type order.
    std::span<WireComponent const> components() const noexcept {
-      return components_.span();
+      return {components_, componentCount_};
    }
    /// The pairs of one component, in the order they are evaluated.
    std::span<WirePair const> pairs(WireComponent const& c) const noexcept {
-      return pairs_.span().subspan(c.first, c.count);
+      return {pairs_ + c.first, c.count};
    }
    /// The first problem met, or none.
    KeyShapeProblem problem() const noexcept { return problem_; }
@@ -91,36 +92,19 @@ public:
    std::uint16_t problemPair() const noexcept { return problemPair_; }
 
 private:
-   // A vector that keeps its first N members inline and moves to the heap
-   // past them.
-   template <class T, std::size_t N>
-   class Buffer {
-   public:
-      void push(T const& v) {
-         if (size_ < N) {
-            inline_[size_] = v;
-         } else {
-            if (heap_.empty()) heap_.assign(inline_.begin(), inline_.end());
-            heap_.push_back(v);
-         }
-         ++size_;
-      }
-      T* data() noexcept { return size_ <= N ? inline_.data() : heap_.data(); }
-      std::span<T const> span() const noexcept {
-         return {size_ <= N ? inline_.data() : heap_.data(), size_};
-      }
-      std::size_t size() const noexcept { return size_; }
-
-   private:
-      std::array<T, N> inline_{};
-      std::vector<T> heap_;
-      std::size_t size_ = 0;
-   };
-
    void problemIs(KeyShapeProblem p, std::uint16_t pairIndex) noexcept;
 
-   Buffer<WirePair, 48> pairs_;
-   Buffer<WireComponent, 16> components_;
+   // The pairs and components (never more than the pairs), in the arrays
+   // for keys of up to `inlinePairs` pairs, else in the vectors, sized once.
+   // Not cleared: only what was written is read.
+   static constexpr std::size_t inlinePairs = 48;
+   std::array<WirePair, inlinePairs> pairArray_;
+   std::array<WireComponent, inlinePairs> componentArray_;
+   std::vector<WirePair> pairVector_;
+   std::vector<WireComponent> componentVector_;
+   WirePair* pairs_;
+   WireComponent* components_;
+   std::size_t componentCount_ = 0;
    KeyShapeProblem problem_ = KeyShapeProblem::none;
    std::uint16_t problemPair_ = 0;
 };

@@ -82,6 +82,12 @@ public:
 
    std::optional<NlriError> run(NlriSafi safi, std::uint64_t* routeDistinguisher,
                                 std::size_t& next);
+   // Removes the key's pairs at the indices this decoder did not write.
+   void dropSurplusPairs() noexcept {
+      if (key_.matchOpVals() == pairs_) return; // it wrote 0 to pairs_ - 1
+      for (auto i = key_.matchOpValIteratorConst(); i; ++i)
+         if (i.key().value() >= pairs_) key_.matchOpValDel(i);
+   }
 
 private:
    NlriError fault(NlriReason reason, std::size_t at,
@@ -241,11 +247,6 @@ NlriReason reasonOf(KeyShapeProblem p) noexcept {
    return NlriReason::none;
 }
 
-std::size_t prefixBytes(Ipkit::IpGenPrefix const& p, Ipkit::AddressFamily af) noexcept {
-   if (p.isEmpty()) return 0;
-   return 2 + (af == Ipkit::ipv6 ? 1 : 0) + (p.len() + 7) / 8;
-}
-
 std::uint8_t* writePrefix(std::uint8_t* w, MatchCompType type,
                           Ipkit::IpGenPrefix const& p,
                           Ipkit::AddressFamily af) noexcept {
@@ -304,12 +305,15 @@ std::optional<NlriError> decodeOneNlri(std::span<std::uint8_t const> bytes,
                                        std::uint64_t* routeDistinguisher) noexcept {
    Decoder decoder(bytes, offset, af, key);
    try {
-      key.matchOpValDelAll();
+      // The pairs are overwritten from index 0 and the surplus dropped at the
+      // end: a key decoded into again keeps its nodes, and allocates none.
       key.destPrefixIs({});
       key.srcPrefixIs({});
       key.vrfIdIs(Vrf::VrfIdMap::noVrfId);
       key.addressFamilyIs(af);
-      return decoder.run(safi, routeDistinguisher, offset);
+      auto error = decoder.run(safi, routeDistinguisher, offset);
+      decoder.dropSurplusPairs();
+      return error;
    } catch (...) {
       // Only a node allocation can throw: the pair count is checked first.
       return NlriError{
@@ -359,8 +363,20 @@ std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key,
                              .component = static_cast<std::uint8_t>(
                                  key.matchOpVal(shape.problemPair()).matchType())};
    }
-   std::size_t length = safi == NlriSafi::flowspecVpn ? routeDistinguisherBytes : 0;
-   length += prefixBytes(key.destPrefix(), af) + prefixBytes(key.srcPrefix(), af);
+   // The body is written after two bytes kept for the length field; a key
+   // holds at most 2048 pairs of at most 3 bytes on the wire each (a 4-byte
+   // value takes two pairs and 5 bytes), and each component one type byte.
+   constexpr std::size_t maxBody = routeDistinguisherBytes + 2 * 19 + 4 * 2048;
+   std::uint8_t buffer[2 + maxBody];
+   std::uint8_t* const body = buffer + 2;
+   std::uint8_t* w = body;
+   if (safi == NlriSafi::flowspecVpn) {
+      for (std::size_t i = routeDistinguisherBytes; i-- > 0;)
+         *w++ = static_cast<std::uint8_t>(routeDistinguisher >> 8 * i);
+   }
+   std::uint8_t const* const components = w;
+   w = writePrefix(w, T::destPrefix, key.destPrefix(), af);
+   w = writePrefix(w, T::srcPrefix, key.srcPrefix(), af);
    for (WireComponent const& c : shape.components()) {
       if (!(af == Ipkit::ipv4 ? componentTypeInfo(unsigned(c.type)).ipv4
                               : componentTypeInfo(unsigned(c.type)).ipv6)) {
@@ -368,38 +384,33 @@ std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key,
                                 .pair = shape.pairs(c).front().keyIndex,
                                 .component = static_cast<std::uint8_t>(c.type)};
       }
-      length += 1;
-      for (WirePair const& p : shape.pairs(c))
-         length += 1 + (std::size_t(1) << (p.op >> 4 & 3));
-   }
-   if (length == (safi == NlriSafi::flowspecVpn ? routeDistinguisherBytes : 0))
-      return NlriEncodeError{NlriReason::emptyKey};
-   if (length > maxNlriLength) return NlriEncodeError{NlriReason::nlriTooLong};
-
-   std::size_t const header = length < minTwoByteLength ? 1 : 2;
-   std::size_t const begin = out.size();
-   out.resize(begin + header + length);
-   std::uint8_t* w = out.data() + begin;
-   if (header == 1) {
-      *w++ = static_cast<std::uint8_t>(length);
-   } else {
-      *w++ = static_cast<std::uint8_t>(0xf0 | length >> 8);
-      *w++ = static_cast<std::uint8_t>(length);
-   }
-   if (safi == NlriSafi::flowspecVpn) {
-      for (std::size_t i = routeDistinguisherBytes; i-- > 0;)
-         *w++ = static_cast<std::uint8_t>(routeDistinguisher >> 8 * i);
-   }
-   w = writePrefix(w, T::destPrefix, key.destPrefix(), af);
-   w = writePrefix(w, T::srcPrefix, key.srcPrefix(), af);
-   for (WireComponent const& c : shape.components()) {
       *w++ = static_cast<std::uint8_t>(c.type);
       for (WirePair const& p : shape.pairs(c)) {
          *w++ = p.op;
-         for (std::size_t i = std::size_t(1) << (p.op >> 4 & 3); i-- > 0;)
-            *w++ = static_cast<std::uint8_t>(p.value >> 8 * i);
+         switch (p.op >> 4 & 3) {
+         case 2:
+            *w++ = static_cast<std::uint8_t>(p.value >> 24);
+            *w++ = static_cast<std::uint8_t>(p.value >> 16);
+            [[fallthrough]];
+         case 1:
+            *w++ = static_cast<std::uint8_t>(p.value >> 8);
+            [[fallthrough]];
+         default:
+            *w++ = static_cast<std::uint8_t>(p.value);
+         }
       }
    }
+   if (w == components) return NlriEncodeError{NlriReason::emptyKey};
+   std::size_t const length = static_cast<std::size_t>(w - body);
+   if (length > maxNlriLength) return NlriEncodeError{NlriReason::nlriTooLong};
+   std::uint8_t* start = body;
+   if (length < minTwoByteLength) {
+      *--start = static_cast<std::uint8_t>(length);
+   } else {
+      *--start = static_cast<std::uint8_t>(length);
+      *--start = static_cast<std::uint8_t>(0xf0 | length >> 8);
+   }
+   out.insert(out.end(), start, w);
    return std::nullopt;
 }
 

@@ -14,9 +14,21 @@ int sign(int v) noexcept {
    return (v > 0) - (v < 0);
 }
 
-// Bit `bit` (0 the most significant) of an address.
-unsigned addressBit(std::span<std::uint8_t const> bytes, unsigned bit) noexcept {
-   return bytes[bit / 8] >> (7 - bit % 8) & 1;
+// Compares bits [from, to) of two addresses (bit 0 the most significant of
+// the first byte), a byte at a time under a mask: among the bits a mask
+// keeps, the first that differs decides the unsigned order of the bytes.
+int compareBits(std::span<std::uint8_t const> x, std::span<std::uint8_t const> y,
+                unsigned from, unsigned to) noexcept {
+   for (unsigned bit = from; bit < to;) {
+      unsigned const start = bit % 8;
+      unsigned const end = std::min(8U, start + (to - bit));
+      auto const mask =
+          static_cast<std::uint8_t>((0xffU >> start) & (0xffU << (8 - end)));
+      std::uint8_t const a = x[bit / 8] & mask, b = y[bit / 8] & mask;
+      if (a != b) return a < b ? -1 : 1;
+      bit += end - start;
+   }
+   return 0;
 }
 
 // The bytes of one operator list as the wire carries them, one at a time:
@@ -77,12 +89,8 @@ int comparePrefixPrecedence(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix cons
    if (a.af() != b.af()) return a.af() < b.af() ? -1 : 1;
    if (offsetA != offsetB) return offsetA < offsetB ? -1 : 1;
    unsigned common = std::min(a.len(), b.len());
-   auto x = a.addr().bytes();
-   auto y = b.addr().bytes();
-   for (unsigned bit = offsetA; bit < common; ++bit) {
-      unsigned bx = addressBit(x, bit), by = addressBit(y, bit);
-      if (bx != by) return bx < by ? -1 : 1;
-   }
+   if (int c = compareBits(a.addr().bytes(), b.addr().bytes(), offsetA, common))
+      return c;
    // One is a prefix of the other (or they are equal): the longer first.
    return sign(static_cast<int>(b.len()) - static_cast<int>(a.len()));
 }

@@ -130,7 +130,8 @@ std::uint32_t get32(Bytes b, std::size_t at) {
 // A codec's message without its leading "offset N: ", which counts from a
 // start of its own: the reader reports offsets into the message instead.
 std::string withoutOffset(std::string message) {
-   if (message.rfind("offset ", 0) == 0) {
+   if (message.rfind("offset ", 0) == 0 ||
+       message.rfind("IPv6 attribute offset ", 0) == 0) {
       std::size_t const colon = message.find(": ");
       if (colon != std::string::npos) message.erase(0, colon + 2);
    }
@@ -181,8 +182,14 @@ private:
    std::array<bool, 256> seen_{};
    bool mpParsed_ = false;
    bool nlriField_ = false;
-   std::optional<std::size_t> extCommunities_; // offset of the value
-   std::size_t extCommunitiesLen_ = 0;
+   // The values of EXTENDED_COMMUNITIES and of the IPv6 address specific
+   // extended communities, when present and whole.
+   struct Value {
+      std::size_t at = 0;
+      std::size_t len = 0;
+      bool present = false;
+   };
+   Value ext_, ext6_;
 };
 
 bool Reader::header() {
@@ -403,13 +410,11 @@ void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
       break;
    case attrExtCommunities:
       multiple(8);
-      if (len && len % 8 == 0) {
-         extCommunities_ = value;
-         extCommunitiesLen_ = len;
-      }
+      if (len && len % 8 == 0) ext_ = {value, len, true};
       break;
    case attrIpv6ExtCommunities:
       multiple(20);
+      if (len && len % 20 == 0) ext6_ = {value, len, true};
       break;
    case attrLargeCommunities:
       multiple(12);
@@ -608,15 +613,18 @@ void Reader::finish() {
       }
    }
    if (!out_.announced.empty() && out_.action < UpdateAction::treatAsWithdraw) {
-      Bytes const communities =
-          extCommunities_ ? m_.subspan(*extCommunities_, extCommunitiesLen_) : Bytes();
-      ActionDecodeResult const decoded =
-          decodeActions(communities, options_.routeTargets, out_.nextHop);
+      auto const bytesOf = [&](Value const& v) {
+         return v.present ? m_.subspan(v.at, v.len) : Bytes();
+      };
+      ActionDecodeResult const decoded = decodeActions(
+          bytesOf(ext_), options_.routeTargets, out_.nextHop, bytesOf(ext6_));
       for (ActionIssue const& issue : decoded.issues) {
+         Value const& attribute = issue.ipv6Attribute ? ext6_ : ext_;
          std::size_t const at =
-             extCommunities_.value_or(headerSize) + issue.offset.value_or(0);
-         std::string const why =
-             "EXTENDED_COMMUNITIES: " + withoutOffset(actionIssueMessage(issue));
+             (attribute.present ? attribute.at : headerSize) + issue.offset.value_or(0);
+         std::string const why = attrName(issue.ipv6Attribute ? attrIpv6ExtCommunities
+                                                              : attrExtCommunities) +
+                                 ": " + withoutOffset(actionIssueMessage(issue));
          switch (issue.reason) {
          case ActionIssueReason::attributeLength:
          case ActionIssueReason::reservedBits:

@@ -153,7 +153,8 @@ struct UpdateContents {
    /// after a treat-as-withdraw, the announced ones follow.
    std::vector<FlowspecRoute> withdrawn;
    /// The next hop of the flowspec MP_REACH_NLRI (unspecified when its
-   /// length is 0, as flowspec speakers usually send it).
+   /// length is 0, as flowspec speakers usually send it); the address of a
+   /// redirect to the next hop (community 08 00).
    Ipkit::IpGenAddr nextHop;
    /// MP attributes of other AFI/SAFI, passed over.
    std::size_t otherFamilyAttributes = 0;
@@ -192,8 +193,10 @@ struct UpdateBuild {
 /// Builds UPDATE messages: withdrawals first, one MP_UNREACH_NLRI per message
 /// and family; then announcements, grouped by family, SAFI and actions into
 /// as few messages as fit in maxMessageSize, each with MP_REACH_NLRI first
-/// (next hop length 0), ORIGIN IGP, AS_PATH and, when there are actions,
-/// EXTENDED_COMMUNITIES. Routes keep their order within a group. A message
+/// (next hop length 0, or the address of a redirect to the next hop), ORIGIN
+/// IGP, AS_PATH and, when there are actions, EXTENDED_COMMUNITIES (and the
+/// IPv6 address specific extended communities of a redirect to IPv6, RFC
+/// 5701). Routes keep their order within a group. A message
 /// carries no more than one of MP_REACH_NLRI and MP_UNREACH_NLRI (RFC 7606
 /// section 5.1). A route whose key's address family is neither ipv4 nor
 /// ipv6, whose key or actions do not encode, or whose NLRI alone does not

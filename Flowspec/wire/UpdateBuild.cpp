@@ -40,11 +40,12 @@ struct Group {
    std::uint16_t afi = 0;
    std::uint8_t safi = 0;
    std::vector<std::uint8_t> communities;
+   std::vector<std::uint8_t> ipv6Communities;
    Ipkit::IpGenAddr nextHop;
    std::vector<Message> nlris;
    bool sameAs(Group const& o) const {
       return afi == o.afi && safi == o.safi && communities == o.communities &&
-             nextHop == o.nextHop;
+             ipv6Communities == o.ipv6Communities && nextHop == o.nextHop;
    }
 };
 
@@ -99,6 +100,7 @@ std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r,
                 " do not encode: " + actionIssueMessage(actions.issues[0]);
       }
       g.communities = std::move(actions.extendedCommunities);
+      g.ipv6Communities = std::move(actions.ipv6ExtendedCommunities);
       g.nextHop = actions.nextHop;
    }
    // RFC 8955 section 4.1: the length field, the route distinguisher of
@@ -155,6 +157,8 @@ Message Builder::attributes(Group const& g, std::span<Message const> nlris,
    }
    putAttribute(attrs, 0x40, 2, path);
    if (!g.communities.empty()) putAttribute(attrs, 0xc0, 16, g.communities);
+   // RFC 5701: the IPv6 address specific extended communities.
+   if (!g.ipv6Communities.empty()) putAttribute(attrs, 0xc0, 25, g.ipv6Communities);
    return attrs;
 }
 

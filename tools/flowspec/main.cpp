@@ -6,6 +6,7 @@
 //   flowspec help [COMMAND]    help; also COMMAND --help
 #include "Commands.h"
 #include "UpdateCommand.h"
+#include "NlriCommand.h"
 
 #include <exception>
 #include <filesystem>
@@ -124,6 +125,10 @@ Command const commands[] = {
    {"mrt", mrtHelp,
     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
        return mrtCommand(a, o, e);
+    }},
+   {"nlri", nlriHelp,
+    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+       return nlriCommand(a, o, e);
     }},
 };
 

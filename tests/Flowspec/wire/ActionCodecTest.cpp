@@ -159,7 +159,8 @@ TEST(ActionCodec, UnknownMalformedAndConflictingCommunitiesAreReportedNotGuessed
        {"two traffic actions", "80 07 00 00 00 00 00 01 80 07 00 00 00 00 00 02",
         "flags 2 | offset 8: community 8007: conflicts with another action"},
        {"a partial community at the end", "80 09 00 00 00 00 00 01 80 09 00",
-        "flags 64 dscp 1 | offset 8: attribute length not a multiple of 8"},
+        "flags 64 dscp 1 | offset 8: attribute length not a whole number of "
+        "communities"},
    };
    for (Case const& c : cases)
       EXPECT_EQ(decodedText(c.wire), c.expected) << c.what;
@@ -216,13 +217,11 @@ TEST(ActionCodec, EncodingWritesTheCommunitiesAndDecodesBack) {
       EXPECT_EQ(text(d.actions), text(c.actions)) << c.what;
       EXPECT_TRUE(d.actions == c.actions) << c.what;
    }
-   // A redirect to an address as the next hop: IPv6 always, IPv4 on request.
-   for (auto [addr, asNextHop] :
-        {std::pair{"2001:db8::1", false}, {"192.0.2.1", true}}) {
+   // A redirect to an address as the next hop, on request.
+   for (char const* addr : {"2001:db8::1", "192.0.2.1"}) {
       RuleActions a = redirect(TrafficRedirect(
           Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String(addr)), true));
-      ActionEncodeResult e =
-          encodeActions(a, table, {.redirectIpAsNextHop = asNextHop});
+      ActionEncodeResult e = encodeActions(a, table, {.redirectIpAsNextHop = true});
       EXPECT_EQ(hex(e.extendedCommunities), "08 00 00 00 00 00 00 01") << addr;
       EXPECT_EQ(e.nextHop.stringValue(), addr);
       EXPECT_TRUE(decodeActions(e.extendedCommunities, table, e.nextHop).actions == a)
@@ -299,4 +298,38 @@ TEST(ActionCodec, RuleConfigAttributesAndRouteTargetTexts) {
       texts.push_back(actionIssueText(I(r)));
    std::sort(texts.begin(), texts.end());
    EXPECT_EQ(std::unique(texts.begin(), texts.end()), texts.end());
+}
+
+TEST(ActionCodec, TheIpv6AttributeCarriesTheRedirectToIpv6) {
+   auto decode6 = [&](std::string const& wire6, std::string const& wire = "") {
+      auto in = bytes(wire);
+      auto in6 = bytes(wire6);
+      ActionDecodeResult r = decodeActions(in, table, {}, in6);
+      std::string s = text(r.actions);
+      if (!r.issues.empty()) s += " | " + issues(r.issues);
+      return s;
+   };
+   EXPECT_EQ(decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 01"),
+             "flags 32 redirect vrf 16777215 addr '2001:db8::1' copy 1");
+   EXPECT_EQ(
+       decode6("00 02 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 64"),
+       "flags 2 | IPv6 attribute offset 0: community 0002: not a flowspec action");
+   EXPECT_EQ(decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 01 00"),
+             "flags 2 | IPv6 attribute offset 0: community 000c: reserved bits set");
+   EXPECT_EQ(
+       decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 0c",
+               "80 08 fd e8 00 00 00 64"),
+       "flags 2 | IPv6 attribute offset 0: community 000c: conflicts with another "
+       "action; IPv6 attribute offset 20: attribute length not a whole number of "
+       "communities");
+   // Encoded into the IPv6 attribute, and back.
+   RuleActions a = actions(ActionFieldSet::trafficRedirect_);
+   a.trafficRedirect = TrafficRedirect(
+       Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String("2001:db8::1")), false);
+   ActionEncodeResult e = encodeActions(a, table);
+   EXPECT_EQ(hex(e.extendedCommunities), "");
+   EXPECT_EQ(hex(e.ipv6ExtendedCommunities),
+             "00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 00");
+   EXPECT_TRUE(e.nextHop.isUnspecified());
+   EXPECT_TRUE(decodeActions({}, table, {}, e.ipv6ExtendedCommunities).actions == a);
 }

@@ -383,3 +383,28 @@ TEST(NlriCodec, TheComponentTableMatchesTheKeysKinds) {
    EXPECT_EQ(componentTypeInfo(1000).encoding, ComponentEncoding::none);
    EXPECT_STREQ(componentTypeInfo(13).name, "flow label");
 }
+
+TEST(NlriCodec, DecodingIntoAUsedKeyLeavesNothingOfIt) {
+   auto longer = bytes("12 01 18 c0 00 02 05 01 50 41 51 81 52 0a a1 00 01 00 00");
+   auto shorter = bytes("03 03 81 06");
+   FlowspecKey key = WireTest::rawKey(Ipkit::ipv6, {{0, 0x05810050}, {7, 0x0a810005}});
+   key.vrfIdIs(3);
+   std::size_t offset = 0;
+   ASSERT_FALSE(decodeOneNlri(longer, offset, Ipkit::ipv4, key));
+   EXPECT_EQ(key, decodeNlri(longer, Ipkit::ipv4).keys.at(0));
+   EXPECT_EQ(key.matchOpVals(), 5u);
+   offset = 0;
+   ASSERT_FALSE(decodeOneNlri(shorter, offset, Ipkit::ipv4, key));
+   EXPECT_EQ(key, cliKey("*;*;IP:=6;"));
+   EXPECT_EQ(key.vrfId(), Vrf::VrfIdMap::noVrfId);
+   // A refusal leaves what was read before it, and no more.
+   auto refused = bytes("07 03 01 06 01 11 01 11");
+   offset = 0;
+   ASSERT_FALSE(decodeOneNlri(longer, offset, Ipkit::ipv4, key));
+   offset = 0;
+   EXPECT_EQ(decodeOneNlri(refused, offset, Ipkit::ipv4, key)->reason,
+             R::operatorListUnterminated);
+   EXPECT_EQ(offset, 0u);
+   EXPECT_EQ(key.matchOpVals(), 3u);
+   EXPECT_EQ(key.toStrepCli(), "*;*;IP:=6|=17|=17;");
+}

@@ -521,6 +521,30 @@ TEST(Update, ActionsComeFromTheExtendedCommunities) {
        0u);
 }
 
+TEST(Update, RedirectToIpv6TravelsInTheIpv6ExtendedCommunities) {
+   // RFC 5701's attribute 25, community 000c: 2001:db8::1, copy.
+   std::string const v6 = "000c 20010db8000000000000000000000001 0001";
+   Bytes const m =
+       update(mpReach(nlri6, "0002 85") + attrsAfterMp + attr(0xc0, 25, v6));
+   UpdateContents const u = readUpdate(m);
+   ASSERT_EQ(u.action, UpdateAction::accept);
+   ASSERT_EQ(u.announced.size(), 1u);
+   EXPECT_EQ(u.announced[0].actions.trafficRedirect.addr().stringValue(),
+             "2001:db8::1");
+   EXPECT_TRUE(u.announced[0].actions.trafficRedirect.copy());
+   UpdateBuild const back = buildUpdates(u.announced, {});
+   ASSERT_EQ(back.messages.size(), 1u);
+   EXPECT_EQ(back.messages[0], m);
+   // A community of the IPv6 attribute that is no action: a note there.
+   UpdateContents const other =
+       readUpdate(update(mpReach(nlri6, "0002 85") + attrsAfterMp +
+                         attr(0xc0, 25, "0002 20010db8000000000000000000000001 0064")));
+   ASSERT_EQ(other.notes.size(), 1u);
+   EXPECT_EQ(other.notes[0].offset, 52u);
+   EXPECT_EQ(other.notes[0].reason.rfind("IPv6_EXTENDED_COMMUNITIES: ", 0), 0u)
+       << other.notes[0].reason;
+}
+
 TEST(Update, BaseOffsetMovesEveryOffset) {
    UpdateOptions o;
    o.baseOffset = 1000;

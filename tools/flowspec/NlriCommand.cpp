@@ -1,0 +1,298 @@
+// flowspec nlri: flowspec NLRI bytes to rule keys and back (Flowspec/wire).
+#include "NlriCommand.h"
+
+#include "Json.h"
+
+#include "Flowspec/wire/NlriCodec.h"
+
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace FlowspecTool {
+
+namespace {
+
+constexpr std::string_view nlriUsage =
+    "flowspec nlri decode ipv4|ipv6 HEX [--json]\n"
+    "       flowspec nlri encode ipv4|ipv6 KEY [--json]";
+
+// `text` with every byte outside printable ASCII written as \xNN.
+std::string printable(std::string_view text) {
+   std::string s;
+   for (unsigned char c : text) {
+      if (c >= 0x20 && c < 0x7f) {
+         s += static_cast<char>(c);
+      } else {
+         char b[8];
+         std::snprintf(b, sizeof b, "\\x%02x", c);
+         s += b;
+      }
+   }
+   return s;
+}
+
+int usage(std::string const& problem, std::ostream& err) {
+   return usageError("nlri", nlriUsage, problem, err);
+}
+
+std::string hex(std::span<std::uint8_t const> bytes) {
+   std::string s;
+   char b[3];
+   for (std::uint8_t v : bytes) {
+      std::snprintf(b, sizeof b, "%02x", v);
+      s += b;
+   }
+   return s;
+}
+
+// The bytes of a hex text (digits of either case; blanks and colons between
+// them are skipped), or nothing for any other text or an odd digit count.
+std::optional<std::vector<std::uint8_t>> parseHex(std::string_view text) {
+   std::vector<std::uint8_t> bytes;
+   int high = -1;
+   for (char c : text) {
+      if (c == ' ' || c == ':') continue;
+      int v = c >= '0' && c <= '9'   ? c - '0'
+              : c >= 'a' && c <= 'f' ? c - 'a' + 10
+              : c >= 'A' && c <= 'F' ? c - 'A' + 10
+                                     : -1;
+      if (v < 0) return std::nullopt;
+      if (high < 0) {
+         high = v;
+      } else {
+         bytes.push_back(static_cast<std::uint8_t>(high << 4 | v));
+         high = -1;
+      }
+   }
+   if (high >= 0) return std::nullopt;
+   return bytes;
+}
+
+// The pairs of `key`, component by component as the wire carries them.
+void jsonComponents(JsonWriter& j, Flowspec::FlowspecKey const& key) {
+   auto openComponent = [&j](unsigned type) {
+      j.beginObject();
+      j.key("type");
+      j.value(std::uint64_t(type));
+      j.key("name");
+      j.value(Flowspec::componentTypeInfo(type).name);
+   };
+   j.key("components");
+   j.beginArray();
+   for (auto [type, prefix] :
+        {std::pair{1u, &key.destPrefix()}, {2u, &key.srcPrefix()}}) {
+      if (prefix->isEmpty()) continue;
+      openComponent(type);
+      j.key("prefix");
+      j.value(prefix->stringValue().view());
+      j.endObject();
+   }
+   unsigned open = 0; // the type of the component being written
+   Flowspec::MatchOpValResult const end;
+   for (auto r = key.getOptVal(Flowspec::MatchOpValIndex(0)); !(r == end);
+        r = key.getOptVal(r.nextIndex())) {
+      auto const type = static_cast<unsigned>(r.matchType());
+      if (type != open) {
+         if (open) {
+            j.endArray();
+            j.endObject();
+         }
+         open = type;
+         openComponent(type);
+         j.key("operators");
+         j.beginArray();
+      }
+      char op[8];
+      std::snprintf(op, sizeof op, "0x%02x", r.op());
+      j.beginObject();
+      j.key("op");
+      j.value(op);
+      j.key("value");
+      j.value(std::uint64_t(r.val32()));
+      j.endObject();
+      if (r.endOfList()) {
+         j.endArray();
+         j.endObject();
+         open = 0;
+      }
+   }
+   if (open) {
+      j.endArray();
+      j.endObject();
+   }
+   j.endArray();
+}
+
+int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view text,
+           bool json, std::ostream& out, std::ostream& err) {
+   auto bytes = parseHex(text);
+   if (!bytes) {
+      return usage("HEX is an even number of hexadecimal digits, not '" +
+                       printable(text) + "'",
+                   err);
+   }
+   std::vector<std::pair<std::size_t, std::size_t>> spans; // each NLRI's bytes
+   std::vector<Flowspec::FlowspecKey> keys;
+   std::optional<Flowspec::NlriError> error;
+   for (std::size_t offset = 0; offset < bytes->size();) {
+      Flowspec::FlowspecKey key;
+      std::size_t const start = offset;
+      error = Flowspec::decodeOneNlri(*bytes, offset, af, key);
+      if (error) break;
+      spans.emplace_back(start, offset);
+      keys.push_back(std::move(key));
+   }
+   if (!json) {
+      for (auto const& k : keys)
+         out << k.toStrepCli() << '\n';
+   } else {
+      JsonWriter j(out);
+      j.beginObject();
+      j.key("family");
+      j.value(family);
+      j.key("keys");
+      j.beginArray();
+      for (std::size_t i = 0; i < keys.size(); ++i) {
+         j.beginObject();
+         j.key("key");
+         j.value(keys[i].toStrepCli().view());
+         j.key("offset");
+         j.value(std::uint64_t(spans[i].first));
+         j.key("nlri");
+         j.value(hex(std::span(*bytes).subspan(spans[i].first,
+                                               spans[i].second - spans[i].first)));
+         jsonComponents(j, keys[i]);
+         j.endObject();
+      }
+      j.endArray();
+      j.key("error");
+      if (error) {
+         j.beginObject();
+         j.key("offset");
+         j.value(std::uint64_t(error->offset));
+         j.key("component");
+         j.value(std::uint64_t(error->component));
+         j.key("reason");
+         j.value(Flowspec::nlriReasonText(error->reason));
+         j.key("message");
+         j.value(Flowspec::nlriErrorMessage(*error));
+         j.endObject();
+      } else {
+         j.null();
+      }
+      j.endObject();
+      j.end();
+   }
+   if (error) {
+      err << "flowspec nlri: " << Flowspec::nlriErrorMessage(*error) << '\n';
+      return exitRefused;
+   }
+   return exitOk;
+}
+
+int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view text,
+           bool json, std::ostream& out, std::ostream& err) {
+   // The library's own reader of the command-line form, as on every branch
+   // of the tool; it says only whether it read the text.
+   Flowspec::FlowspecKey key;
+   if (!key.copyInStrCli(Vex::String(std::string(text)))) {
+      err << "flowspec nlri: '" << printable(text)
+          << "' is not a rule key in the command-line form ('flowspec key --help' "
+             "describes it)\n";
+      return exitRefused;
+   }
+   key.addressFamilyIs(af);
+   std::vector<std::uint8_t> bytes;
+   if (auto error = Flowspec::encodeNlri(key, bytes)) {
+      err << "flowspec nlri: " << Flowspec::nlriEncodeErrorMessage(*error) << '\n';
+      return exitRefused;
+   }
+   if (!json) {
+      out << hex(bytes) << '\n';
+      return exitOk;
+   }
+   JsonWriter j(out);
+   j.beginObject();
+   j.key("family");
+   j.value(family);
+   j.key("key");
+   j.value(key.toStrepCli().view());
+   j.key("nlri");
+   j.value(hex(bytes));
+   j.key("length");
+   j.value(std::uint64_t(bytes.size()));
+   jsonComponents(j, key);
+   j.endObject();
+   j.end();
+   return exitOk;
+}
+
+} // namespace
+
+std::string nlriHelp() {
+   return R"(usage: flowspec nlri decode ipv4|ipv6 HEX [--json]
+       flowspec nlri encode ipv4|ipv6 KEY [--json]
+
+Flowspec NLRI as BGP carries them (RFC 8955 for IPv4, RFC 8956 for IPv6),
+each with its length field, in hexadecimal.
+
+decode  reads HEX, one or more NLRI of the family, and prints each rule key in
+        its command-line form, one per line. Hex digits may be of either case,
+        with blanks or colons between bytes. An NLRI the decoder refuses stops
+        it: the keys before it are printed, and "offset N: reason" (the byte
+        offset in HEX) goes to standard error.
+encode  reads KEY, a rule key in the command-line form ('flowspec key --help'
+        describes it), and prints its NLRI in lower-case hexadecimal, the
+        length field included.
+
+--json  prints a JSON object instead: the family, and per key its command-line
+        form, offset, NLRI bytes and components (prefixes, and operators with
+        their operator byte and value); decode adds "error", null or the
+        offset, component, reason and message of the refusal.
+
+Exit status: 0 done; 1 the NLRI or the key was refused (why goes to standard
+error); 2 usage error.
+)";
+}
+
+int nlriCommand(Args const& args, std::ostream& out, std::ostream& err) {
+   bool json = false;
+   std::vector<std::string_view> words;
+   for (std::string_view a : args) {
+      if (a == "--json") {
+         json = true;
+      } else if (a.size() > 1 && a[0] == '-' && a != "-") {
+         return usage("unknown option '" + printable(a) + "'", err);
+      } else {
+         words.push_back(a);
+      }
+   }
+   if (words.empty()) return usage("decode or encode?", err);
+   std::string_view const what = words[0];
+   if (what != "decode" && what != "encode") {
+      return usage("decode or encode, not '" + printable(what) + "'", err);
+   }
+   if (words.size() < 2) return usage("which address family, ipv4 or ipv6?", err);
+   std::string_view const family = words[1];
+   Ipkit::AddressFamily af;
+   if (family == "ipv4") {
+      af = Ipkit::ipv4;
+   } else if (family == "ipv6") {
+      af = Ipkit::ipv6;
+   } else {
+      return usage(
+          "the address family is ipv4 or ipv6, not '" + printable(family) + "'", err);
+   }
+   if (words.size() != 3) {
+      return usage(words.size() < 3 ? (what == "decode" ? "which NLRI?" : "which key?")
+                                    : "one argument after the family; quote one that "
+                                      "holds blanks",
+                   err);
+   }
+   return what == "decode" ? decode(af, family, words[2], json, out, err)
+                           : encode(af, family, words[2], json, out, err);
+}
+
+} // namespace FlowspecTool
