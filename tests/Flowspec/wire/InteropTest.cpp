@@ -216,6 +216,16 @@ std::vector<CorpusRule> const corpus = {
      "extended-community "
      "copy-to-nexthop-ietf 192.0.2.1 (with copy)",
      "[destination: 10.0.10.0/24]|[{Origin: i} {Extcomms: [192.0.2.1:1]}]"},
+    // The IPv6 form travels in RFC 5701's IPv6 address specific extended
+    // communities (community 000c). ExaBGP writes and reads it; GoBGP shows
+    // it as a bare IPv6-address-specific community.
+    {"IPv6: redirect to an IPv6 address",
+     "vrf default ipv6 2001:db8:3::/48;*; redirect 2001:db8::1", "",
+     "match { destination 2001:db8:3::/48/0; } then { redirect-to-nexthop-ietf "
+     "2001:db8::1; }",
+     "flow destination-ipv6 2001:db8:3::/48/0 origin igp as-path [ 65004 ] attribute [ "
+     "0x19 0xC0 redirect-to-nexthop-ietf 2001:db8::1 ]",
+     "[destination: 2001:db8:3::/48/0]|[{Origin: i} {Extcomms: [2001:db8::1:0]}]"},
     {"destination port; accept", "vrf default ipv4 10.0.11.0/24;*;DP:=53; permit",
      "match destination 10.0.11.0/24 destination-port ==53 then accept",
      "match { destination 10.0.11.0/24; destination-port =53; } then { accept; }",
