@@ -45,9 +45,10 @@ using Bytes = std::span<std::uint8_t const>;
 //
 // Each path attribute (section 4.3):
 //
-//   +--------+--------+--------------------+--------------------+
-//   | flags  |  type  | length (1, or 2 with the extended-length flag) | value
-//   +--------+--------+--------------------+--------------------+
+//   +--------+--------+----------------------------+----------------+
+//   | flags  |  type  | length: 1 byte, or 2 bytes | value          |
+//   |        |        | with the extended length   | (length bytes) |
+//   +--------+--------+----------------------------+----------------+
 //   flags: 0x80 optional, 0x40 transitive, 0x20 partial, 0x10 extended length
 
 constexpr std::size_t headerSize = 19;

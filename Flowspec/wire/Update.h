@@ -18,33 +18,35 @@
 // of all problems (RFC 7606 section 3: session reset, AFI/SAFI disable,
 // treat-as-withdraw, attribute discard, in that order).
 //
-// What each malformation leads to:
+// What each malformation leads to (RFC 7606 sections, unless said):
 //
-//   | what                                                  | handling          | RFC
-//   7606  |
-//   |-------------------------------------------------------|-------------------|-----------|
-//   | header: short, marker, length, type; withdrawn or     | session reset     | RFC
-//   4271  | |   attribute length past the message; bad IPv4 prefix  | | 6.1, 6.3  | |
-//   MP_REACH_NLRI or MP_UNREACH_NLRI twice                | session reset     | 3 | |
-//   an MP attribute too short to name its AFI and SAFI    | session reset     | 5.3 |
-//   | an unrecognised well-known attribute                  | session reset     | RFC
-//   4271  | | MP_REACH next hop length wrong for the family; a      | AFI/SAFI disable
-//   | 7.11, 5.3 | |   flowspec NLRI length past its attribute, 0, > 4095  | | | |
-//   attribute list overruns its length (or a stub left),  | treat-as-withdraw | 4, 5.1
-//   | |   after an MP attribute or beside an NLRI field;      |                   | |
-//   |   with neither parsed before the fault                | session reset     | 5.1 |
-//   | flags of a known attribute wrong (optional/transitive)| treat-as-withdraw | 3 |
-//   | ORIGIN, AS_PATH, NEXT_HOP, MED, COMMUNITIES,          | treat-as-withdraw
-//   | 7.1-7.4,  | |   ORIGINATOR_ID, CLUSTER_LIST, EXTENDED_COMMUNITIES,  | | 7.8-7.10,
-//   | |   IPv6 extended communities, large communities bad    | | 7.14-7.15 | |
-//   LOCAL_PREF bad: from an internal / external peer      | t-a-w / discard   | 7.5 |
-//   | a well-known attribute missing where routes are       | treat-as-withdraw | 3 |
-//   |   announced (ORIGIN, AS_PATH; NEXT_HOP for the        |                   | | |
-//   NLRI field)                                         |                   | | | a
-//   flowspec NLRI that does not decode (its length      | treat-as-withdraw | RFC 8955
-//   | |   intact), or actions that do not decode              |                   | 10
-//   | | ATOMIC_AGGREGATE, AGGREGATOR, AS4_PATH, AS4_AGGREGATOR| attribute discard
-//   | 7.6, 7.7, | |   bad; any other attribute repeated (later copies)    | | 3 |
+// clang-format off
+//   | malformation                                        | handling          | section  |
+//   |-----------------------------------------------------|-------------------|----------|
+//   | header short, marker, length or type wrong; the     | session reset     | RFC 4271 |
+//   |   withdrawn or attribute length past the message;   |                   | 6.1, 6.3;|
+//   |   an IPv4 prefix of the NLRI fields malformed       |                   | 5.3      |
+//   | MP_REACH_NLRI or MP_UNREACH_NLRI twice              | session reset     | 3        |
+//   | an MP attribute too short for its AFI and SAFI      | session reset     | 5.3      |
+//   | an unrecognised well-known attribute                | session reset     | RFC 4271 |
+//   | MP_REACH next hop length wrong for the family; a    | AFI/SAFI disable  | 7.11,    |
+//   |   flowspec NLRI length 0 or past its attribute      |                   | 5.3      |
+//   | the attribute list overruns (or leaves a stub)      | treat-as-withdraw | 4, 5.1   |
+//   |   after an MP attribute or beside an NLRI field,    |                   |          |
+//   |   with neither read before the fault                | session reset     | 5.1      |
+//   | optional/transitive flags of a known attribute      | treat-as-withdraw | 3        |
+//   | ORIGIN, AS_PATH, NEXT_HOP, MED, COMMUNITIES,        | treat-as-withdraw | 7.1-7.4, |
+//   |   ORIGINATOR_ID, CLUSTER_LIST, the extended, IPv6   |                   | 7.8-7.10,|
+//   |   extended and large communities malformed          |                   | 7.14,7.15|
+//   | LOCAL_PREF malformed: internal / external peer      | t-a-w / discard   | 7.5      |
+//   | ORIGIN or AS_PATH missing where routes are          | treat-as-withdraw | 3        |
+//   |   announced; NEXT_HOP missing for the NLRI field    |                   |          |
+//   | a flowspec NLRI that does not decode (its length    | treat-as-withdraw | RFC 8955 |
+//   |   intact); an action community that does not       |                   | 10       |
+//   | ATOMIC_AGGREGATE, AGGREGATOR, AS4_PATH or           | attribute discard | 7.6, 7.7,|
+//   |   AS4_AGGREGATOR malformed; a repeated attribute    |                   | 3; RFC   |
+//   |   (its later copies)                                |                   | 6793 6   |
+// clang-format on
 //
 // Treat-as-withdraw moves every announced rule to `withdrawn`; AFI/SAFI
 // disable and session reset leave both lists empty (the caller drops every
