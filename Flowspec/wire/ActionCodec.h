@@ -49,7 +49,6 @@
 #include "Flowspec/values/TrafficRedirect.h"
 #include "Ipkit/IpGenAddr.h"
 #include "Ipkit/IpTos.h"
-#include "Vex/Ptr.h"
 #include "Vrf/VrfIdMap.h"
 
 #include <compare>

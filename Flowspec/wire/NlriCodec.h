@@ -205,6 +205,10 @@ NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes,
 /// before it and `offset` is unchanged. `routeDistinguisher` receives the RD
 /// for SAFI 134. Never throws, never aborts. The loop of decodeNlri(), for
 /// callers that walk NLRI themselves.
+///
+/// Cost: the key's pair nodes are overwritten in place, so decoding NLRI
+/// after NLRI into one key allocates only when a rule has more pairs than
+/// the key held; a fresh key allocates one node per pair.
 std::optional<NlriError>
 decodeOneNlri(std::span<std::uint8_t const> bytes, std::size_t& offset,
               Ipkit::AddressFamily af, FlowspecKey& key,
