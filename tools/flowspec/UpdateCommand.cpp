@@ -26,8 +26,10 @@ using Flowspec::MatchCompType;
 using Flowspec::UpdateContents;
 using Bytes = std::vector<std::uint8_t>;
 
-constexpr std::string_view updateUsage = "flowspec update HEX...|FILE [--json]";
-constexpr std::string_view mrtUsage = "flowspec mrt FILE [--json]";
+constexpr std::string_view updateUsage =
+    "flowspec update HEX...|FILE [--json] [--redirect RT=VRF]...";
+constexpr std::string_view mrtUsage =
+    "flowspec mrt FILE [--json] [--redirect RT=VRF]...";
 
 constexpr char const* outputHelp =
     R"(For each rule announced it prints the key in its command-line form, the
@@ -43,7 +45,11 @@ each malformation goes to standard error as 'offset N: reason', N counted
 from the start of the input.
 
 Options:
-  --json   print the same as JSON
+  --json              print the same as JSON
+  --redirect RT=VRF   a redirect to route target RT (RFC 8955 section 7.4:
+                      65000:100, 192.0.2.1:100, or 4200000000:100 for a
+                      4-byte AS) is a redirect to VRF id VRF; repeatable.
+                      Without it a redirect is not taken, and a note says so
 )";
 
 // ---- reading the input ----------------------------------------------------------
@@ -407,13 +413,70 @@ void reportProblems(UpdateContents const& u, std::ostream& err) {
       err << "offset " << p.offset << ": " << p.reason << '\n';
 }
 
-// The words of a command: its operands and --json.
+// A whole decimal number up to `max`.
+bool readNumber(std::string_view text, std::uint64_t max, std::uint64_t& out) {
+   if (text.empty() || text.size() > 10) return false;
+   out = 0;
+   for (char c : text) {
+      if (c < '0' || c > '9') return false;
+      out = out * 10 + std::uint64_t(c - '0');
+   }
+   return out <= max;
+}
+
+// "RT=VRF": a route target in one of its three forms (RFC 8955 section 7.4:
+// 2-byte AS:4-byte number, IPv4:2-byte number, 4-byte AS:2-byte number, the
+// last for an AS above 65535) and the VRF id it redirects to.
+bool readRedirect(std::string_view text, Flowspec::RouteTargetVrfs& table) {
+   std::size_t const eq = text.find('=');
+   std::size_t const colon = text.find(':');
+   if (eq == std::string_view::npos || colon == std::string_view::npos || colon > eq) {
+      return false;
+   }
+   std::string_view const global = text.substr(0, colon);
+   std::string_view const local = text.substr(colon + 1, eq - colon - 1);
+   std::uint64_t g = 0, l = 0, vrf = 0;
+   if (!readNumber(text.substr(eq + 1), Vrf::VrfIdMap::noVrfId - 1, vrf)) return false;
+   Flowspec::RouteTarget rt;
+   if (global.find('.') != std::string_view::npos) {
+      try {
+         Ipkit::IpAddr const a{Vex::String(std::string(global))};
+         rt = {Flowspec::RouteTarget::Form::ipv4, a.value(), 0};
+      } catch (Vex::Exception const&) {
+         return false;
+      }
+      if (!readNumber(local, 0xffff, l)) return false;
+   } else if (!readNumber(global, 0xffffffff, g)) {
+      return false;
+   } else if (g > 0xffff) {
+      rt = {Flowspec::RouteTarget::Form::as4, std::uint32_t(g), 0};
+      if (!readNumber(local, 0xffff, l)) return false;
+   } else {
+      rt = {Flowspec::RouteTarget::Form::as2, std::uint32_t(g), 0};
+      if (!readNumber(local, 0xffffffff, l)) return false;
+   }
+   rt.local = std::uint32_t(l);
+   table[rt] = Vrf::VrfIdMap::VrfId(vrf);
+   return true;
+}
+
+// The words of a command: its operands, --json and --redirect RT=VRF.
 bool readArgs(Args const& args, std::string_view command, std::string_view usage,
-              std::vector<std::string>& operands, bool& json, std::ostream& err,
-              int& status) {
-   for (std::string_view a : args) {
+              std::vector<std::string>& operands, bool& json,
+              Flowspec::UpdateOptions& options, std::ostream& err, int& status) {
+   for (std::size_t i = 0; i < args.size(); ++i) {
+      std::string_view const a = args[i];
       if (a == "--json") {
          json = true;
+      } else if (a == "--redirect") {
+         if (i + 1 == args.size() || !readRedirect(args[i + 1], options.routeTargets)) {
+            status = usageError(command, usage,
+                                "--redirect takes RT=VRF, as 65000:100=5, "
+                                "192.0.2.1:100=5 or 4200000000:100=5",
+                                err);
+            return false;
+         }
+         ++i;
       } else if (a.size() > 1 && a[0] == '-') {
          status =
              usageError(command, usage, "unknown option '" + std::string(a) + "'", err);
@@ -434,7 +497,8 @@ bool readArgs(Args const& args, std::string_view command, std::string_view usage
 } // namespace
 
 std::string updateHelp() {
-   return std::string(R"(usage: flowspec update HEX...|FILE [--json]
+   return std::string(
+              R"(usage: flowspec update HEX...|FILE [--json] [--redirect RT=VRF]...
 
 Reads one BGP UPDATE message (RFC 4271 section 4.3, from its 16-byte marker
 on), given as hex on the command line (in one word or several) or as a file
@@ -451,7 +515,7 @@ cannot be read.
 }
 
 std::string mrtHelp() {
-   return std::string(R"(usage: flowspec mrt FILE [--json]
+   return std::string(R"(usage: flowspec mrt FILE [--json] [--redirect RT=VRF]...
 
 Reads an MRT file (RFC 6396) and prints the flowspec rules of each BGP UPDATE
 it recorded in a BGP4MP_MESSAGE or BGP4MP_MESSAGE_AS4 record (and their
@@ -470,7 +534,8 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
    std::vector<std::string> operands;
    bool json = false;
    int status = exitOk;
-   if (!readArgs(args, "update", updateUsage, operands, json, err, status))
+   Flowspec::UpdateOptions options;
+   if (!readArgs(args, "update", updateUsage, operands, json, options, err, status))
       return status;
    // Several words are one hex text split by blanks.
    std::string operand;
@@ -495,7 +560,7 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
       return usageError("update", updateUsage,
                         "'" + operand + "' is neither a file nor hex digits", err);
    }
-   UpdateContents const u = Flowspec::readUpdate(message);
+   UpdateContents const u = Flowspec::readUpdate(message, options);
    reportProblems(u, err);
    if (json) {
       JsonWriter j(out);
@@ -516,7 +581,10 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
    std::vector<std::string> operands;
    bool json = false;
    int status = exitOk;
-   if (!readArgs(args, "mrt", mrtUsage, operands, json, err, status)) return status;
+   Flowspec::UpdateOptions options;
+   if (!readArgs(args, "mrt", mrtUsage, operands, json, options, err, status)) {
+      return status;
+   }
    if (operands.size() > 1)
       return usageError("mrt", mrtUsage, "one MRT file at a time", err);
    std::string const& path = operands.front();
@@ -528,7 +596,7 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
    }
    std::vector<Flowspec::MrtUpdate> updates;
    Flowspec::MrtSummary const s = Flowspec::walkMrt(
-       file, {}, [&](Flowspec::MrtUpdate const& u) { updates.push_back(u); });
+       file, options, [&](Flowspec::MrtUpdate const& u) { updates.push_back(u); });
    bool malformed = !s.errors.empty();
    for (auto const& u : updates) {
       reportProblems(u.contents, err);

@@ -6,11 +6,11 @@
 
 namespace FlowspecTool {
 
-/// flowspec update HEX...|FILE [--json]
+/// flowspec update HEX...|FILE [--json] [--redirect RT=VRF]...
 int updateCommand(Args const& args, std::ostream& out, std::ostream& err);
 std::string updateHelp();
 
-/// flowspec mrt FILE [--json]
+/// flowspec mrt FILE [--json] [--redirect RT=VRF]...
 int mrtCommand(Args const& args, std::ostream& out, std::ostream& err);
 std::string mrtHelp();
 
