@@ -72,11 +72,14 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
       char const* message;
    } const cases[] = {
        {"ICMP is not IC", "*;*;ICMP:=8;", Ipkit::ipunknown, 5,
-        "'ICMP' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "'ICMP' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"IPX is not IP", "*;*;IPX:=6;", Ipkit::ipunknown, 5,
-        "'IPX' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "'IPX' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"DPORT is not DP", "*;*;DPORT:=80;", Ipkit::ipunknown, 5,
-        "'DPORT' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "'DPORT' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"a port above 65535", "*;*;DP:=70000;", Ipkit::ipunknown, 9,
         "the number 70000 is out of range for DP (Destination Port): 0 to 65535"},
        {"a protocol above 255", "*;*;IP:=256;", Ipkit::ipunknown, 9,
@@ -84,7 +87,8 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
        {"DSCP 64", "*;*;DSCP:=64;", Ipkit::ipunknown, 11,
         "the number 64 is out of range for DSCP (DSCP): 0 to 63"},
        {"a flow label above 0xfffff", "*;*;FL:=0x100000;", Ipkit::ipunknown, 9,
-        "the number 0x100000 is out of range for FL (Flow Label): 0 to 1048575 (0xfffff)"},
+        "the number 0x100000 is out of range for FL (Flow Label): 0 to 1048575 "
+        "(0xfffff)"},
        {"a TCP flag above NS", "*;*;TCP:=512;", Ipkit::ipunknown, 10,
         "the number 512 is out of range for TCP (TCP Flags): 0 to 511 (0x1ff)"},
        {"a number beyond 32 bits", "*;*;LEN:=4294967377;", Ipkit::ipunknown, 10,
@@ -92,11 +96,14 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
        {"a value without an operator", "*;*;DP:80;", Ipkit::ipunknown, 8,
         "the value '80' has no operator: write =, <, > or a combination before it"},
        {"digits that stop early", "*;*;DP:=08;", Ipkit::ipunknown, 9,
-        "the number '08' has a leading zero: write 8, or 0x... for hexadecimal (octal is not read)"},
+        "the number '08' has a leading zero: write 8, or 0x... for hexadecimal (octal "
+        "is not read)"},
        {"0x without digits", "*;*;DP:=0x;", Ipkit::ipunknown, 9,
         "'0x' needs hexadecimal digits after it"},
-       {"a letter after a number", "*;*;DP:=8a;", Ipkit::ipunknown, 10, "unexpected character 'a'"},
-       {"a control byte", "*;*;DP:=8\x01;", Ipkit::ipunknown, 10, "unexpected character '\\x01'"},
+       {"a letter after a number", "*;*;DP:=8a;", Ipkit::ipunknown, 10,
+        "unexpected character 'a'"},
+       {"a control byte", "*;*;DP:=8\x01;", Ipkit::ipunknown, 10,
+        "unexpected character '\\x01'"},
        {"operators out of order", "*;*;DP:=>80;", Ipkit::ipunknown, 9,
         "write a number's operators once each, in the order <, >, ="},
        {"an operator twice", "*;*;TCP:!!2;", Ipkit::ipunknown, 10,
@@ -105,30 +112,39 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
         "'&' (and) or '|' (or) must join two values of DP (Destination Port)"},
        {"& before the first value", "*;*;DP:&=80;", Ipkit::ipunknown, 8,
         "'&' joins two values; none stands before it"},
-       {"two connectors", "*;*;DP:=80|&=443;", Ipkit::ipunknown, 12, "two of '&' and '|' in a row"},
+       {"two connectors", "*;*;DP:=80|&=443;", Ipkit::ipunknown, 12,
+        "two of '&' and '|' in a row"},
        {"a connector after an operator", "*;*;DP:=80|<&=443;", Ipkit::ipunknown, 13,
         "'&' goes before the operators of a value"},
-       {"a trailing connector", "*;*;DP:=80|;", Ipkit::ipunknown, 12, "'|' needs a number after it"},
+       {"a trailing connector", "*;*;DP:=80|;", Ipkit::ipunknown, 12,
+        "'|' needs a number after it"},
        {"an operator without a value", "*;*;DP:>=1000&<=", Ipkit::ipunknown, 17,
         "'=' needs a number after it"},
-       {"a component without values", "*;*;IT:;", Ipkit::ipunknown, 8, "IT (ICMP Type) has no value"},
+       {"a component without values", "*;*;IT:;", Ipkit::ipunknown, 8,
+        "IT (ICMP Type) has no value"},
        {"< on a bit mask", "*;*;TCP:<2;", Ipkit::ipunknown, 9,
         "'<' compares numbers, but TCP (TCP Flags) is a bit mask (use ! and =)"},
        {"! on a number", "*;*;DP:!=2;", Ipkit::ipunknown, 8,
-        "'!' negates a bit mask, but DP (Destination Port) is a number (use <, > and =)"},
+        "'!' negates a bit mask, but DP (Destination Port) is a number (use <, > and "
+        "=)"},
        {"a kind twice", "*;*;DP:=80;DP:=443;", Ipkit::ipunknown, 12,
         "DP (Destination Port) is given twice; join its values in one component"},
        {"kinds out of order", "*;*;FRAG:=4;LEN:<200;", Ipkit::ipunknown, 13,
-        "LEN (Packet Length) must come before FRAG (Fragment Flags): components go in the order IP, "
+        "LEN (Packet Length) must come before FRAG (Fragment Flags): components go in "
+        "the order IP, "
         "P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
-       {"an empty component", "*;*;IP:=6;;", Ipkit::ipunknown, 11, "an empty component: two ';' in a row"},
-       {"no ':'", "*;*;IP=6;", Ipkit::ipunknown, 5, "the component 'IP=6' has no ':' (LABEL:OPERATORS)"},
-       {"an empty text", "", Ipkit::ipunknown, 1, "the key is empty: it starts with the destination prefix or *"},
+       {"an empty component", "*;*;IP:=6;;", Ipkit::ipunknown, 11,
+        "an empty component: two ';' in a row"},
+       {"no ':'", "*;*;IP=6;", Ipkit::ipunknown, 5,
+        "the component 'IP=6' has no ':' (LABEL:OPERATORS)"},
+       {"an empty text", "", Ipkit::ipunknown, 1,
+        "the key is empty: it starts with the destination prefix or *"},
        {"no source", "10.0.0.0/8", Ipkit::ipunknown, 11,
         "the source prefix (or *) is missing after the destination's ';'"},
        {"a prefix too long", "10.1.0.0/33;*;", Ipkit::ipunknown, 1, nullptr},
        {"host bits", "10.1.2.3/8;*;", Ipkit::ipunknown, 1,
-        "the destination prefix '10.1.2.3/8' has bits set past its length: 10.0.0.0/8?"},
+        "the destination prefix '10.1.2.3/8' has bits set past its length: "
+        "10.0.0.0/8?"},
        {"a prefix of the other family", "10.0.0.0/8;*;", Ipkit::ipv6, 1,
         "the destination prefix '10.0.0.0/8' is not ipv6"},
        {"a source of the other family", "*;2001:db8::/32;", Ipkit::ipv4, 3,
@@ -163,7 +179,8 @@ TEST(FlowspecKeyParse, TheFamilyIsSetAndNothingIsTraced) {
 }
 
 TEST(FlowspecKeyParse, EveryPrefixOfAValidKeyParsesOrSaysWhereItStops) {
-   std::string const text = "198.51.100.0/24;*;IP:=6;DP:>=1000&<=2000|=80;TCP:=0x2&!=16;LEN:<1500;";
+   std::string const text =
+       "198.51.100.0/24;*;IP:=6;DP:>=1000&<=2000|=80;TCP:=0x2&!=16;LEN:<1500;";
    for (std::size_t n = 0; n <= text.size(); ++n) {
       std::string const cut = text.substr(0, n);
       SCOPED_TRACE(cut);
