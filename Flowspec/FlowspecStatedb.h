@@ -27,3 +27,5 @@
 #include "Flowspec/values/TrafficAction.h"
 #include "Flowspec/values/TrafficRedirect.h"
 #include "Flowspec/values/UnsupportedQual.h"
+#include "Flowspec/wire/KeyComponents.h"
+#include "Flowspec/wire/Precedence.h"

@@ -1,0 +1,110 @@
+#include "Flowspec/wire/Precedence.h"
+
+#include "Flowspec/wire/KeyComponents.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <span>
+
+namespace Flowspec {
+
+namespace {
+
+int sign(int v) noexcept {
+   return (v > 0) - (v < 0);
+}
+
+// Bit `bit` (0 the most significant) of an address.
+unsigned addressBit(std::span<std::uint8_t const> bytes, unsigned bit) noexcept {
+   return bytes[bit / 8] >> (7 - bit % 8) & 1;
+}
+
+// The bytes of one operator list as the wire carries them, one at a time:
+// each pair's operator byte, then its value in 1 << len bytes, most
+// significant first.
+class WireBytes {
+public:
+   explicit WireBytes(std::span<WirePair const> pairs) noexcept : pairs_(pairs) {}
+   bool done() const noexcept { return pair_ == pairs_.size(); }
+   std::uint8_t next() noexcept {
+      WirePair const& p = pairs_[pair_];
+      unsigned length = 1U << (p.op >> 4 & 3);
+      std::uint8_t b;
+      if (byte_ == 0) {
+         b = p.op;
+      } else {
+         unsigned shift = 8 * (length - byte_);
+         b = shift >= 32 ? 0 : static_cast<std::uint8_t>(p.value >> shift);
+      }
+      if (++byte_ > length) {
+         byte_ = 0;
+         ++pair_;
+      }
+      return b;
+   }
+
+private:
+   std::span<WirePair const> pairs_;
+   std::size_t pair_ = 0;
+   unsigned byte_ = 0;
+};
+
+// RFC 8955 section 5.1 for the operator lists of one type: memcmp over the
+// common length, then the longer list first.
+int compareOperatorLists(std::span<WirePair const> a,
+                         std::span<WirePair const> b) noexcept {
+   WireBytes x(a), y(b);
+   while (!x.done() && !y.done()) {
+      std::uint8_t bx = x.next(), by = y.next();
+      if (bx != by) return bx < by ? -1 : 1;
+   }
+   if (x.done() == y.done()) return 0;
+   return x.done() ? 1 : -1;
+}
+
+// A prefix component that one key has and the other lacks comes first.
+int comparePresentPrefix(Ipkit::IpGenPrefix const& a,
+                         Ipkit::IpGenPrefix const& b) noexcept {
+   if (a.isEmpty() != b.isEmpty()) return a.isEmpty() ? 1 : -1;
+   if (a.isEmpty()) return 0;
+   return comparePrefixPrecedence(a, b);
+}
+
+} // namespace
+
+int comparePrefixPrecedence(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix const& b,
+                            unsigned offsetA, unsigned offsetB) noexcept {
+   if (a.af() != b.af()) return a.af() < b.af() ? -1 : 1;
+   if (offsetA != offsetB) return offsetA < offsetB ? -1 : 1;
+   unsigned common = std::min(a.len(), b.len());
+   auto x = a.addr().bytes();
+   auto y = b.addr().bytes();
+   for (unsigned bit = offsetA; bit < common; ++bit) {
+      unsigned bx = addressBit(x, bit), by = addressBit(y, bit);
+      if (bx != by) return bx < by ? -1 : 1;
+   }
+   // One is a prefix of the other (or they are equal): the longer first.
+   return sign(static_cast<int>(b.len()) - static_cast<int>(a.len()));
+}
+
+int comparePrecedence(FlowspecKey const& a, FlowspecKey const& b) {
+   if (a.addressFamily() != b.addressFamily())
+      return a.addressFamily() < b.addressFamily() ? -1 : 1;
+   if (int c = comparePresentPrefix(a.destPrefix(), b.destPrefix())) return c;
+   if (int c = comparePresentPrefix(a.srcPrefix(), b.srcPrefix())) return c;
+
+   KeyComponents x(a), y(b);
+   auto cx = x.components();
+   auto cy = y.components();
+   std::size_t i = 0;
+   for (; i < cx.size() && i < cy.size(); ++i) {
+      if (cx[i].type != cy[i].type) return cx[i].type < cy[i].type ? -1 : 1;
+      if (int c = compareOperatorLists(x.pairs(cx[i]), y.pairs(cy[i]))) return c;
+   }
+   // The key with components left has one of a lower type than the other's
+   // end, which counts as above every type.
+   if (cx.size() == cy.size()) return 0;
+   return i < cx.size() ? -1 : 1;
+}
+
+} // namespace Flowspec
