@@ -137,6 +137,31 @@ TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
    EXPECT_EQ(ruleAt(r.model, 1).actionsText, "drop");
 }
 
+TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
+   Checked const r = check("vrf default ipv4 *;*;IP:=6; drop\n"               // no destination: last
+                           "vrf default ipv4 10.0.0.0/8;*; drop\n"            // less specific
+                           "vrf default ipv6 2001:db8::/32;*; drop\n"         // IPv6 after IPv4
+                           "vrf default ipv4 10.1.0.0/16;*; drop\n"           // more specific: first
+                           "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n"      // same prefix, more components
+                           "vrf blue ipv4 *;*;IP:=17; drop\n");
+   auto lines = [&](RuleOrder order) {
+      std::vector<unsigned> out;
+      for (CheckedRule const* rule : r.model.ordered(order))
+         out.push_back(rule->line);
+      return out;
+   };
+   EXPECT_EQ(lines(RuleOrder::precedence), (std::vector<unsigned>{4, 5, 2, 1, 3, 6}));
+   EXPECT_EQ(ruleAt(r.model, 4).precedence, 0u);
+   EXPECT_EQ(ruleAt(r.model, 6).precedence, 0u) << "places count per VRF";
+   // Versions number the rules in the order the agent programmed them.
+   std::vector<std::string> versions;
+   for (CheckedRule const* rule : r.model.ordered(RuleOrder::precedence))
+      versions.push_back(rule->status->version);
+   EXPECT_EQ(versions, (std::vector<std::string>{"0000000000000f10.1", "0000000000000f10.2",
+                                                 "0000000000000f10.3", "0000000000000f10.4",
+                                                 "0000000000000f10.5", "0000000000000f10.6"}));
+}
+
 TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
    Checked const r = check(
        "vrf default ipv4 198.51.100.0/24;*;IP:=6;DP:=80|=443;TCP:=2&!=16; rate 1250k "

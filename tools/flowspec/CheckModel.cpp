@@ -375,14 +375,15 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
    counterSnapshots = counter.snapshotSize();
 
    // The place of each rule in its VRF's programming order.
-   std::vector<CheckedRule*> byKey;
+   std::vector<CheckedRule*> byPrecedence;
    for (CheckedRule& r : rules)
-      byKey.push_back(&r);
-   std::sort(
-       byKey.begin(), byKey.end(),
-       [](CheckedRule const* a, CheckedRule const* b) { return a->key < b->key; });
+      byPrecedence.push_back(&r);
+   std::sort(byPrecedence.begin(), byPrecedence.end(),
+             [](CheckedRule const* a, CheckedRule const* b) {
+                return HwAgent::programsBefore(a->vrfId, a->key, b->vrfId, b->key);
+             });
    std::map<Vrf::VrfIdMap::VrfId, std::size_t> places;
-   for (CheckedRule* r : byKey)
+   for (CheckedRule* r : byPrecedence)
       r->precedence = places[r->vrfId]++;
 }
 

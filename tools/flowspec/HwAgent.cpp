@@ -3,8 +3,10 @@
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecUtil.h"
 #include "Flowspec/values/UnsupportedQual.h"
+#include "Flowspec/wire/Precedence.h"
 #include "Kiln/UniqueId.h"
 
+#include <algorithm>
 #include <array>
 
 namespace FlowspecTool {
@@ -134,9 +136,18 @@ void HwAgent::changed(VrfId vrfId, FlowspecKey const& key) {
    dirty_.emplace(vrfId, key);
 }
 
+bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, FlowspecKey const& b) {
+   if (vrfA != vrfB) return vrfA < vrfB;
+   if (int const order = Flowspec::comparePrecedence(a, b)) return order < 0;
+   return a < b;
+}
+
 void HwAgent::run() {
-   auto dirty = std::move(dirty_);
+   std::vector<std::pair<VrfId, FlowspecKey>> dirty(dirty_.begin(), dirty_.end());
    dirty_.clear();
+   std::sort(dirty.begin(), dirty.end(), [](auto const& x, auto const& y) {
+      return programsBefore(x.first, x.second, y.first, y.second);
+   });
    for (auto const& [vrfId, key] : dirty)
       program(vrfId, key);
 }

@@ -63,10 +63,17 @@ public:
    HwAgent(HwAgent const&) = delete;
    HwAgent& operator=(HwAgent const&) = delete;
 
-   /// Programs every rule whose configuration changed since the last run, in
-   /// VRF and key order, and removes the status and counter of rules that
-   /// are gone.
+   /// Programs every rule whose configuration changed since the last run,
+   /// VRF by VRF in the order the hardware applies them (programsBefore),
+   /// and removes the status and counter of rules that are gone.
    void run();
+
+   /// Whether the agent programs rule `a` of VRF `vrfA` before rule `b` of
+   /// VRF `vrfB`: by VRF id, then in RFC 8955 section 5.1 precedence order
+   /// (Flowspec::comparePrecedence; IPv4 before IPv6), then by key, so that
+   /// the order is total.
+   static bool programsBefore(Vrf::VrfIdMap::VrfId vrfA, Flowspec::FlowspecKey const& a,
+                              Vrf::VrfIdMap::VrfId vrfB, Flowspec::FlowspecKey const& b);
 
    /// The callbacks the agent heard, by name, in a fixed order.
    std::vector<std::pair<std::string, unsigned>> heard() const;
