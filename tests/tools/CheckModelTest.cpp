@@ -35,6 +35,14 @@ CheckedRule const& ruleAt(CheckModel const& m, unsigned line) {
    return m.rules.front();
 }
 
+// The lines of the rules, listed in `order`.
+std::vector<unsigned> linesIn(CheckModel const& m, RuleOrder order) {
+   std::vector<unsigned> out;
+   for (CheckedRule const* rule : m.ordered(order))
+      out.push_back(rule->line);
+   return out;
+}
+
 TEST(CheckModel, AnInfeasibleRuleNamesItsRealCause) {
    struct Case {
       char const* description;
@@ -123,14 +131,8 @@ TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
                            "vrf default ipv4 10.1.0.0/16;*; drop\n"
                            "vrf 7 ipv4 *;*;IP:=6; drop\n"
                            "vrf default ipv4 *;*;IP:=6; drop\n");
-   auto lines = [&](RuleOrder order) {
-      std::vector<unsigned> out;
-      for (CheckedRule const* rule : r.model.ordered(order))
-         out.push_back(rule->line);
-      return out;
-   };
-   EXPECT_EQ(lines(RuleOrder::file), (std::vector<unsigned>{1, 2, 3, 4, 5}));
-   EXPECT_EQ(lines(RuleOrder::key), (std::vector<unsigned>{2, 3, 5, 1, 4}));
+   EXPECT_EQ(linesIn(r.model, RuleOrder::file), (std::vector<unsigned>{1, 2, 3, 4, 5}));
+   EXPECT_EQ(linesIn(r.model, RuleOrder::key), (std::vector<unsigned>{2, 3, 5, 1, 4}));
    EXPECT_EQ(r.model.vrfText(0), "default (0)");
    EXPECT_EQ(r.model.vrfText(1), "blue (1)");
    EXPECT_EQ(r.model.vrfText(7), "7");
@@ -144,13 +146,7 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
                            "vrf default ipv4 10.1.0.0/16;*; drop\n"           // more specific: first
                            "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n"      // same prefix, more components
                            "vrf blue ipv4 *;*;IP:=17; drop\n");
-   auto lines = [&](RuleOrder order) {
-      std::vector<unsigned> out;
-      for (CheckedRule const* rule : r.model.ordered(order))
-         out.push_back(rule->line);
-      return out;
-   };
-   EXPECT_EQ(lines(RuleOrder::precedence), (std::vector<unsigned>{4, 5, 2, 1, 3, 6}));
+   EXPECT_EQ(linesIn(r.model, RuleOrder::precedence), (std::vector<unsigned>{4, 5, 2, 1, 3, 6}));
    EXPECT_EQ(ruleAt(r.model, 4).precedence, 0u);
    EXPECT_EQ(ruleAt(r.model, 6).precedence, 0u) << "places count per VRF";
    // Versions number the rules in the order the agent programmed them.
