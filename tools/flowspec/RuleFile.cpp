@@ -122,8 +122,9 @@ RuleReader::Outcome RuleReader::line(std::string_view text, unsigned number) {
       return Refusal{number, static_cast<unsigned>(e.column + 1), printable(e.what)};
    } catch (std::exception const& e) {
       // A value type refused a value: its message says which and why.
-      return Refusal{number, static_cast<unsigned>(state.columnOf(state.current) + 1),
-                     printable(e.what())};
+      std::size_t const column =
+          state.current.empty() ? 0 : state.columnOf(state.current);
+      return Refusal{number, static_cast<unsigned>(column + 1), printable(e.what())};
    }
 }
 
