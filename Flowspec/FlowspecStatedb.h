@@ -11,6 +11,7 @@
 #include "Flowspec/values/ActionFieldSet.h"
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecKey.h"
+#include "Flowspec/values/FlowspecKeyParse.h"
 #include "Flowspec/values/FlowspecUtil.h"
 #include "Flowspec/values/HwRuleProgrammingStatus.h"
 #include "Flowspec/values/IntfErrorKey.h"

@@ -38,9 +38,15 @@
 //     never make it.
 //   - the attribute log gives back the key itself, and equal keys hash
 //     equally and are not ordered before each other.
+//
+// The strict parser (parseKeyCli) reads the same bytes. What it accepts, the
+// lenient one accepts as the very same key; printed, it reads back strictly
+// as that key and prints the same text again. What it refuses has a column
+// within the text (or just past it) and a message.
 #include "FuzzSupport.h"
 
 #include "Flowspec/values/FlowspecKey.h"
+#include "Flowspec/values/FlowspecKeyParse.h"
 #include "Vex/Trace.h"
 
 #include <cstddef>
@@ -142,6 +148,21 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size) {
    Vex::String const text(reinterpret_cast<char const*>(data), size);
    FlowspecKey k;
-   if (k.copyInStrCli(text)) checkAccepted(text, k);
+   bool const lenient = k.copyInStrCli(text);
+   if (lenient) checkAccepted(text, k);
+
+   KeyParseResult const strict = parseKeyCli(text.view());
+   std::string const where = "strictly parsing " + Fuzz::printable(text.view());
+   if (!strict) {
+      FUZZ_CHECK(strict.error().column >= 1 && strict.error().column <= size + 1 &&
+                     !strict.error().message.empty(),
+                 where + ": column " + std::to_string(strict.error().column));
+      return 0;
+   }
+   FUZZ_CHECK(lenient && k == strict.key(), where + ": the lenient parser disagrees");
+   Vex::String const printed = strict.key().toStrepCli();
+   KeyParseResult const again = parseKeyCli(printed.view());
+   FUZZ_CHECK(again && again.key() == strict.key() && again.key().toStrepCli() == printed,
+              where + ": " + Fuzz::printable(printed.view()) + " does not read back");
    return 0;
 }

@@ -2,13 +2,14 @@
 // the tool then does with every rule it accepts.
 //
 // The reader must never throw or crash. It reports every refused line as
-// "fuzz.txt:<line>: <why>" with a line number inside the file, accepts lines
+// "fuzz.txt:<line>:<column>: <why>" with a line number inside the file and a
+// column inside the line (or just past it), accepts lines
 // in file order, and gives each accepted rule a key of the family its line
 // names. Each accepted key then goes the way `flowspec check` takes it: its
 // match set is derived, set on a RuleConfig, tested for feasibility and
 // sanitised; none of that may throw or crash either. The key parser is the
-// one safe on user text (copyInStrCli), so no reader that asserts on bad
-// input is ever reached.
+// strict one made for user text (parseKeyCli), so no reader that asserts on
+// bad input is ever reached.
 #include "FuzzSupport.h"
 
 #include "Flowspec/entities/RuleConfig.h"
@@ -30,6 +31,10 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
       FUZZ_CHECK(error.rfind("fuzz.txt:", 0) == 0, error);
       unsigned long const line = std::stoul(error.substr(9));
       FUZZ_CHECK(line >= 1 && line <= lines, error);
+   }
+   for (FlowspecTool::Refusal const& r : file.refusals) {
+      FUZZ_CHECK(r.column >= 1 && r.column <= FlowspecTool::maxLineBytes + 1 && !r.message.empty(),
+                 r.text("fuzz.txt"));
    }
    unsigned previous = 0;
    for (FlowspecTool::RuleLine const& rule : file.rules) {

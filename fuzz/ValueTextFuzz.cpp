@@ -82,7 +82,7 @@ void flowspecKey(char const* pos, char const* end) {
    if (first != std::string_view::npos) {
       std::string_view af = fields.substr(first + 1);
       af = af.substr(0, af.find(FlowspecKey::compSeparator()));
-      if (!af.empty() && af != "ipv4" && af != "ipv6") return;
+      if (!af.empty() && !Ipkit::addressFamilyFromText(af)) return;
    }
    std::optional<FlowspecKey> k = readText<FlowspecKey>(pos, end);
    if (!k) return;

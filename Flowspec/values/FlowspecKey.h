@@ -188,6 +188,8 @@ class FlowspecKey {
    /// "010" octal); the length bits follow the value (up to 255: 1 byte, up
    /// to 65535: 2 bytes, above: 4 bytes in two pairs); the last number of a
    /// component gets endOfList. Pairs are written densely from index 0.
+   /// Text from outside is better read with parseKeyCli (FlowspecKeyParse.h),
+   /// which is strict and returns its error with a column.
    bool copyInStrCli(Vex::String const& text);
    /// Reads the full string value. It is meant for text this library wrote:
    /// a missing field, an address family other than "ipv4" or "ipv6", or a

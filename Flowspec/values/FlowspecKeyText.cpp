@@ -6,6 +6,7 @@
 #include "Vex/Assert.h"
 
 #include <cstdlib>
+#include <optional>
 #include <ostream>
 #include <sstream>
 #include <string>
@@ -32,41 +33,12 @@ void walkComponents(FlowspecKey const& key, Write write) {
    }
 }
 
-// Yields the text up to the next ';' or the end, like std::getline; fails
-// only when nothing is left.
-class FieldReader {
- public:
-   explicit FieldReader(std::string_view text) : rest_(text), done_(text.empty()) {}
-   bool next(std::string& field) {
-      if (done_) return false;
-      std::size_t stop = rest_.find(FlowspecKey::compSeparator());
-      if (stop == std::string_view::npos) {
-         field.assign(rest_);
-         done_ = true;
-      } else {
-         field.assign(rest_.substr(0, stop));
-         rest_.remove_prefix(stop + 1);
-         done_ = rest_.empty();
-      }
-      return true;
-   }
-
- private:
-   std::string_view rest_;
-   bool done_;
-};
-
 void appendPrefixOrStar(std::string& text, Ipkit::IpGenPrefix const& p) {
    if (p.isEmpty()) {
       text += '*';
    } else {
       text += p.stringValue().view();
    }
-}
-
-void traceFailure(std::string const& message) {
-   Vex::TraceHandle const& th = defaultTraceHandle();
-   if (th.enabled(2)) th.trace(2, "copyInStrCli", Vex::String(message));
 }
 
 } // namespace
@@ -122,120 +94,6 @@ std::ostream& operator<<(std::ostream& os, FlowspecKey const& key) {
    return os << key.stringValue();
 }
 
-bool FlowspecKey::copyInStrCli(Vex::String const& text) {
-   Vex::TraceHandle const& th = defaultTraceHandle();
-   if (th.enabled(8)) {
-      th.trace(8, "copyInStrCli",
-               "copyInStrCli" + Vex::String(" constructing match components from ") + text);
-   }
-   FieldReader fields(text.view());
-   std::string field;
-
-   // The two prefixes, by position; "*" leaves a prefix as it is.
-   struct {
-      char const* missing;
-      char const* unparsable;
-      Ipkit::IpGenPrefix FlowspecKey::*member;
-   } const prefixes[] = {
-      {"Did not find a destination prefix ", "Could not parse dest prefix ",
-       &FlowspecKey::destPrefix_},
-      {"Did not find a source prefix ", "Could not parse source prefix ",
-       &FlowspecKey::srcPrefix_},
-   };
-   for (auto const& p : prefixes) {
-      if (!fields.next(field)) {
-         traceFailure(p.missing + text.str());
-         return false;
-      }
-      if (field == "*") continue;
-      try {
-         this->*p.member = Ipkit::IpGenPrefix(Vex::String(field));
-      } catch (Vex::Exception const& e) {
-         traceFailure(p.unparsable + field + " : " + e.what());
-         return false;
-      }
-   }
-
-   MatchOpValIndex p(0);
-   while (fields.next(field)) {
-      std::size_t colon = field.find(':');
-      if (colon == std::string::npos) {
-         traceFailure("Did not find a match component in " + field);
-         return false;
-      }
-      MatchCompType type = getCompType(field.c_str());
-      if (type == MatchCompType::invalid) {
-         traceFailure("Did not find a valid component label in " + field);
-         return false;
-      }
-      bool const bitfield = isBitfieldType(type);
-      std::uint8_t op = 0;
-      bool waiting = false; // an operator waits for its value
-      char const* const end = field.c_str() + field.size();
-      for (char const* c = field.c_str() + colon + 1; c < end;) {
-         switch (*c) {
-         case '<':
-         case '>':
-            if (bitfield) {
-               traceFailure("Received value operator for a bitfield component " + field);
-               return false;
-            }
-            op |= *c == '<' ? MatchOpVal::ltBit : MatchOpVal::gtBit;
-            waiting = true;
-            ++c;
-            break;
-         case '!':
-            if (!bitfield) {
-               traceFailure("Received bitfield operator for a value component " + field);
-               return false;
-            }
-            op |= MatchOpVal::gtBit; // invert
-            waiting = true;
-            ++c;
-            break;
-         case '=':
-            op |= MatchOpVal::eqBit;
-            waiting = true;
-            ++c;
-            break;
-         case '&':
-            op |= MatchOpVal::andPreviousBit;
-            ++c;
-            break;
-         case '|': ++c; break;
-         default: {
-            if (*c < '0' || *c > '9') {
-               traceFailure("Unexpected character " + std::string(1, *c));
-               return false;
-            }
-            char* after = nullptr;
-            long value = std::strtol(c, &after, 0);
-            if (value > 65535) {
-               op |= 2 << 4;
-            } else if (value > 255) {
-               op |= 1 << 4;
-            }
-            if (after == end) op |= MatchOpVal::endOfListBit;
-            try {
-               p = setOpVal(p, type, op, static_cast<std::uint32_t>(value));
-            } catch (Vex::RangeException const&) {
-               traceFailure("Too many match values in " + field);
-               return false;
-            }
-            c = after;
-            op = 0;
-            waiting = false;
-         }
-         }
-      }
-      if (waiting) {
-         traceFailure(" Missing value in " + field);
-         return false;
-      }
-   }
-   return true;
-}
-
 void FlowspecKey::copyInStringValue(Vex::String const& text) {
    Vex::TraceHandle const& th = defaultTraceHandle();
    if (th.enabled(8)) {
@@ -248,13 +106,9 @@ void FlowspecKey::copyInStringValue(Vex::String const& text) {
    vrfId_ = static_cast<Vrf::VrfIdMap::VrfId>(std::stol(compString));
    VEX_ASSERT_TEXT(std::getline(istr, compString, compSeparator()) && !compString.empty(),
                    "std::getline( istr, compString, compSeparator() ) && !compString.empty()");
-   if (compString == "ipv4") {
-      addressFamily_ = Ipkit::ipv4;
-   } else if (compString == "ipv6") {
-      addressFamily_ = Ipkit::ipv6;
-   } else {
-      VEX_ASSERT_TEXT(false, "false && \"invalid address-family\"");
-   }
+   std::optional<Ipkit::AddressFamily> const af = Ipkit::addressFamilyFromText(compString);
+   if (!af) VEX_ASSERT_TEXT(false, "false && \"invalid address-family\"");
+   addressFamily_ = *af;
    VEX_ASSERT_TEXT(std::getline(istr, compString) && !compString.empty(),
                    "std::getline( istr, compString ) && !compString.empty()");
    VEX_ASSERT_TEXT(copyInStrCli(Vex::String(compString)), "copyInStrCli( compString )");
@@ -270,10 +124,8 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, FlowspecKey& key) {
       switch (n) {
       case 0: k.vrfIdIs(static_cast<Vrf::VrfIdMap::VrfId>(std::strtol(field.c_str(), nullptr, 10))); break;
       case 1:
-         if (field == "ipv4") {
-            k.addressFamilyIs(Ipkit::ipv4);
-         } else if (field == "ipv6") {
-            k.addressFamilyIs(Ipkit::ipv6);
+         if (auto af = Ipkit::addressFamilyFromText(field)) {
+            k.addressFamilyIs(*af);
          } else {
             VEX_ASSERT_TEXT(false, "false && \"invalid address-family\"");
          }

@@ -32,6 +32,13 @@ std::ostream& operator<<(std::ostream& os, AddressFamily af) {
    return os << static_cast<std::int32_t>(af);
 }
 
+std::optional<AddressFamily> addressFamilyFromText(std::string_view text) noexcept {
+   for (AddressFamily af : {ipv4, ipv6}) {
+      if (text == nameOf(af)) return af;
+   }
+   return std::nullopt;
+}
+
 Vex::String valueToStrep(AddressFamily af) {
    if (char const* name = nameOf(af)) return name;
    return Vex::valueToStrep(static_cast<std::int32_t>(af));

@@ -10,6 +10,8 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
+#include <string_view>
 
 namespace Vex {
 class VexType;
@@ -33,6 +35,11 @@ Vex::VexType const& vexTypeOf(AddressFamily const*);
 
 /// Prints "ipunknown", "ipv4" or "ipv6", and any other number in decimal.
 std::ostream& operator<<(std::ostream& os, AddressFamily af);
+
+/// The family a person names on a command line or in a file: "ipv4" or
+/// "ipv6", exactly; std::nullopt for any other text ("IPv4", "ipunknown", a
+/// number).
+std::optional<AddressFamily> addressFamilyFromText(std::string_view text) noexcept;
 
 /// The value text: the bare enumerator name (ipv4, not quoted), or the decimal
 /// number for a value without a name.

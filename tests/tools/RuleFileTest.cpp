@@ -3,14 +3,38 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <fstream>
+#include <new>
+#include <sstream>
 #include <iterator>
 #include <map>
 #include <string>
 
+// Every allocation of the test binary is counted, so that a test can count
+// the work a reader does by the allocations it makes. Neither side is
+// inlined, so that the compiler does not see free() meet a pointer from
+// malloc() behind new and delete.
+namespace {
+std::atomic<std::size_t> allocations{0};
+}
+[[gnu::noinline]] void* operator new(std::size_t size) {
+   ++allocations;
+   if (void* p = std::malloc(size ? size : 1)) return p;
+   throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* p) noexcept {
+   std::free(p);
+}
+[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {
+   std::free(p);
+}
+
 namespace {
 
 using FlowspecTool::readRuleFile;
+using FlowspecTool::Refusal;
 using FlowspecTool::RuleFile;
 
 std::string exampleText() {
@@ -68,7 +92,7 @@ TEST(RuleFile, NamedVrfsGetIdsInTheOrderOfTheLinesRead) {
                              "vrf 0 ipv6 *;*; drop\n",
                              "f");
    ASSERT_EQ(f.errors.size(), 1u);
-   EXPECT_EQ(f.errors[0].rfind("f:2: unknown action 'bogus'", 0), 0u) << f.errors[0];
+   EXPECT_EQ(f.errors[0].rfind("f:2:21: unknown action 'bogus'", 0), 0u) << f.errors[0];
    ASSERT_EQ(f.rules.size(), 4u);
    EXPECT_EQ(f.rules[0].vrfId, 1u);
    EXPECT_EQ(f.rules[1].vrfId, 2u);
@@ -88,8 +112,8 @@ TEST(RuleFile, AKeyIsUniquePerVrfAndFamily) {
                              "vrf 1 ipv4 *;*;IP:=0x6; permit\n",
                              "f");
    EXPECT_EQ(f.rules.size(), 3u);
-   std::vector<std::string> const errors = {"f:4: the same rule as line 1",
-                                            "f:5: the same rule as line 1"};
+   std::vector<std::string> const errors = {"f:4:12: the same rule as line 1",
+                                            "f:5:12: the same rule as line 1"};
    EXPECT_EQ(f.errors, errors);
 }
 
@@ -103,15 +127,113 @@ TEST(RuleFile, LinesEndInNewlinesCarriageReturnsOrTheEndOfTheText) {
    EXPECT_EQ(f.rules[1].line, 5u);
    // A carriage return inside a line is a control character.
    RuleFile g = readRuleFile("vrf 0 ipv4 *;*;\r drop\n", "g");
-   std::vector<std::string> const errors = {"g:1: control character 0x0d in the line"};
+   std::vector<std::string> const errors = {"g:1:16: control character 0x0d in the line"};
    EXPECT_EQ(g.errors, errors);
 }
 
 TEST(RuleFile, MessagesShowBytesOutsidePrintableAsciiEscaped) {
    RuleFile f = readRuleFile("vrf 0 ipv4 *;*;IP:=\xc3\xa9; drop\n", "f");
-   std::vector<std::string> const errors = {
-       "f:1: rule key: Unexpected character \\xc3"};
+   std::vector<std::string> const errors = {"f:1:20: rule key: unexpected character '\\xc3'"};
    EXPECT_EQ(f.errors, errors);
+}
+
+TEST(RuleFile, EachRefusalNamesItsLineColumnAndReason) {
+   struct Case {
+      char const* description;
+      char const* line;
+      unsigned column;
+      char const* message;
+   } const cases[] = {
+       {"ICMP is no label", "vrf default ipv4 *;*;ICMP:=8; drop", 22,
+        "rule key: 'ICMP' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+       {"IPX is no label", "vrf default ipv4 *;*;IPX:=6; drop", 22,
+        "rule key: 'IPX' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+       {"DPORT is no label", "vrf default ipv4 *;*;DPORT:=80; drop", 22,
+        "rule key: 'DPORT' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+       {"digits that stop early", "vrf default ipv4 *;*;DP:=08; drop", 26,
+        "rule key: the number '08' has a leading zero: write 8, or 0x... for hexadecimal (octal is not read)"},
+       {"a bare value", "vrf default ipv4 *;*;DP:80; drop", 25,
+        "rule key: the value '80' has no operator: write =, <, > or a combination before it"},
+       {"a port too large", "vrf default ipv4 *;*;DP:=70000; drop", 26,
+        "rule key: the number 70000 is out of range for DP (Destination Port): 0 to 65535"},
+       {"a protocol too large", "vrf default ipv4 *;*;IP:=256; drop", 26,
+        "rule key: the number 256 is out of range for IP (IP Protocol): 0 to 255"},
+       {"DSCP 64", "vrf default ipv4 *;*;DSCP:=64; drop", 28,
+        "rule key: the number 64 is out of range for DSCP (DSCP): 0 to 63"},
+       {"a flow label too large", "vrf default ipv6 *;*;FL:=0x100000; drop", 26,
+        "rule key: the number 0x100000 is out of range for FL (Flow Label): 0 to 1048575 (0xfffff)"},
+       {"an IPv4 rule to an IPv6 next hop", "vrf default ipv4 *;*;IP:=6; redirect 2001:db8::1", 38,
+        "an ipv4 rule cannot redirect to the ipv6 next hop 2001:db8::1"},
+       {"an IPv6 rule to an IPv4 next hop", "vrf default ipv6 *;*;IP:=6; redirect 192.0.2.1 copy", 38,
+        "an ipv6 rule cannot redirect to the ipv4 next hop 192.0.2.1"},
+       {"a prefix of the other family", "vrf default ipv6 10.0.0.0/8;*; drop", 18,
+        "rule key: the destination prefix '10.0.0.0/8' is not ipv6"},
+       {"tabs count as one byte", "vrf\tdefault\tipv4\t*;*;IP:=6;\tdrop\tdrop", 34, "'drop' is given twice"},
+   };
+   for (Case const& c : cases) {
+      SCOPED_TRACE(c.description);
+      RuleFile const f = readRuleFile(c.line, "f");
+      EXPECT_TRUE(f.rules.empty());
+      ASSERT_EQ(f.refusals.size(), 1u);
+      EXPECT_EQ(f.refusals[0], (Refusal{1, c.column, c.message})) << f.refusals[0].message;
+   }
+}
+
+TEST(RuleFile, ARefusedLineLeavesNoVrfNameBehindEvenFromItsRedirect) {
+   RuleFile f = readRuleFile("vrf blue ipv4 *;*; redirect vrf green drop drop\n" // refused
+                             "vrf red ipv4 *;*; drop\n"
+                             "vrf 3 ipv4 *;*; redirect vrf green\n",
+                             "f");
+   ASSERT_EQ(f.errors.size(), 1u);
+   ASSERT_EQ(f.rules.size(), 2u);
+   EXPECT_EQ(f.rules[0].vrfId, 1u) << "red takes the id blue would have had";
+   EXPECT_EQ(f.rules[1].trafficRedirect.vrfId(), 2u);
+   std::map<Vrf::VrfIdMap::VrfId, std::string> const names = {{1, "red"}, {2, "green"}};
+   EXPECT_EQ(f.vrfNames, names);
+}
+
+// The bookkeeping of a line does not grow with the VRFs read before it: a
+// reader that copied its VRF maps for every line (to undo a refused one)
+// would make allocations grow with the square of the lines here.
+TEST(RuleFile, TheWorkPerLineDoesNotGrowWithTheVrfsRead) {
+   auto allocationsFor = [](unsigned vrfs) {
+      std::string text;
+      for (unsigned i = 0; i < vrfs; ++i)
+         text += "vrf v" + std::to_string(i) + " ipv4 *;*;IP:=" + std::to_string(i % 256) + "; drop\n";
+      text += "vrf nothing ipv4 *;*; bogus\n"; // a refused line too
+      std::size_t const before = allocations;
+      RuleFile const f = readRuleFile(text, "f");
+      std::size_t const made = allocations - before;
+      EXPECT_EQ(f.rules.size(), vrfs);
+      return made;
+   };
+   std::size_t const small = allocationsFor(500), large = allocationsFor(4000);
+   // Eight times the lines: about eight times the allocations, not 64.
+   EXPECT_LT(large, small * 10) << small << " then " << large;
+}
+
+TEST(RuleFile, LinesLongerThanTheLimitAreRefusedWithoutBeingHeld) {
+   std::string const tooLong = "vrf default ipv4 *;*;IP:=6; drop" + std::string(FlowspecTool::maxLineBytes, ' ');
+   std::string const longest = "vrf default ipv4 *;*;IP:=7; drop" +
+                               std::string(FlowspecTool::maxLineBytes - 32, ' ');
+   ASSERT_EQ(longest.size(), FlowspecTool::maxLineBytes);
+   RuleFile const f = readRuleFile(tooLong + "\n" + longest + "\nvrf 0 ipv4 *;*; drop", "f");
+   std::vector<Refusal> const refusals = {{1, 65537, "the line is longer than 65536 bytes"}};
+   EXPECT_EQ(f.refusals, refusals);
+   ASSERT_EQ(f.rules.size(), 2u);
+   EXPECT_EQ(f.rules[0].line, 2u);
+   EXPECT_EQ(f.rules[1].line, 3u);
+
+   // A stream of a million bytes without a newline holds at most one line.
+   std::istringstream endless(std::string(1 << 20, 'x'));
+   FlowspecTool::RuleReader reader;
+   std::vector<Refusal> seen;
+   std::size_t const before = allocations;
+   EXPECT_TRUE(FlowspecTool::readRules(
+       endless, reader, [](FlowspecTool::RuleLine&&) {}, [&](Refusal&& r) { seen.push_back(r); }));
+   EXPECT_LT(allocations - before, 40u) << "the line buffer grows to the limit once";
+   ASSERT_EQ(seen.size(), 1u);
+   EXPECT_EQ(seen[0].column, 65537u);
 }
 
 // Every prefix of the example reads without a fault: the lines it holds whole
@@ -134,7 +256,7 @@ TEST(RuleFile, EveryPrefixOfTheExampleReadsLineByLine) {
       }
       EXPECT_LE(part.rules.size() + part.errors.size(), matched + 1) << "prefix " << n;
       for (auto const& e : part.errors) {
-         EXPECT_EQ(e.rfind("f:" + std::to_string(wholeLines + 1) + ": ", 0), 0u) << e;
+         EXPECT_EQ(e.rfind("f:" + std::to_string(wholeLines + 1) + ":", 0), 0u) << e;
       }
    }
 }
@@ -156,7 +278,7 @@ TEST(RuleFile, EveryLineWithOneByteLessIsReadOrRefused) {
          RuleFile const f = readRuleFile(cut, "f");
          EXPECT_EQ(f.rules.size() + f.errors.size(), 1u) << cut;
          for (auto const& e : f.errors)
-            EXPECT_EQ(e.rfind("f:1: ", 0), 0u) << e;
+            EXPECT_EQ(e.rfind("f:1:", 0), 0u) << e;
       }
    }
 }

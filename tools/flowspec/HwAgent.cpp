@@ -3,8 +3,10 @@
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecUtil.h"
 #include "Flowspec/values/UnsupportedQual.h"
+#include "Flowspec/wire/Precedence.h"
 #include "Kiln/UniqueId.h"
 
+#include <algorithm>
 #include <array>
 
 namespace FlowspecTool {
@@ -134,9 +136,18 @@ void HwAgent::changed(VrfId vrfId, FlowspecKey const& key) {
    dirty_.emplace(vrfId, key);
 }
 
+bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, FlowspecKey const& b) {
+   if (vrfA != vrfB) return vrfA < vrfB;
+   if (int const order = Flowspec::comparePrecedence(a, b)) return order < 0;
+   return a < b;
+}
+
 void HwAgent::run() {
-   auto dirty = std::move(dirty_);
+   std::vector<std::pair<VrfId, FlowspecKey>> dirty(dirty_.begin(), dirty_.end());
    dirty_.clear();
+   std::sort(dirty.begin(), dirty.end(), [](auto const& x, auto const& y) {
+      return programsBefore(x.first, x.second, y.first, y.second);
+   });
    for (auto const& [vrfId, key] : dirty)
       program(vrfId, key);
 }
@@ -173,49 +184,77 @@ void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
    }
 }
 
-HwAgent::Outcome HwAgent::capability(Flowspec::RuleConfig const& rule) const {
-   Flowspec::FlowspecUtil const util;
-   auto label = [&](MatchCompType t) { return util.compTypeToDetailLabel(t).str(); };
+namespace {
 
-   Flowspec::UnsupportedQual const unsupported =
-       status_->unsupportedQual(rule.key().addressFamily());
-   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
-      MatchCompType const type = i.key();
-      if (unsupported.qualHas(type)) {
-         return {HwRuleProgrammingStatus::unsupportedMatch,
-                 label(type) + ": " + unsupported.qual(type).str()};
-      }
-   }
-   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
-      Flowspec::MatchComponent const& c = i.value();
-      std::size_t const values =
-          c.numericalRangeSize() + c.tcpBitMaskSize() + c.ipBitMaskSize();
-      if (values > maxValuesPerComponent) {
-         return {HwRuleProgrammingStatus::unsupportedTcamProfile,
-                 label(c.compType()) + ": " + std::to_string(values) +
-                     " values, the TCAM profile holds at most " +
-                     std::to_string(maxValuesPerComponent) + " per match"};
-      }
-      if (c.compType() != MatchCompType::packetLength) continue;
-      for (auto r = c.numericalRangeIteratorConst(); r; ++r) {
-         Flowspec::NumericalRange const& range = r.key();
-         if (range.isValid() &&
-             range.rangeMax() - range.rangeMin() >= maxPacketLengthSpan) {
-            return {HwRuleProgrammingStatus::unsupportedTcamProfile,
-                    label(c.compType()) + ": the range " + range.toStrep().str() +
+std::string label(MatchCompType t) {
+   return Flowspec::FlowspecUtil().compTypeToDetailLabel(t).str();
+}
+
+} // namespace
+
+std::vector<HwAgent::Capability> const& HwAgent::capabilities() {
+   static std::vector<Capability> const rows = {
+       {"a match the hardware lacks for the family (the flow label; published as unsupportedQual "
+        "in the Status tree)",
+        HwRuleProgrammingStatus::unsupportedMatch,
+        [](HwAgent const& agent, Flowspec::RuleConfig const& rule) -> std::string {
+           Flowspec::UnsupportedQual const unsupported =
+               agent.status_->unsupportedQual(rule.key().addressFamily());
+           for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+              if (unsupported.qualHas(i.key())) {
+                 return label(i.key()) + ": " + unsupported.qual(i.key()).str();
+              }
+           }
+           return "";
+        }},
+       {"more than " + std::to_string(maxValuesPerComponent) + " ranges or bit masks in one match",
+        HwRuleProgrammingStatus::unsupportedTcamProfile,
+        [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
+           for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+              Flowspec::MatchComponent const& c = i.value();
+              std::size_t const values = c.numericalRangeSize() + c.tcpBitMaskSize() + c.ipBitMaskSize();
+              if (values > maxValuesPerComponent) {
+                 return label(c.compType()) + ": " + std::to_string(values) +
+                        " values, the TCAM profile holds at most " +
+                        std::to_string(maxValuesPerComponent) + " per match";
+              }
+           }
+           return "";
+        }},
+       {"a packet-length range wider than " + std::to_string(maxPacketLengthSpan) + " lengths",
+        HwRuleProgrammingStatus::unsupportedTcamProfile,
+        [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
+           Flowspec::MatchComponent const c = rule.matchSet(MatchCompType::packetLength);
+           for (auto r = c.numericalRangeIteratorConst(); r; ++r) {
+              Flowspec::NumericalRange const& range = r.key();
+              if (range.isValid() && range.rangeMax() - range.rangeMin() >= maxPacketLengthSpan) {
+                 return label(MatchCompType::packetLength) + ": the range " + range.toStrep().str() +
                         " is wider than the " + std::to_string(maxPacketLengthSpan) +
-                        " lengths a range checker covers"};
-         }
-      }
-   }
-   if (rule.actionFieldSet().trafficRedirect() && rule.trafficRedirect().copy() &&
-       !rule.trafficRedirect().addr().isUnspecified()) {
-      return {HwRuleProgrammingStatus::unsupportedAction,
-              "the hardware cannot redirect a copy to a next hop"};
-   }
-   if (rule.actionFieldSet().trafficAction() && rule.trafficAction().continueMatch()) {
-      return {HwRuleProgrammingStatus::programmedWithFailures,
-              "continue is not supported: programmed as a terminal rule"};
+                        " lengths a range checker covers";
+              }
+           }
+           return "";
+        }},
+       {"a redirect of a copy to a next-hop address", HwRuleProgrammingStatus::unsupportedAction,
+        [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
+           bool const applies = rule.actionFieldSet().trafficRedirect() && rule.trafficRedirect().copy() &&
+                                !rule.trafficRedirect().addr().isUnspecified();
+           return applies ? "the hardware cannot redirect a copy to a next hop" : "";
+        }},
+       {"continue, which the hardware cannot do: it programs the rule as terminal",
+        HwRuleProgrammingStatus::programmedWithFailures,
+        [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
+           bool const applies =
+               rule.actionFieldSet().trafficAction() && rule.trafficAction().continueMatch();
+           return applies ? "continue is not supported: programmed as a terminal rule" : "";
+        }},
+   };
+   return rows;
+}
+
+HwAgent::Outcome HwAgent::capability(Flowspec::RuleConfig const& rule) const {
+   for (Capability const& row : capabilities()) {
+      if (std::string reason = row.check(*this, rule); !reason.empty()) return {row.status, reason};
    }
    return {HwRuleProgrammingStatus::programmed, ""};
 }

@@ -10,21 +10,9 @@
 // programmed) and starts a counter snapshot in Counter for each rule the
 // hardware holds.
 //
-// The capability model of the simulated hardware, checked in this order, the
-// first that applies deciding:
-//
-//   | the rule                                       | status                         |
-//   |------------------------------------------------|--------------------------------|
-//   | is infeasible (its key has an InfeasibleRule)  | Not processed                  |
-//   | matches a kind the hardware lacks for its      | Unsupported Match              |
-//   |   family (the flow label: Status's             |                                |
-//   |   unsupportedQual, published by the agent)     |                                |
-//   | has more than 4 ranges or masks in one match   | Unsupported TCAM Profile       |
-//   | has a packet-length range over 1024 lengths    | Unsupported TCAM Profile       |
-//   | redirects a copy to a next-hop address         | Unsupported Action             |
-//   | continues (is not terminal)                    | Programmed with some failures  |
-//   |                                                |   (programmed as terminal)     |
-//   | anything else                                  | Programmed                     |
+// The capability model of the simulated hardware is the table
+// HwAgent::capabilities: the first row that applies to a rule decides its
+// status. The tool's help and manual print the same table.
 //
 // Versions are Kiln::UniqueIds with the fixed origin `versionOrigin` and a
 // sequence counting the rules programmed, so that a run is reproducible.
@@ -54,6 +42,19 @@ public:
    /// The origin of the versions this agent stamps on what it programs.
    static constexpr std::uint64_t versionOrigin = 0xf10;
 
+   /// One row of the capability model: when it applies (in words, for the
+   /// help) and the status it gives. An infeasible rule is Not processed
+   /// before any row is tried, and a rule no row applies to is Programmed.
+   struct Capability {
+      std::string when;
+      Flowspec::HwRuleProgrammingStatus status;
+      /// The reason the rule gets the status, or the empty string when the
+      /// row does not apply.
+      std::string (*check)(HwAgent const& agent, Flowspec::RuleConfig const& rule);
+   };
+   /// The rows, in the order they are tried.
+   static std::vector<Capability> const& capabilities();
+
    /// Observes `config` from now on, and publishes the hardware's
    /// capabilities in `status` (flowspecSupported, unsupportedQual).
    HwAgent(Vex::Ptr<Flowspec::Config const> const& config,
@@ -62,10 +63,17 @@ public:
    HwAgent(HwAgent const&) = delete;
    HwAgent& operator=(HwAgent const&) = delete;
 
-   /// Programs every rule whose configuration changed since the last run, in
-   /// VRF and key order, and removes the status and counter of rules that
-   /// are gone.
+   /// Programs every rule whose configuration changed since the last run,
+   /// VRF by VRF in the order the hardware applies them (programsBefore),
+   /// and removes the status and counter of rules that are gone.
    void run();
+
+   /// Whether the agent programs rule `a` of VRF `vrfA` before rule `b` of
+   /// VRF `vrfB`: by VRF id, then in RFC 8955 section 5.1 precedence order
+   /// (Flowspec::comparePrecedence; IPv4 before IPv6), then by key, so that
+   /// the order is total.
+   static bool programsBefore(Vrf::VrfIdMap::VrfId vrfA, Flowspec::FlowspecKey const& a,
+                              Vrf::VrfIdMap::VrfId vrfB, Flowspec::FlowspecKey const& b);
 
    /// The callbacks the agent heard, by name, in a fixed order.
    std::vector<std::pair<std::string, unsigned>> heard() const;

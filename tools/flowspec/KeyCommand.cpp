@@ -1,37 +1,73 @@
 // flowspec key: every text form, pair, hash and log encoding of one rule key.
 #include "Commands.h"
 
-#include "KeyParse.h"
+#include "RuleFile.h"
 
 #include "Flowspec/values/FlowspecKey.h"
+#include "Flowspec/values/FlowspecKeyParse.h"
+#include "Flowspec/values/FlowspecUtil.h"
+#include "Flowspec/values/IpBitMask.h"
 #include "Flowspec/values/MatchOpVal.h"
+#include "Flowspec/values/NumericalRange.h"
+#include "Flowspec/values/TcpBitMask.h"
 #include "Vex/NboAttrLog.h"
 
+#include <array>
 #include <cstdio>
 #include <string>
 
 namespace FlowspecTool {
 
-char const* const keyGrammarHelp =
-    R"(A rule key in the command-line form is DEST;SOURCE;COMPONENT;... where DEST
+namespace {
+
+// "FIN 1, SYN 2, ...": the bits of a bit mask and their values.
+template <std::size_t n>
+std::string bitList(std::array<char const*, n> const& names) {
+   std::string list;
+   for (std::size_t b = 0; b < n; ++b)
+      list += std::string(b ? ", " : "") + names[b] + " " + std::to_string(1U << b);
+   return list;
+}
+
+} // namespace
+
+std::string keyGrammarHelp() {
+   Flowspec::FlowspecUtil const util;
+   std::string text = R"(A rule key in the command-line form is DEST;SOURCE;COMPONENT;... where DEST
 and SOURCE are prefixes (10.1.0.0/16, 2001:db8::/32) or * for any address,
-and each COMPONENT is LABEL:OPERATORS, with the labels
-  IP    IP protocol          DP    destination port     IT    ICMP type
-  P     port (either)        SP    source port          IC    ICMP code
-  TCP   TCP flags            LEN   packet length        DSCP  DSCP
-  FRAG  fragment             FL    flow label
-Numeric components compare with <, > and = (together, as in >=) and join
-the comparisons with & (and) or | (or): DP:>=1000&<=2000|=80. TCP flags and
-fragments are bit masks: =MASK wants all bits of MASK set, a bare MASK any of
-them, ! negates: TCP:=2&!=16 is SYN without ACK (FIN 1, SYN 2, RST 4, PSH 8,
-ACK 16, URG 32; fragment: DF 1, is-fragment 2, first 4, last 8). Numbers are
-decimal, hexadecimal (0x12) or octal (012), and fit 32 bits.
+and each COMPONENT is LABEL:VALUES. The components come in this order, each
+at most once:
 )";
+   for (auto t = std::uint32_t(Flowspec::MatchCompType::ipProto); t < Flowspec::numComponentTypes; ++t) {
+      auto const kind = Flowspec::MatchCompType(t);
+      std::string const label = util.compTypeToLabel(kind).str();
+      std::string const detail = util.compTypeToDetailLabel(kind).str();
+      std::uint32_t const max = Flowspec::isBitfieldType(kind)
+                                    ? (kind == Flowspec::MatchCompType::tcpFlags
+                                           ? Flowspec::TcpBitMask::maskForAllBits
+                                           : Flowspec::IpBitMask::maskForAllBits)
+                                    : Flowspec::NumericalRange::matchCompTypeMax(kind);
+      char row[96];
+      std::snprintf(row, sizeof row, "  %-5s %-16s %s 0 to %u%s\n", label.c_str(), detail.c_str(),
+                    Flowspec::isBitfieldType(kind) ? "bit mask" : "number  ", max,
+                    kind == Flowspec::MatchCompType::flowLabel ? " (IPv6 only)" : "");
+      text += row;
+   }
+   return text + wrapped("Numeric components compare with <, > and = (in that order, together as in >=) "
+                         "and join the comparisons with & (and) or | (or): DP:>=1000&<=2000|=80. A "
+                         "number needs an operator. TCP flags and fragments are bit masks: =MASK wants "
+                         "all bits of MASK set, a bare MASK any of them, ! negates: TCP:=2&!=16 is SYN "
+                         "without ACK. TCP bits: " +
+                             bitList(Flowspec::TcpBitMask::bitNames) + "; fragment bits: " +
+                             bitList(Flowspec::IpBitMask::bitNames) +
+                             ". Numbers are decimal (without leading zeros) or hexadecimal (0x12).",
+                         0);
+}
 
 std::string keyHelp() {
    return std::string(R"(usage: flowspec key TEXT [--vrf N] [--af ipv4|ipv6]
 
-Reads TEXT, a rule key in the command-line form, with FlowspecKey::copyInStrCli
+Reads TEXT, a rule key in the command-line form, with Flowspec::parseKeyCli
 and prints what the library makes of it:
   command line   toStrepCli, the form TEXT is written in
   detail         toStrepCliDetail, the form for people
@@ -45,12 +81,13 @@ and prints what the library makes of it:
 
 Options:
   --vrf N        the key's VRF id, 0 to 16777214 (by default none)
-  --af FAMILY    the key's address family, ipv4 or ipv6 (by default none)
+  --af FAMILY    the key's address family, ipv4 or ipv6 (by default none);
+                 its prefixes must be of this family
 
-)") + keyGrammarHelp +
+)") + keyGrammarHelp() +
           R"(
-Exit status: 0 the key was read; 1 the parser refused it (its reason goes to
-standard error); 2 usage error.
+Exit status: 0 the key was read; 1 the parser refused it (the column and
+the reason go to standard error); 2 usage error.
 )";
 }
 
@@ -113,7 +150,8 @@ void printKey(Flowspec::FlowspecKey const& key, std::ostream& out) {
 int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
    std::string_view text;
    bool haveText = false;
-   Flowspec::FlowspecKey key;
+   Vrf::VrfIdMap::VrfId vrfId = Vrf::VrfIdMap::noVrfId;
+   Ipkit::AddressFamily af = Ipkit::ipunknown;
    for (std::size_t i = 0; i < args.size(); ++i) {
       std::string_view a = args[i];
       if (a == "--vrf" || a == "--af") {
@@ -122,10 +160,8 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
          }
          std::string_view v = args[++i];
          if (a == "--af") {
-            if (v == "ipv4") {
-               key.addressFamilyIs(Ipkit::ipv4);
-            } else if (v == "ipv6") {
-               key.addressFamilyIs(Ipkit::ipv6);
+            if (auto known = Ipkit::addressFamilyFromText(v)) {
+               af = *known;
             } else {
                return usageError("key", keyUsage,
                                  "the address family is ipv4 or ipv6, not '" +
@@ -147,7 +183,7 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
                                   std::string(v) + "'",
                               err);
          }
-         key.vrfIdIs(static_cast<Vrf::VrfIdMap::VrfId>(id));
+         vrfId = static_cast<Vrf::VrfIdMap::VrfId>(id);
       } else if (a.size() > 1 && a[0] == '-') {
          return usageError("key", keyUsage, "unknown option '" + std::string(a) + "'",
                            err);
@@ -161,15 +197,17 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
    }
    if (!haveText) return usageError("key", keyUsage, "which key?", err);
 
-   // The parser does not touch the VRF and the family.
-   std::string why;
-   if (!parseKeyCli(text, key, why)) {
-      err << "flowspec key: " << printable(why) << '\n';
+   Flowspec::KeyParseResult parsed = Flowspec::parseKeyCli(text, af);
+   if (!parsed) {
+      // The text, and a caret under the column at fault.
+      std::size_t const column = parsed.error().column;
+      err << "flowspec key: column " << column << ": " << parsed.error().message << "\n  "
+          << printable(text) << "\n  " << std::string(printable(text.substr(0, column - 1)).size(), ' ')
+          << "^\n";
       return exitRefused;
    }
-   if (std::string too = oversizedNumber(text); !too.empty()) {
-      err << "flowspec key: warning: " << too << "; the key keeps its low 32 bits\n";
-   }
+   Flowspec::FlowspecKey& key = parsed.key();
+   key.vrfIdIs(vrfId);
    printKey(key, out);
    return exitOk;
 }

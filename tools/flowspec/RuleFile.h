@@ -1,28 +1,18 @@
 // tools/flowspec/RuleFile.h: the rule files of the flowspec tool.
 //
-// A rule file holds one flowspec rule per line:
+// A rule file holds one flowspec rule per line (ruleFileHelp() prints the
+// grammar from the reader's own table of actions):
 //
 //   vrf VRF FAMILY KEY ACTION...
 //
-//   VRF     a VRF name or a VRF id (0 to 16777214). "default" is id 0; other
-//           names get the ids 1, 2, ... in the order the file first uses them
-//           (Vrf::VrfIdMap). A name and a number may not denote the same VRF.
-//   FAMILY  ipv4 or ipv6. A prefix of the key must be of this family.
-//   KEY     the rule key in its command-line form, without blanks, as
-//           FlowspecKey::copyInStrCli reads it: DEST;SOURCE;COMPONENT;...
-//   ACTION  drop | permit | rate BYTES_PER_SECOND | redirect vrf VRF [copy] |
-//           redirect ADDRESS [copy] | dscp 0-63 | sample | continue
-//
-// '#' starts a comment that runs to the end of the line; blank lines and
-// comment lines are skipped. Words are separated by blanks or tabs. A rate is
-// a whole number of bytes per second with an optional k, M or G (thousand,
-// million, billion), at most 1000G. At least one action is required, each at
-// most once, and drop, permit and rate exclude each other. The same key may
-// appear only once per VRF and family.
-//
-// The reader never stops at a bad line: it reports it and goes on. It holds
-// no state between calls and is safe on any bytes, which makes it the entry
-// point of the rule-file fuzz target.
+// The reader never stops at a bad line: it refuses it with its line, its
+// column and the reason, and goes on. A refused line leaves nothing behind:
+// VRF names it would have introduced get no id, so ids follow the lines
+// read. Lines are read as a stream, one at a time, each at most
+// maxLineBytes long: memory grows with the rules read, never with the bytes
+// of one line. The bookkeeping of a line costs O(log n) in the VRFs and
+// rules read so far and copies nothing. The reader is safe on any bytes,
+// which makes it the entry point of the rule-file fuzz target.
 #pragma once
 
 #include "Flowspec/values/ActionFieldSet.h"
@@ -32,12 +22,21 @@
 #include "Ipkit/IpTos.h"
 #include "Vrf/VrfIdMap.h"
 
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_set>
+#include <variant>
 #include <vector>
 
 namespace FlowspecTool {
+
+/// The longest line a rule file may hold, newline excluded.
+inline constexpr std::size_t maxLineBytes = 64 * 1024;
 
 /// One rule as its line gives it: the key (with its VRF and family set) and
 /// the action fields of a Flowspec::RuleConfig.
@@ -46,24 +45,85 @@ struct RuleLine {
    Vrf::VrfIdMap::VrfId vrfId = Vrf::VrfIdMap::defaultVrfId;
    Flowspec::FlowspecKey key;
    Flowspec::ActionFieldSet actionFieldSet;
-   float trafficRateLimit =
-       0.0f; ///< bytes per second; set when actionFieldSet.trafficRate()
+   /// Bytes per second; set when actionFieldSet.trafficRate().
+   float trafficRateLimit = 0.0f;
    Flowspec::TrafficAction trafficAction;
    Flowspec::TrafficRedirect trafficRedirect;
-   Ipkit::IpTos
-       trafficMarkingDscp; ///< the DSCP value; set when actionFieldSet.trafficMarking()
+   /// The DSCP value; set when actionFieldSet.trafficMarking().
+   Ipkit::IpTos trafficMarkingDscp;
 };
 
-struct RuleFile {
-   /// The rules read, in file order.
-   std::vector<RuleLine> rules;
-   /// One "FILE:LINE: what was wrong" per refused line, in file order.
-   std::vector<std::string> errors;
+/// A line the reader refused: where and why.
+struct Refusal {
+   unsigned line = 0;   ///< 1-based
+   unsigned column = 0; ///< 1-based byte in the line; 1 for the line as a whole
+   std::string message; ///< printable ASCII only
+
+   /// "FILE:LINE:COLUMN: message", the form of compilers and editors.
+   std::string text(std::string_view fileName) const;
+   friend bool operator==(Refusal const&, Refusal const&) = default;
+};
+
+/// Reads rule lines one at a time, remembering what later lines need: the
+/// VRF ids handed out and the keys already read.
+class RuleReader {
+public:
+   /// Nothing (a blank or comment line), the rule of the line, or why the
+   /// line is refused. `text` is the line without its newline.
+   using Outcome = std::variant<std::monostate, RuleLine, Refusal>;
+   Outcome line(std::string_view text, unsigned number);
+
    /// The name of every VRF the file names (not those it only numbers), by id.
-   std::map<Vrf::VrfIdMap::VrfId, std::string> vrfNames;
+   std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames() const {
+      return vrfNames_;
+   }
+
+   // What one line and one of its actions are read with (RuleFile.cpp).
+   struct LineState;
+   struct ActionContext;
+
+private:
+   Outcome read(std::string_view text, unsigned number, LineState& state);
+   Vrf::VrfIdMap::VrfId vrf(std::string_view word, LineState& state);
+   void action(std::string_view word, LineState& state, RuleLine& rule);
+
+   Vrf::VrfIdMap vrfIds_;
+   std::unordered_set<Vrf::VrfIdMap::VrfId> numberedVrfs_;
+   std::map<Vrf::VrfIdMap::VrfId, std::string> vrfNames_;
+   std::map<Flowspec::FlowspecKey, unsigned> keyLines_;
+};
+
+/// Reads every line of `in` (a rule file or standard input) through
+/// `reader`, calling `onRule` for each rule and `onRefusal` for each refused
+/// line, in file order. A line longer than maxLineBytes is refused and
+/// skipped to its end without being held. Returns false when reading `in`
+/// failed (other than by reaching its end).
+bool readRules(std::istream& in, RuleReader& reader,
+               std::function<void(RuleLine&&)> const& onRule,
+               std::function<void(Refusal&&)> const& onRefusal);
+
+/// All of one file, for tests and the fuzz target.
+struct RuleFile {
+   std::vector<RuleLine> rules;                          ///< in file order
+   std::vector<Refusal> refusals;                        ///< in file order
+   std::map<Vrf::VrfIdMap::VrfId, std::string> vrfNames; ///< see RuleReader
+   /// refusals[i].text(fileName), for each i.
+   std::vector<std::string> errors;
 };
 
 /// Reads the rule file `text`; `fileName` is what the messages call it.
 RuleFile readRuleFile(std::string_view text, std::string_view fileName);
+
+/// The grammar of rule files, as the help and the manual print it.
+std::string ruleFileHelp();
+
+/// `text` (one paragraph) wrapped at 76 columns, each line indented by
+/// `indent` blanks, the first by `first` instead when it is given.
+std::string wrapped(std::string_view text, std::size_t indent,
+                    std::string_view first = {});
+
+/// `text` with every byte outside printable ASCII written as \xNN, so that
+/// what a user typed cannot upset the terminal or the JSON it is shown in.
+std::string printable(std::string_view text);
 
 } // namespace FlowspecTool

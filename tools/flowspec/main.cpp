@@ -4,9 +4,11 @@
 //   flowspec check FILE        checks a rule file (see CheckCommand.cpp)
 //   flowspec key TEXT          shows one rule key (see KeyCommand.cpp)
 //   flowspec help [COMMAND]    help; also COMMAND --help
+#include "CheckModel.h"
 #include "Commands.h"
-#include "UpdateCommand.h"
+#include "ManPage.h"
 #include "NlriCommand.h"
+#include "UpdateCommand.h"
 
 #include <exception>
 #include <filesystem>
@@ -17,10 +19,25 @@
 #ifndef FLOWSPEC_EXAMPLE_RULES
 #define FLOWSPEC_EXAMPLE_RULES ""
 #endif
+#ifndef FLOWSPEC_VERSION
+#define FLOWSPEC_VERSION "unknown"
+#endif
 
 namespace FlowspecTool {
 
-namespace {
+char const* const toolVersion = FLOWSPEC_VERSION;
+
+std::string exitStatusHelp() {
+   return R"(Exit status:
+  0  every line read and every rule programmed
+  1  some line was refused: each gets FILE:LINE:COLUMN: why on standard
+     error, and the other lines are still checked
+  4  every line read, but some rule is infeasible or not programmed fully
+     (check; 1 takes precedence over 4)
+  2  usage error, or a file that cannot be read
+  3  internal error of the tool
+)";
+}
 
 // What the demo calls the example, wherever it was found.
 constexpr char const* exampleName = "examples/rules.txt";
@@ -35,8 +52,9 @@ simulated hardware agent program them and report their status.
 Commands:
   demo                    check the example rules shipped with the tool; what
                           flowspec does without a command
-  check FILE [--dump] [--json]
-                          check the rules of a rule file
+  check FILE|- [--sort file|key|precedence] [--verbose] [--dump] [--json]
+                          check the rules of a rule file (- reads
+                          standard input)
   key TEXT [--vrf N] [--af ipv4|ipv6]
                           every text form, pair, hash and log encoding of one
                           rule key
@@ -44,11 +62,10 @@ Commands:
   describe TYPE           the attribute table of one registered type
   help [COMMAND]          this text, or the help of COMMAND
 
-'flowspec COMMAND --help' tells more about a command.
+'flowspec COMMAND --help' tells more about a command, 'flowspec --version'
+the version, and 'man flowspec' all of it.
 
-Exit status: 0 success; 1 the input was refused, in part or whole; 2 usage
-error or a file that cannot be read.
-)";
+)" + exitStatusHelp();
 }
 
 std::string demoHelp() {
@@ -61,6 +78,9 @@ else the copy installed beside the tool. The example's header describes the
 rule file format; 'flowspec check --help' describes the output.
 )";
 }
+
+namespace {
+
 
 // Where the example rules are: the source tree the tool was built from, then
 // the places an install or a build directory keep a copy, relative to the
@@ -91,7 +111,7 @@ int demoCommand(Args const& args, char const* argv0, std::ostream& out,
           "demo", "flowspec demo",
           "takes no arguments; 'flowspec check FILE' checks a file of your own", err);
    }
-   return checkFile(findExample(argv0), exampleName, false, false, out, err);
+   return checkFile(findExample(argv0), exampleName, CheckOptions{}, out, err);
 }
 
 struct Command {
@@ -153,6 +173,15 @@ int run(int argc, char** argv) {
 
    std::string_view const name = args.front();
    Args const rest(args.begin() + 1, args.end());
+   if (name == "--version" && rest.empty()) {
+      std::cout << "flowspec " << toolVersion << '\n';
+      return exitOk;
+   }
+   if (name == "--man" && rest.empty()) {
+      // The manual page, in roff, from the same texts as the help.
+      std::cout << manPage();
+      return exitOk;
+   }
    if (name == "--help" || name == "-h" || name == "help") {
       if (name != "help" || rest.empty()) {
          if (!rest.empty())
@@ -199,6 +228,6 @@ int main(int argc, char** argv) {
       // Every input the tool reads is checked before the library sees it;
       // reaching here is a bug of the tool, reported rather than crashed on.
       std::cerr << "flowspec: internal error: " << e.what() << '\n';
-      return 3;
+      return FlowspecTool::exitInternal;
    }
 }

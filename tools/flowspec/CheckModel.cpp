@@ -1,0 +1,463 @@
+#include "CheckModel.h"
+
+#include "HwAgent.h"
+
+#include "Flowspec/FlowspecStatedb.h"
+#include "Kiln/DumpContext.h"
+
+#include "Flowspec/values/FlowspecUtil.h"
+#include "Flowspec/values/IpBitMask.h"
+#include "Flowspec/values/MatchComponent.h"
+#include "Flowspec/values/TcpBitMask.h"
+
+#include <algorithm>
+#include <exception>
+#include <istream>
+#include <ostream>
+
+namespace FlowspecTool {
+
+using Flowspec::HwRuleProgrammingStatus;
+using Flowspec::MatchCompType;
+using T = MatchCompType;
+
+namespace {
+
+std::string label(MatchCompType t) {
+   return Flowspec::FlowspecUtil().compTypeToDetailLabel(t).str();
+}
+
+// IANA protocol numbers with a well-known name.
+struct Protocol {
+   std::uint8_t number;
+   char const* name;
+};
+constexpr Protocol protocols[] = {
+    {1, "icmp"},  {2, "igmp"},  {4, "ipip"},   {6, "tcp"},    {17, "udp"},
+    {41, "ipv6"}, {47, "gre"},  {50, "esp"},   {51, "ah"},    {58, "ipv6-icmp"},
+    {89, "ospf"}, {103, "pim"}, {112, "vrrp"}, {132, "sctp"},
+};
+
+std::string rangeText(std::uint64_t lo, std::uint64_t hi,
+                      std::string (*name)(std::uint64_t)) {
+   return lo == hi ? name(lo) : name(lo) + "-" + name(hi);
+}
+
+std::string number(std::uint64_t n) {
+   return std::to_string(n);
+}
+
+// "80, 443, 1000-2000": the ranges of a numeric component, ascending.
+std::vector<std::pair<std::uint64_t, std::uint64_t>>
+rangesOf(Flowspec::MatchComponent const& c) {
+   std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+   for (auto i = c.numericalRangeIteratorConst(); i; ++i)
+      ranges.emplace_back(i.key().rangeMin(), i.key().rangeMax());
+   std::sort(ranges.begin(), ranges.end());
+   return ranges;
+}
+
+std::string
+rangesText(std::vector<std::pair<std::uint64_t, std::uint64_t>> const& ranges,
+           std::string (*name)(std::uint64_t)) {
+   std::string text;
+   for (auto const& [lo, hi] : ranges)
+      text += (text.empty() ? "" : ", ") + rangeText(lo, hi, name);
+   return text.empty() ? "none" : text;
+}
+
+// "all of SYN, not ACK": one bit mask by the names of its bits.
+template <class Mask>
+std::string maskText(Mask const& m) {
+   std::string bits;
+   for (std::uint32_t b = 0; b <= Mask::lastBit; ++b) {
+      if (!(m.mask() >> b & 1U)) continue;
+      bits += std::string(bits.empty() ? "" : ", ") +
+              (m.val() >> b & 1U ? "" : "not ") + Mask::bitNames[b];
+   }
+   return (m.matchAll() ? "all of " : "any of ") + bits;
+}
+
+template <class Mask, class Iterator>
+std::string masksText(Iterator i) {
+   std::vector<std::string> masks;
+   for (; i; ++i)
+      masks.push_back(maskText<Mask>(i.key()));
+   std::sort(masks.begin(), masks.end());
+   std::string text;
+   for (auto const& m : masks)
+      text += (text.empty() ? "" : " or ") + m;
+   return text.empty() ? "none" : text;
+}
+
+std::string matchText(Flowspec::RuleConfig const& rule) {
+   std::string text;
+   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+      Flowspec::MatchComponent const& c = i.value();
+      std::string value;
+      if (Flowspec::isPrefixType(c.compType())) {
+         value = c.prefix().stringValue().str();
+      } else if (c.compType() == T::tcpFlags) {
+         value = masksText<Flowspec::TcpBitMask>(c.tcpBitMaskIteratorConst());
+      } else if (c.compType() == T::fragment) {
+         value = masksText<Flowspec::IpBitMask>(c.ipBitMaskIteratorConst());
+      } else {
+         value = rangesText(rangesOf(c),
+                            c.compType() == T::ipProto ? protocolName : number);
+      }
+      text += (text.empty() ? "" : "; ") + label(c.compType()) + " " + value;
+   }
+   return text.empty() ? "every packet" : text;
+}
+
+// "gre", "tcp, udp" or "any": the IP protocols the rule's match set allows.
+std::string protocolsText(Flowspec::RuleConfig const& rule) {
+   if (!rule.matchSetHas(T::ipProto)) return "any";
+   return rangesText(rangesOf(rule.matchSet(T::ipProto)), protocolName);
+}
+
+// Why `blame` makes the rule infeasible, in the terms of the feasibility
+// test (RuleConfig::infeasibleMatchInMatchSet).
+std::string infeasibleReason(Flowspec::RuleConfig const& rule, MatchCompType blame) {
+   std::string const what = label(blame);
+   if (componentMatchingNothing(rule) == blame) return what + " accepts no value";
+   bool const icmp = rule.matchSetHas(T::icmpType) || rule.matchSetHas(T::icmpCode);
+   bool const port = rule.matchSetHas(T::port) || rule.matchSetHas(T::destPort) ||
+                     rule.matchSetHas(T::srcPort);
+   std::string const allowed = ", and the IP protocols are " + protocolsText(rule);
+   switch (blame) {
+   case T::tcpFlags:
+      return icmp ? what + " and ICMP exclude each other"
+                  : what + " need tcp" + allowed;
+   case T::icmpType:
+   case T::icmpCode:
+      if (port || rule.matchSetHas(T::tcpFlags))
+         return what + " excludes ports and TCP flags";
+      return what + " needs " +
+             (rule.key().addressFamily() == Ipkit::ipv6 ? "ipv6-icmp" : "icmp") +
+             allowed;
+   default:
+      return icmp ? what + " and ICMP exclude each other"
+                  : what + " needs tcp or udp" + allowed;
+   }
+}
+
+// "1250k": a rate as a line would give it. The rule holds a float, which
+// keeps about 7 digits (1000G is held as 999999995904): a multiple of a unit
+// that close is shown as that multiple.
+std::string rateText(std::uint64_t rate) {
+   for (auto [unit, suffix] :
+        {std::pair{1000000000ULL, "G"}, {1000000ULL, "M"}, {1000ULL, "k"}}) {
+      std::uint64_t const units = (rate + unit / 2) / unit;
+      std::uint64_t const near = units * unit;
+      std::uint64_t const off = near > rate ? near - rate : rate - near;
+      if (units && off * 10000000 <= near) return std::to_string(units) + suffix;
+   }
+   return std::to_string(rate);
+}
+
+RuleActions actionsOf(RuleLine const& line) {
+   RuleActions a;
+   Flowspec::ActionFieldSet const f = line.actionFieldSet;
+   a.drop = f.trafficDrop();
+   a.permit = f.trafficPermit();
+   if (f.trafficRate()) a.rate = static_cast<std::uint64_t>(line.trafficRateLimit);
+   // (JSON gives the rate the rule holds; the table rounds it, see rateText.)
+   if (f.trafficRedirect()) {
+      RuleActions::Redirect r;
+      if (line.trafficRedirect.vrfId() != Vrf::VrfIdMap::noVrfId)
+         r.vrf = line.trafficRedirect.vrfId();
+      if (!line.trafficRedirect.addr().isUnspecified()) {
+         r.address = line.trafficRedirect.addr().stringValue().str();
+      }
+      r.copy = line.trafficRedirect.copy();
+      a.redirect = r;
+   }
+   if (f.trafficMarking()) a.dscp = line.trafficMarkingDscp.value();
+   a.sample = line.trafficAction.sampleAndLog();
+   a.continueMatch = line.trafficAction.continueMatch();
+   return a;
+}
+
+// ---- the configuration agent ----------------------------------------------
+
+// Configures one rule: its match set and actions, then feasibility and
+// sanitising. Raises what matchSetFromKey raises, before changing anything.
+void configure(Flowspec::Config& config, RuleLine const& line) {
+   std::vector<Flowspec::MatchComponent> const matchSet =
+       Flowspec::matchSetFromKey(line.key);
+   Vex::Ptr<Flowspec::VrfRuleConfig> vrf = config.vrfRuleConfigIs(line.vrfId);
+   Vex::Ptr<Flowspec::RuleConfig> rule = vrf->ruleIs(line.key);
+   rule->ruleIdIs(line.line);
+   for (auto const& c : matchSet)
+      rule->matchSetIs(c);
+   rule->actionFieldSetIs(line.actionFieldSet);
+   rule->trafficRateLimitIs(line.trafficRateLimit);
+   rule->trafficActionIs(line.trafficAction);
+   rule->trafficRedirectIs(line.trafficRedirect);
+   rule->trafficMarkingDscpIs(line.trafficMarkingDscp);
+
+   // A component that accepts nothing is the real cause, whatever else the
+   // feasibility test would blame first.
+   MatchCompType blame = componentMatchingNothing(*rule);
+   if (blame == MatchCompType::invalid) blame = rule->infeasibleMatchInMatchSet();
+   if (blame != MatchCompType::invalid) {
+      Vex::Ptr<Flowspec::InfeasibleRule> infeasible = vrf->infeasibleRuleIs(line.key);
+      infeasible->ruleIdIs(line.line);
+      infeasible->matchCompTypeIs(blame);
+   } else {
+      rule->sanitizeMatchSet();
+   }
+}
+
+std::string dumpOf(Vex::Entity const& root) {
+   Kiln::DumpContext ctx;
+   root.dumpState(ctx, 0);
+   return ctx.text().str();
+}
+
+} // namespace
+
+std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownName,
+                                   CheckOptions const& options, std::ostream& err) {
+   CheckModel model;
+   model.fileName = shownName;
+   auto config = Flowspec::configFactory("config");
+   auto status = Flowspec::statusFactory("status");
+   auto counter = Flowspec::counterFactory("counter");
+   RuleReader reader;
+   std::vector<RuleLine> lines;
+   auto refuse = [&](Refusal&& refusal) {
+      err << refusal.text(shownName) << '\n';
+      ++model.refusedLines;
+      // Kept for JSON only: text output needs no more than the count.
+      if (options.json) model.refusals.push_back(std::move(refusal));
+   };
+   bool readOk;
+   {
+      // The agent observes before the first rule arrives, and stops
+      // observing before the trees go.
+      HwAgent agent(config, status, counter);
+      readOk = readRules(
+          in, reader,
+          [&](RuleLine&& line) {
+             try {
+                configure(*config, line);
+                lines.push_back(std::move(line));
+             } catch (std::exception const& e) {
+                refuse(Refusal{line.line, 1, printable(e.what())});
+             }
+          },
+          refuse);
+      agent.run();
+      model.heard = agent.heard();
+   }
+   if (!readOk || in.bad()) return std::nullopt;
+   model.build(lines, reader.vrfNames(), *config, *status, *counter);
+   if (options.dump) {
+      model.configDump = dumpOf(*config);
+      model.statusDump = dumpOf(*status);
+   }
+   return model;
+}
+
+std::optional<RuleOrder> ruleOrderFromText(std::string_view text) {
+   if (text == "file") return RuleOrder::file;
+   if (text == "key") return RuleOrder::key;
+   if (text == "precedence") return RuleOrder::precedence;
+   return std::nullopt;
+}
+
+std::string protocolName(std::uint64_t n) {
+   for (Protocol const& p : protocols) {
+      if (p.number == n) return p.name;
+   }
+   return std::to_string(n);
+}
+
+MatchCompType componentMatchingNothing(Flowspec::RuleConfig const& rule) {
+   for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+      Flowspec::MatchComponent const& c = i.value();
+      bool const empty = c.matchTypeNumericalRange()   ? c.numericalRangeSize() == 0
+                         : c.compType() == T::tcpFlags ? c.tcpBitMaskSize() == 0
+                         : c.compType() == T::fragment ? c.ipBitMaskSize() == 0
+                                                       : false;
+      if (empty) return c.compType();
+   }
+   return T::invalid;
+}
+
+std::string CheckedRule::verdictText() const {
+   if (infeasible) return "infeasible";
+   if (!ipProtocols) return "feasible";
+   return "feasible: " + rangesText(*ipProtocols, protocolName);
+}
+
+void CheckModel::build(std::vector<RuleLine> const& lines,
+                       std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
+                       Flowspec::Config const& config, Flowspec::Status const& status,
+                       Flowspec::Counter const& counter) {
+   Flowspec::FlowspecUtil const util;
+   std::map<Vrf::VrfIdMap::VrfId, VrfSummary> summaries;
+   rules.reserve(lines.size());
+   for (RuleLine const& line : lines) {
+      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(line.vrfId);
+      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(line.key);
+      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible =
+          vrf->infeasibleRule(line.key);
+      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus =
+          status.vrfRuleStatus(line.vrfId);
+      Vex::Ptr<Flowspec::RuleStatus const> ruleStatus =
+          vrfStatus ? vrfStatus->ruleStatus(line.key) : nullptr;
+
+      CheckedRule r;
+      r.line = line.line;
+      r.vrfId = line.vrfId;
+      r.key = line.key;
+      r.family = Ipkit::valueToStrep(line.key.addressFamily()).str();
+      r.rule = line.key.toStrepCli().str();
+      r.detail = line.key.toStrepCliDetail().str();
+      r.actions = actionsOf(line);
+      r.matchText = matchText(*rule);
+      if (rule->matchSetHas(T::ipProto) && !infeasible)
+         r.ipProtocols = rangesOf(rule->matchSet(T::ipProto));
+      if (infeasible) {
+         r.infeasible = infeasible->matchCompType();
+         r.problem = "infeasible: " + infeasibleReason(*rule, *r.infeasible);
+      }
+      if (ruleStatus) {
+         RuleStatusView s;
+         s.status = ruleStatus->statusCode();
+         s.code = Flowspec::stringValue(s.status).str();
+         s.text = util.statusCodeToStrep(s.status).str();
+         s.reason = ruleStatus->errorReason().str();
+         s.version = ruleStatus->version().toStrep().str();
+         s.programmed = ruleStatus->isProgrammed();
+         if (!infeasible && s.status != HwRuleProgrammingStatus::programmed)
+            r.problem = s.reason;
+         ++tally[static_cast<std::size_t>(s.status)];
+         r.status = std::move(s);
+      }
+      if (counter.snapshotHas(line.key))
+         r.packets = counter.snapshot(line.key).counter();
+
+      // The actions as a line would give them, canonically.
+      std::string& a = r.actionsText;
+      auto add = [&a](std::string const& word) { a += (a.empty() ? "" : " ") + word; };
+      if (r.actions.drop) add("drop");
+      if (r.actions.permit) add("permit");
+      if (r.actions.rate) add("rate " + rateText(*r.actions.rate));
+      if (r.actions.redirect) {
+         RuleActions::Redirect const& to = *r.actions.redirect;
+         if (to.vrf) {
+            auto named = vrfNames.find(*to.vrf);
+            add("redirect vrf " +
+                (named != vrfNames.end() ? named->second : std::to_string(*to.vrf)));
+         } else {
+            add("redirect " + to.address);
+         }
+         if (to.copy) add("copy");
+      }
+      if (r.actions.dscp) add("dscp " + std::to_string(*r.actions.dscp));
+      if (r.actions.sample) add("sample");
+      if (r.actions.continueMatch) add("continue");
+
+      VrfSummary& v = summaries[line.vrfId];
+      v.id = line.vrfId;
+      if (auto named = vrfNames.find(line.vrfId); named != vrfNames.end())
+         v.name = named->second;
+      ++v.rules;
+      if (infeasible) ++v.infeasible;
+      rules.push_back(std::move(r));
+   }
+   for (auto& [id, v] : summaries)
+      vrfs.push_back(std::move(v));
+   counterSnapshots = counter.snapshotSize();
+
+   // The place of each rule in its VRF's programming order.
+   std::vector<CheckedRule*> byPrecedence;
+   for (CheckedRule& r : rules)
+      byPrecedence.push_back(&r);
+   std::sort(byPrecedence.begin(), byPrecedence.end(),
+             [](CheckedRule const* a, CheckedRule const* b) {
+                return HwAgent::programsBefore(a->vrfId, a->key, b->vrfId, b->key);
+             });
+   std::map<Vrf::VrfIdMap::VrfId, std::size_t> places;
+   for (CheckedRule* r : byPrecedence)
+      r->precedence = places[r->vrfId]++;
+}
+
+std::vector<CheckedRule const*> CheckModel::ordered(RuleOrder order) const {
+   std::vector<CheckedRule const*> out;
+   for (CheckedRule const& r : rules)
+      out.push_back(&r);
+   if (order == RuleOrder::key) {
+      std::stable_sort(
+          out.begin(), out.end(),
+          [](CheckedRule const* a, CheckedRule const* b) { return a->key < b->key; });
+   } else if (order == RuleOrder::precedence) {
+      std::stable_sort(out.begin(), out.end(),
+                       [](CheckedRule const* a, CheckedRule const* b) {
+                          return a->vrfId != b->vrfId ? a->vrfId < b->vrfId
+                                                      : a->precedence < b->precedence;
+                       });
+   }
+   return out;
+}
+
+std::string const* CheckModel::vrfName(Vrf::VrfIdMap::VrfId id) const {
+   auto v = std::lower_bound(
+       vrfs.begin(), vrfs.end(), id,
+       [](VrfSummary const& s, Vrf::VrfIdMap::VrfId i) { return s.id < i; });
+   if (v == vrfs.end() || v->id != id || v->name.empty()) return nullptr;
+   return &v->name;
+}
+
+std::string CheckModel::vrfText(Vrf::VrfIdMap::VrfId id) const {
+   std::string const* name = vrfName(id);
+   return name ? *name + " (" + std::to_string(id) + ")" : std::to_string(id);
+}
+
+std::size_t CheckModel::tallyTotal() const {
+   std::size_t n = 0;
+   for (std::size_t c : tally)
+      n += c;
+   return n;
+}
+
+std::size_t CheckModel::infeasibleRules() const {
+   return static_cast<std::size_t>(
+       std::count_if(rules.begin(), rules.end(),
+                     [](CheckedRule const& r) { return r.infeasible.has_value(); }));
+}
+
+std::size_t CheckModel::notProgrammedRules() const {
+   return static_cast<std::size_t>(
+       std::count_if(rules.begin(), rules.end(), [](CheckedRule const& r) {
+          return !r.infeasible &&
+                 (!r.status || r.status->status != HwRuleProgrammingStatus::programmed);
+       }));
+}
+
+int CheckModel::exitStatus() const {
+   if (refusedLines) return 1;
+   if (infeasibleRules() || notProgrammedRules()) return 4;
+   return 0;
+}
+
+std::string CheckModel::resultText() const {
+   std::vector<std::string> parts;
+   auto add = [&parts](std::size_t n, char const* one, char const* many) {
+      if (n) parts.push_back(std::to_string(n) + " " + (n == 1 ? one : many));
+   };
+   add(refusedLines, "line refused", "lines refused");
+   add(infeasibleRules(), "rule infeasible", "rules infeasible");
+   add(notProgrammedRules(), "rule not programmed fully", "rules not programmed fully");
+   std::string text;
+   for (auto const& p : parts)
+      text += (text.empty() ? "" : ", ") + p;
+   if (text.empty()) text = "every rule read and programmed";
+   return text + " (exit status " + std::to_string(exitStatus()) + ")";
+}
+
+} // namespace FlowspecTool
