@@ -58,6 +58,12 @@ Commands:
   key TEXT [--vrf N] [--af ipv4|ipv6]
                           every text form, pair, hash and log encoding of one
                           rule key
+  nlri decode|encode ipv4|ipv6 HEX|KEY [--json]
+                          the rule keys of flowspec NLRI, or the NLRI of a key
+  update HEX...|FILE [--json] [--redirect RT=VRF]
+                          the rules a BGP UPDATE announces and withdraws
+  mrt FILE [--json] [--redirect RT=VRF]
+                          the same for every UPDATE of an MRT file
   types                   the types registered with the reflection layer
   describe TYPE           the attribute table of one registered type
   help [COMMAND]          this text, or the help of COMMAND
