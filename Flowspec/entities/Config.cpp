@@ -1,6 +1,7 @@
 #include "Flowspec/entities/Config.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -29,3 +30,50 @@ void CliConfig::nameIsFromBackup(Vex::Name const& name) {
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto configRows = Vex::entityRows({
+   VEX_COLLECTION_ROW(Config, enabledIntf, "Ipkit::IntfId key"),
+   Vex::field<&Config::enabledIntfAll, &Config::enabledIntfAllIs>("enabledIntfAll"),
+   VEX_COLLECTION_ROW(Config, vrfRuleConfig, "Vrf::VrfIdMap::VrfId key"),
+   Vex::method<&Config::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr auto cliConfigRows = Vex::entityRows({
+   VEX_COLLECTION_ROW(CliConfig, enabledIntf, "Ipkit::IntfId key"),
+   Vex::field<&CliConfig::counterUpdateRequestTime, &CliConfig::counterUpdateRequestTimeIs>(
+      "counterUpdateRequestTime"),
+});
+
+constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::Config>
+    : Vex::Reflection::EntityObserver<Flowspec::Config> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(EnabledIntf, enabledIntf, Ipkit::IntfId const&)
+   VEX_TELL(EnabledIntfAll, enabledIntfAll)
+   VEX_TELL_KEY(VrfRuleConfig, vrfRuleConfig, Vrf::VrfIdMap::VrfId)
+};
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::CliConfig>
+    : Vex::Reflection::EntityObserver<Flowspec::CliConfig> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(EnabledIntf, enabledIntf, Ipkit::IntfId const&)
+   VEX_TELL(CounterUpdateRequestTime, counterUpdateRequestTime)
+};
+
+constinit Vex::VexType const Flowspec::Config::_vexType =
+   Vex::entityDescriptor<Config, &Config::ConfigIs, &Config::ConfigIs>(vexTypeName, configRows,
+                                                                       nameArgs);
+constinit Vex::VexType const Flowspec::CliConfig::_vexType =
+   Vex::entityDescriptor<CliConfig, &CliConfig::CliConfigIs, &CliConfig::CliConfigIs>(
+      vexTypeName, cliConfigRows, nameArgs);

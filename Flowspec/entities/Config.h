@@ -40,7 +40,7 @@ class Config : public Vex::Entity, public Vex::AllocTracked<Config> {
    using Notifiee = Vex::NotifieeOf<Config>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Config";
+   static constexpr char vexTypeName[] = "Flowspec::Config";
 
    static Vex::Ptr<Config> ConfigIs(Vex::Name const& name) { return Vex::entityIs<Config>(name); }
    explicit Config(Vex::Name const& name) : name_(name) {}
@@ -90,7 +90,7 @@ class CliConfig : public Vex::Entity, public Vex::AllocTracked<CliConfig> {
    using Notifiee = Vex::NotifieeOf<CliConfig>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::CliConfig";
+   static constexpr char vexTypeName[] = "Flowspec::CliConfig";
 
    static Vex::Ptr<CliConfig> CliConfigIs(Vex::Name const& name) {
       return Vex::entityIs<CliConfig>(name);

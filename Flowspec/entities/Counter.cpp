@@ -1,4 +1,5 @@
 #include "Flowspec/entities/Counter.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -12,3 +13,30 @@ void Counter::nameIsFromBackup(Vex::Name const& name) {
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto counterRows = Vex::entityRows({
+   VEX_COLLECTION_ROW(Counter, snapshot, "Flowspec::FlowspecKey key"),
+   Vex::field<&Counter::timestamp, &Counter::timestampIs>("timestamp"),
+});
+
+constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::Counter>
+    : Vex::Reflection::EntityObserver<Flowspec::Counter> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(Snapshot, snapshot, Flowspec::FlowspecKey const&)
+   VEX_TELL(Timestamp, timestamp)
+};
+
+constinit Vex::VexType const Flowspec::Counter::_vexType =
+   Vex::entityDescriptor<Counter, &Counter::CounterIs, &Counter::CounterIs>(vexTypeName,
+                                                                            counterRows, nameArgs);

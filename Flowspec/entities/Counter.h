@@ -42,11 +42,11 @@ class Counter : public Vex::Entity, public Vex::AllocTracked<Counter> {
     public:
       using MapNode::MapNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::Counter::VexSnapshot";
+      static constexpr char vexTypeName[] = "Flowspec::Counter::VexSnapshot";
    };
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Counter";
+   static constexpr char vexTypeName[] = "Flowspec::Counter";
 
    static Vex::Ptr<Counter> CounterIs(Vex::Name const& name) { return Vex::entityIs<Counter>(name); }
    explicit Counter(Vex::Name const& name) : name_(name) {}

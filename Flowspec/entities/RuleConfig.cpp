@@ -1,6 +1,7 @@
 #include "Flowspec/entities/RuleConfig.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 #include <ostream>
 
@@ -122,3 +123,63 @@ void InfeasibleRule::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto ruleConfigRows = Vex::entityRows({
+   Vex::identity<&RuleConfig::key>("ruleKey"),
+   Vex::field<&RuleConfig::ruleId, &RuleConfig::ruleIdIs>("ruleId"),
+   VEX_COLLECTION_ROW(RuleConfig, matchSet, "Flowspec::MatchCompType compType"),
+   Vex::field<&RuleConfig::actionFieldSet, &RuleConfig::actionFieldSetIs>("actionFieldSet"),
+   Vex::field<&RuleConfig::trafficRateLimit, &RuleConfig::trafficRateLimitIs>("trafficRateLimit"),
+   Vex::field<&RuleConfig::trafficAction, &RuleConfig::trafficActionIs>("trafficAction"),
+   Vex::field<&RuleConfig::trafficRedirect, &RuleConfig::trafficRedirectIs>("trafficRedirect"),
+   Vex::field<&RuleConfig::trafficMarkingDscp, &RuleConfig::trafficMarkingDscpIs>(
+      "trafficMarkingDscp"),
+   Vex::method<&RuleConfig::sanitizeMatchSet>("sanitizeMatchSet"),
+   Vex::method<&RuleConfig::infeasibleMatchInMatchSet>("infeasibleMatchInMatchSet"),
+   Vex::method<&RuleConfig::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr auto infeasibleRuleRows = Vex::entityRows({
+   Vex::identity<&InfeasibleRule::key>("ruleKey"),
+   Vex::field<&InfeasibleRule::ruleId, &InfeasibleRule::ruleIdIs>("ruleId"),
+   Vex::field<&InfeasibleRule::matchCompType, &InfeasibleRule::matchCompTypeIs>("matchCompType"),
+   Vex::method<&InfeasibleRule::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr Vex::CtorArg keyArgs[] = {{"key", "Flowspec::FlowspecKey"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::RuleConfig>
+    : Vex::Reflection::EntityObserver<Flowspec::RuleConfig> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL(RuleId, ruleId)
+   VEX_TELL_KEY(MatchSet, matchSet, Flowspec::MatchCompType)
+   VEX_TELL(ActionFieldSet, actionFieldSet)
+   VEX_TELL(TrafficRateLimit, trafficRateLimit)
+   VEX_TELL(TrafficAction, trafficAction)
+   VEX_TELL(TrafficRedirect, trafficRedirect)
+   VEX_TELL(TrafficMarkingDscp, trafficMarkingDscp)
+};
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::InfeasibleRule>
+    : Vex::Reflection::EntityObserver<Flowspec::InfeasibleRule> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL(RuleId, ruleId)
+   VEX_TELL(MatchCompType, matchCompType)
+};
+
+constinit Vex::VexType const Flowspec::RuleConfig::_vexType =
+   Vex::entityDescriptor<RuleConfig, &RuleConfig::RuleConfigIs>(vexTypeName, ruleConfigRows,
+                                                                keyArgs);
+constinit Vex::VexType const Flowspec::InfeasibleRule::_vexType =
+   Vex::entityDescriptor<InfeasibleRule, &InfeasibleRule::InfeasibleRuleIs>(
+      vexTypeName, infeasibleRuleRows, keyArgs);

@@ -72,11 +72,11 @@ class RuleConfig : public Vex::Entity,
     public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::RuleConfig::VexMatchSet";
+      static constexpr char vexTypeName[] = "Flowspec::RuleConfig::VexMatchSet";
    };
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::RuleConfig";
+   static constexpr char vexTypeName[] = "Flowspec::RuleConfig";
 
    /// The static creator: a new rule with notification on.
    static Vex::Ptr<RuleConfig> RuleConfigIs(FlowspecKey const& key) {
@@ -161,7 +161,7 @@ class InfeasibleRule : public Vex::Entity,
    using Notifiee = Vex::NotifieeOf<InfeasibleRule>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::InfeasibleRule";
+   static constexpr char vexTypeName[] = "Flowspec::InfeasibleRule";
 
    static Vex::Ptr<InfeasibleRule> InfeasibleRuleIs(FlowspecKey const& key) {
       return Vex::entityIs<InfeasibleRule>(key);

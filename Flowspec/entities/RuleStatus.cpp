@@ -1,6 +1,7 @@
 #include "Flowspec/entities/RuleStatus.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 #include <string>
 
@@ -32,3 +33,41 @@ void RuleStatus::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto ruleStatusRows = Vex::entityRows({
+   Vex::identity<&RuleStatus::key>("key"),
+   Vex::field<&RuleStatus::key>("ruleKey"),
+   Vex::field<&RuleStatus::statusCode, &RuleStatus::statusCodeIs>("statusCode"),
+   Vex::field<&RuleStatus::errorReason, &RuleStatus::errorReasonIs>("errorReason"),
+   Vex::field<&RuleStatus::packetCount, &RuleStatus::packetCountIs>("packetCount"),
+   Vex::field<&RuleStatus::version, &RuleStatus::versionIs>("version"),
+   Vex::field<&RuleStatus::resolvedNexthopInfo, &RuleStatus::resolvedNexthopInfoIs>(
+      "resolvedNexthopInfo"),
+   Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
+   Vex::method<&RuleStatus::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr Vex::CtorArg keyArgs[] = {{"key", "Flowspec::FlowspecKey"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::RuleStatus>
+    : Vex::Reflection::EntityObserver<Flowspec::RuleStatus> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL(StatusCode, statusCode)
+   VEX_TELL(ErrorReason, errorReason)
+   VEX_TELL(PacketCount, packetCount)
+   VEX_TELL(Version, version)
+   VEX_TELL(ResolvedNexthopInfo, resolvedNexthopInfo)
+};
+
+constinit Vex::VexType const Flowspec::RuleStatus::_vexType =
+   Vex::entityDescriptor<RuleStatus, &RuleStatus::RuleStatusIs>(vexTypeName, ruleStatusRows,
+                                                                keyArgs);

@@ -52,7 +52,7 @@ class RuleStatus : public Vex::Entity,
    using Notifiee = Vex::NotifieeOf<RuleStatus>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::RuleStatus";
+   static constexpr char vexTypeName[] = "Flowspec::RuleStatus";
 
    static Vex::Ptr<RuleStatus> RuleStatusIs(FlowspecKey const& key) {
       return Vex::entityIs<RuleStatus>(key);

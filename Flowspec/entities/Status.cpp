@@ -1,6 +1,7 @@
 #include "Flowspec/entities/Status.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -42,3 +43,72 @@ void Status::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto statusRows = Vex::entityRows({
+   VEX_COLLECTION_ROW(Status, vrfRuleStatus, "Vrf::VrfIdMap::VrfId key"),
+   Vex::field<&Status::counterUpdateTime, &Status::counterUpdateTimeIs>("counterUpdateTime"),
+   Vex::field<&Status::flowspecSupported, &Status::flowspecSupportedIs>("flowspecSupported"),
+   VEX_COLLECTION_ROW(Status, unsupportedQual, "Ipkit::AddressFamily af"),
+   Vex::method<&Status::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr auto vrfRuleStatusRows = Vex::entityRows({
+   Vex::identity<&VrfRuleStatus::vrfId>("vrfId"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, activeIntfPerAf, "Ipkit::AddressFamily key"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, intfError, "Flowspec::IntfErrorKey key"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, ruleStatus, "Flowspec::FlowspecKey key"),
+   Vex::method<&VrfRuleStatus::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr auto afIntfCollRows = Vex::entityRows({
+   Vex::identity<&AfIntfColl::af>("af"),
+   VEX_COLLECTION_ROW(AfIntfColl, intf, "Ipkit::IntfId key"),
+});
+
+constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
+constexpr Vex::CtorArg vrfIdArgs[] = {{"key", "Vrf::VrfIdMap::VrfId"}, {nullptr, nullptr}};
+constexpr Vex::CtorArg afArgs[] = {{"key", "Ipkit::AddressFamily"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::Status>
+    : Vex::Reflection::EntityObserver<Flowspec::Status> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(VrfRuleStatus, vrfRuleStatus, Vrf::VrfIdMap::VrfId)
+   VEX_TELL(CounterUpdateTime, counterUpdateTime)
+   VEX_TELL(FlowspecSupported, flowspecSupported)
+   VEX_TELL_KEY(UnsupportedQual, unsupportedQual, Ipkit::AddressFamily)
+};
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::VrfRuleStatus>
+    : Vex::Reflection::EntityObserver<Flowspec::VrfRuleStatus> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(ActiveIntfPerAf, activeIntfPerAf, Ipkit::AddressFamily)
+   VEX_TELL_KEY(IntfError, intfError, Flowspec::IntfErrorKey const&)
+   VEX_TELL_KEY(RuleStatus, ruleStatus, Flowspec::FlowspecKey const&)
+};
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::AfIntfColl>
+    : Vex::Reflection::EntityObserver<Flowspec::AfIntfColl> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(Intf, intf, Ipkit::IntfId const&)
+};
+
+constinit Vex::VexType const Flowspec::Status::_vexType =
+   Vex::entityDescriptor<Status, &Status::StatusIs, &Status::StatusIs>(vexTypeName, statusRows,
+                                                                       nameArgs);
+constinit Vex::VexType const Flowspec::VrfRuleStatus::_vexType =
+   Vex::entityDescriptor<VrfRuleStatus, &VrfRuleStatus::VrfRuleStatusIs>(
+      vexTypeName, vrfRuleStatusRows, vrfIdArgs);
+constinit Vex::VexType const Flowspec::AfIntfColl::_vexType =
+   Vex::entityDescriptor<AfIntfColl, &AfIntfColl::AfIntfCollIs>(vexTypeName, afIntfCollRows,
+                                                                afArgs);

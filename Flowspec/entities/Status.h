@@ -47,7 +47,7 @@ class AfIntfColl : public Vex::Entity,
    using Notifiee = Vex::NotifieeOf<AfIntfColl>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::AfIntfColl";
+   static constexpr char vexTypeName[] = "Flowspec::AfIntfColl";
 
    static Vex::Ptr<AfIntfColl> AfIntfCollIs(Ipkit::AddressFamily af) {
       return Vex::entityIs<AfIntfColl>(af);
@@ -93,7 +93,7 @@ class VrfRuleStatus : public Vex::Entity,
    using Notifiee = Vex::NotifieeOf<VrfRuleStatus>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::VrfRuleStatus";
+   static constexpr char vexTypeName[] = "Flowspec::VrfRuleStatus";
 
    static Vex::Ptr<VrfRuleStatus> VrfRuleStatusIs(Vrf::VrfIdMap::VrfId vrfId) {
       return Vex::entityIs<VrfRuleStatus>(vrfId);
@@ -163,11 +163,11 @@ class Status : public Vex::Entity, public Vex::AllocTracked<Status> {
     public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::Status::VexUnsupportedQual";
+      static constexpr char vexTypeName[] = "Flowspec::Status::VexUnsupportedQual";
    };
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Status";
+   static constexpr char vexTypeName[] = "Flowspec::Status";
 
    static Vex::Ptr<Status> StatusIs(Vex::Name const& name) { return Vex::entityIs<Status>(name); }
    explicit Status(Vex::Name const& name) : name_(name) {}

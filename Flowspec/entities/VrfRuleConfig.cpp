@@ -1,6 +1,7 @@
 #include "Flowspec/entities/VrfRuleConfig.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -21,3 +22,33 @@ void VrfRuleConfig::dumpState(Kiln::DumpContext const& ctx, unsigned indent) con
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto vrfRuleConfigRows = Vex::entityRows({
+   Vex::identity<&VrfRuleConfig::vrfId>("vrfId"),
+   VEX_COLLECTION_ROW(VrfRuleConfig, rule, "Flowspec::FlowspecKey key"),
+   VEX_COLLECTION_ROW(VrfRuleConfig, infeasibleRule, "Flowspec::FlowspecKey key"),
+   Vex::method<&VrfRuleConfig::empty>("empty"),
+   Vex::method<&VrfRuleConfig::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr Vex::CtorArg vrfIdArgs[] = {{"key", "Vrf::VrfIdMap::VrfId"}, {nullptr, nullptr}};
+
+} // namespace
+} // namespace Flowspec
+
+template <>
+struct Vex::Reflection::ObserverOf<Flowspec::VrfRuleConfig>
+    : Vex::Reflection::EntityObserver<Flowspec::VrfRuleConfig> {
+   using EntityObserver::EntityObserver;
+   VEX_TELL_KEY(Rule, rule, Flowspec::FlowspecKey const&)
+   VEX_TELL_KEY(InfeasibleRule, infeasibleRule, Flowspec::FlowspecKey const&)
+};
+
+constinit Vex::VexType const Flowspec::VrfRuleConfig::_vexType =
+   Vex::entityDescriptor<VrfRuleConfig, &VrfRuleConfig::VrfRuleConfigIs>(
+      vexTypeName, vrfRuleConfigRows, vrfIdArgs);

@@ -40,7 +40,7 @@ class VrfRuleConfig : public Vex::Entity,
    using Notifiee = Vex::NotifieeOf<VrfRuleConfig>;
 
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::VrfRuleConfig";
+   static constexpr char vexTypeName[] = "Flowspec::VrfRuleConfig";
 
    static Vex::Ptr<VrfRuleConfig> VrfRuleConfigIs(Vrf::VrfIdMap::VrfId vrfId) {
       return Vex::entityIs<VrfRuleConfig>(vrfId);

@@ -24,7 +24,7 @@ class ActionFieldSet : public FlagSet<ActionFieldSet> {
       "invalid", "trafficPermit", "trafficDrop", "trafficRate",
       "trafficAction", "trafficRedirect", "trafficMarking"};
 
-   static constexpr char const* vexTypeName = "Flowspec::ActionFieldSet";
+   static constexpr char vexTypeName[] = "Flowspec::ActionFieldSet";
 
    constexpr ActionFieldSet() noexcept = default;
    /// Read the value text (every flag) or the log (the word).

@@ -47,6 +47,15 @@ class FlagSet {
    constexpr void flagIs(unsigned bit, bool on) noexcept {
       value_ = on ? value_ | 1U << bit : value_ & ~(1U << bit);
    }
+   /// flag(Bit) and flagIs(Bit, on) with the bit fixed, for reflection rows.
+   template <unsigned Bit>
+   constexpr bool flagAt() const noexcept {
+      return flag(Bit);
+   }
+   template <unsigned Bit>
+   constexpr void flagAtIs(bool on) noexcept {
+      flagIs(Bit, on);
+   }
 
    constexpr std::uint32_t hash() const noexcept { return value_; }
    /// True when no flag is set.

@@ -2,6 +2,7 @@
 
 #include "Flowspec/framework/LogSequence.h"
 #include "Vex/Assert.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -229,5 +230,64 @@ void FlowspecKey::copyIn(FlowspecKey const& other) {
       matchOpValIs(n->fwkKey(), n->value());
    }
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+// The key's separators are characters; reflection shows them as strings.
+Vex::String compSeparatorText() {
+   static constexpr char text[] = {FlowspecKey::compSeparator(), 0};
+   return text;
+}
+Vex::String compEndText() {
+   static constexpr char text[] = {FlowspecKey::compEnd(), 0};
+   return text;
+}
+
+constexpr auto flowspecKeyRows = Vex::valueRows({
+   Vex::field<&FlowspecKey::vrfId, &FlowspecKey::vrfIdIs>("vrfId"),
+   Vex::field<&FlowspecKey::addressFamily, &FlowspecKey::addressFamilyIs>("addressFamily"),
+   Vex::field<&FlowspecKey::destPrefix, &FlowspecKey::destPrefixIs>("destPrefix"),
+   Vex::field<&FlowspecKey::srcPrefix, &FlowspecKey::srcPrefixIs>("srcPrefix"),
+   Vex::constant<&compSeparatorText>("compSeparator"),
+   Vex::constant<&compEndText>("compEnd"),
+   VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "Flowspec::MatchOpValIndex index"),
+   Vex::method<&FlowspecKey::hash>("hash"),
+   Vex::method<&FlowspecKey::compare>("compare", "Flowspec::FlowspecKey other"),
+   Vex::method<&FlowspecKey::cmpPrefix>("cmpPrefix", "Ipkit::IpGenPrefix a, Ipkit::IpGenPrefix b"),
+   Vex::method<&FlowspecKey::copyIn>("copyIn", "Flowspec::FlowspecKey other"),
+   Vex::method<&FlowspecKey::copyInStr>("copyInStr", "Vex::String text"),
+   Vex::method<&FlowspecKey::toStrep>("toStrep"),
+   Vex::method<&FlowspecKey::toStrepCli>("toStrepCli"),
+   Vex::method<&FlowspecKey::toStrepCliDetail>("toStrepCliDetail"),
+   Vex::method<&FlowspecKey::copyInStrCli>("copyInStrCli", "Vex::String text"),
+   Vex::method<&FlowspecKey::stringValue>("stringValue"),
+   Vex::method<&FlowspecKey::copyInStringValue>("copyInStringValue", "Vex::String text"),
+   Vex::method<&FlowspecKey::setOpVal>("setOpVal", "Flowspec::MatchOpValIndex index, "
+                                                   "Flowspec::MatchCompType mtype, U8 op, U32 val"),
+   Vex::method<&FlowspecKey::getOptVal>("getOptVal", "Flowspec::MatchOpValIndex index"),
+});
+
+constexpr Vex::CtorArg flowspecKeyArgs[] = {{"vrfId", "Vrf::VrfIdMap::VrfId"},
+                                            {"addressFamily", "Ipkit::AddressFamily"},
+                                            {"destPrefix", "Ipkit::IpGenPrefix"},
+                                            {"srcPrefix", "Ipkit::IpGenPrefix"},
+                                            {nullptr, nullptr}};
+
+Vex::GenericValue flowspecKeyFromArgs(Vex::GenericArgs args) {
+   Vex::Reflection::checkArgCount(args, 4);
+   FlowspecKey key;
+   key.vrfIdIs(args[0].value<Vrf::VrfIdMap::VrfId>());
+   key.addressFamilyIs(args[1].value<Ipkit::AddressFamily>());
+   key.destPrefixIs(args[2].value<Ipkit::IpGenPrefix>());
+   key.srcPrefixIs(args[3].value<Ipkit::IpGenPrefix>());
+   return Vex::GenericValue(key);
+}
+
+} // namespace
+
+constinit Vex::VexType const FlowspecKey::_vexType = Vex::valueDescriptor<FlowspecKey>(
+   vexTypeName, flowspecKeyRows, flowspecKeyArgs, &flowspecKeyFromArgs);
 
 } // namespace Flowspec

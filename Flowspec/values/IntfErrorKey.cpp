@@ -1,6 +1,7 @@
 #include "Flowspec/values/IntfErrorKey.h"
 
 #include "Vex/Hash.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -14,5 +15,26 @@ std::uint32_t IntfErrorKey::hash() const noexcept {
 Vex::String IntfErrorKey::toStrep() const {
    return intfId_.stringValue() + "," + Ipkit::valueToStrep(addressFamily_);
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto intfErrorKeyRows = Vex::valueRows({
+   Vex::field<&IntfErrorKey::intfId, &IntfErrorKey::intfIdIs>("intfId"),
+   Vex::field<&IntfErrorKey::addressFamily, &IntfErrorKey::addressFamilyIs>("addressFamily"),
+   Vex::method<&IntfErrorKey::toStrep>("toStrep"),
+   Vex::method<&IntfErrorKey::hash>("hash"),
+});
+
+constexpr Vex::CtorArg intfErrorKeyArgs[] = {{"intfId", "Ipkit::IntfId"},
+                                             {"addressFamily", "Ipkit::AddressFamily"},
+                                             {nullptr, nullptr}};
+
+} // namespace
+
+constinit Vex::VexType const IntfErrorKey::_vexType = Vex::valueDescriptor<IntfErrorKey>(
+   vexTypeName, intfErrorKeyRows, intfErrorKeyArgs,
+   &Vex::Reflection::constructValue<IntfErrorKey, Ipkit::IntfId, Ipkit::AddressFamily>);
 
 } // namespace Flowspec

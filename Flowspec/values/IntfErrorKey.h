@@ -23,7 +23,7 @@ class IntfErrorKey {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::IntfErrorKey";
+   static constexpr char vexTypeName[] = "Flowspec::IntfErrorKey";
    static constexpr auto vexFields() {
       using K = IntfErrorKey;
       return std::tuple{Vex::field("intfId", [](K const& k) { return k.intfId(); }),

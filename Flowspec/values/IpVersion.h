@@ -21,7 +21,7 @@ class IpVersion : public FlagSet<IpVersion> {
    static constexpr char const* rangeMessage = "IpVersion::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"ipv4", "ipv6"};
 
-   static constexpr char const* vexTypeName = "Flowspec::IpVersion";
+   static constexpr char vexTypeName[] = "Flowspec::IpVersion";
 
    constexpr IpVersion() noexcept = default;
    /// Read the value text (every flag) or the log (the word).

@@ -2,6 +2,7 @@
 
 #include "Flowspec/framework/Dump.h"
 #include "Flowspec/framework/LogSequence.h"
+#include "Vex/ReflectTable.h"
 
 #include <ostream>
 #include <string>
@@ -115,5 +116,32 @@ void MatchComponent::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
    dumpSet(ctx, indent, "%*cipBitMasks #%u\n", ipBitMask_);
    dumpSet(ctx, indent, "%*ctcpBitMasks #%u\n", tcpBitMask_);
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto matchComponentRows = Vex::valueRows({
+   Vex::identity<&MatchComponent::compType>("compType"),
+   Vex::field<&MatchComponent::prefix, &MatchComponent::prefixIs>("prefix"),
+   VEX_COLLECTION_ROW(MatchComponent, numericalRange, "Flowspec::NumericalRange key"),
+   VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "Flowspec::IpBitMask key"),
+   VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "Flowspec::TcpBitMask key"),
+   Vex::method<&MatchComponent::matchTypePrefix>("matchTypePrefix"),
+   Vex::method<&MatchComponent::matchTypeNumericalRange>("matchTypeNumericalRange"),
+   Vex::method<&MatchComponent::matchTypeBitMask>("matchTypeBitMask"),
+   Vex::method<&MatchComponent::toStrep>("toStrep"),
+   Vex::method<&MatchComponent::dumpState>("dumpState",
+                                           "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr Vex::CtorArg matchComponentArgs[] = {{"compType", "Flowspec::MatchCompType"},
+                                               {nullptr, nullptr}};
+
+} // namespace
+
+constinit Vex::VexType const MatchComponent::_vexType =
+   Vex::valueDescriptor<MatchComponent>(vexTypeName, matchComponentRows, matchComponentArgs,
+                                        &Vex::Reflection::constructValue<MatchComponent, MatchCompType>);
 
 } // namespace Flowspec

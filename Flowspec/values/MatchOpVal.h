@@ -89,7 +89,7 @@ class MatchOpVal : public OperatorBits<MatchOpVal> {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::MatchOpVal";
+   static constexpr char vexTypeName[] = "Flowspec::MatchOpVal";
    static constexpr auto vexFields() {
       return std::tuple{Vex::field("storage", [](MatchOpVal p) { return p.storage(); })};
    }
@@ -136,7 +136,7 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::MatchOpValResult";
+   static constexpr char vexTypeName[] = "Flowspec::MatchOpValResult";
    static constexpr auto vexFields() {
       using R = MatchOpValResult;
       return std::tuple{Vex::field("matchType", [](R const& r) { return r.matchType(); }),

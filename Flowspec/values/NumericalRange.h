@@ -31,7 +31,7 @@ class NumericalRange {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
+   static constexpr char vexTypeName[] = "Flowspec::NumericalRange";
    static constexpr auto vexFields() {
       return std::tuple{
          Vex::field("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),

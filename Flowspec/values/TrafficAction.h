@@ -22,7 +22,7 @@ class TrafficAction : public FlagSet<TrafficAction> {
    static constexpr char const* rangeMessage = "TrafficAction::value > 0x3 not allowed";
    static constexpr std::array<char const*, 2> flagNames = {"sampleAndLog", "continueMatch"};
 
-   static constexpr char const* vexTypeName = "Flowspec::TrafficAction";
+   static constexpr char vexTypeName[] = "Flowspec::TrafficAction";
 
    constexpr TrafficAction() noexcept = default;
    /// Read the value text (every flag) or the log (the word).

@@ -27,7 +27,7 @@ class TrafficRedirect {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::TrafficRedirect";
+   static constexpr char vexTypeName[] = "Flowspec::TrafficRedirect";
    static constexpr auto vexFields() {
       using R = TrafficRedirect;
       return std::tuple{Vex::field("vrfId", [](R const& r) { return r.vrfId(); }),

@@ -3,6 +3,7 @@
 #include "Flowspec/framework/Dump.h"
 #include "Flowspec/framework/LogSequence.h"
 #include "Flowspec/values/FlowspecUtil.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -56,5 +57,25 @@ void UnsupportedQual::dumpState(Kiln::DumpContext const& ctx, unsigned indent) c
                i.value().c_str());
    }
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto unsupportedQualRows = Vex::valueRows({
+   Vex::identity<&UnsupportedQual::af>("af"),
+   VEX_COLLECTION_ROW(UnsupportedQual, qual, "Flowspec::MatchCompType key"),
+   Vex::method<&UnsupportedQual::dumpState>("dumpState",
+                                            "Kiln::DumpContext dumpCtx, U32 indentCount"),
+});
+
+constexpr Vex::CtorArg unsupportedQualArgs[] = {{"af", "Ipkit::AddressFamily"},
+                                                {nullptr, nullptr}};
+
+} // namespace
+
+constinit Vex::VexType const UnsupportedQual::_vexType = Vex::valueDescriptor<UnsupportedQual>(
+   vexTypeName, unsupportedQualRows, unsupportedQualArgs,
+   &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>);
 
 } // namespace Flowspec

@@ -15,7 +15,7 @@ using Vex::field;
 using Vex::method;
 
 constexpr Vex::EnumType::Enumerator afEnumerators[] = {{"ipunknown", 0}, {"ipv4", 1}, {"ipv6", 2}};
-constexpr auto afRows = Vex::enumRows(afEnumerators);
+constexpr auto& afRows = Vex::enumRowsOf<afEnumerators>;
 
 constexpr Vex::CtorArg textArgs[] = {{"text", "Vex::String"}, {nullptr, nullptr}};
 constexpr Vex::CtorArg intfArgs[] = {{"name", "Vex::String"}, {nullptr, nullptr}};

@@ -36,6 +36,7 @@
 #include <cstddef>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -322,6 +323,43 @@ Ptr<Entity> newEntityForAttrLog(NboAttrLog::In& in) {
 /// encoding of the collection's key type, then the member is added.
 Ptr<Entity> childAttrLogIs(Entity& parent, AttrRow const& row, NboAttrLog::In& in);
 
+// --- Observers of entities --------------------------------------------------
+
+/// The base of an observer of entity T, in T's own observer class, that tells
+/// a reflection observer which row changed. ObserverOf<T> (below) derives
+/// from it and overrides each of T's callbacks with a tell (VEX_TELL).
+template <class T>
+class EntityObserver : public T::NotifieeConst, public ObserverHandle {
+ public:
+   EntityObserver(Ptr<Entity> const& entity, GenericNotifiee& observer) : observer_(observer) {
+      this->notifierIs(Ptr<T const>(static_cast<T const*>(entity.get())));
+   }
+
+ protected:
+   void tell(char const* row) { tell(row, GenericValue()); }
+   template <class K>
+   void tell(char const* row, K const& key) {
+      tell(row, GenericValue(key));
+   }
+   void tell(char const* row, GenericValue const& key) {
+      Entity const* e = this->notifierEntity();
+      if (e) observer_.onAttribute(*e, *T::_vexType.attribute(row), key);
+   }
+
+ private:
+   GenericNotifiee& observer_;
+};
+
+/// Specialised beside each entity T: its EntityObserver with the tells.
+template <class T>
+struct ObserverOf;
+
+/// genericIfNotifiee of entity T.
+template <class T>
+std::unique_ptr<ObserverHandle> observe(Ptr<Entity> const& entity, GenericNotifiee& observer) {
+   return std::make_unique<ObserverOf<T>>(entity, observer);
+}
+
 // --- Methods tables ---------------------------------------------------------
 
 template <class T>
@@ -508,16 +546,31 @@ constexpr std::array<AttrRow, N + 5> entityRows(AttrRow const (&rows)[N]) {
    return out;
 }
 
-/// An enumeration's table: one constant row per enumerator, numbered by value.
-template <std::size_t N>
-constexpr std::array<AttrRow, N> enumRows(EnumType::Enumerator const (&enumerators)[N]) {
-   std::array<AttrRow, N> out{};
-   for (std::size_t i = 0; i < N; ++i) {
+/// The names and numbers of an enumeration's table: any array of entries
+/// with the members `name` and `value` (the table may say more per
+/// enumerator: labels, limits, classes).
+template <auto const& Table>
+inline constexpr auto enumeratorsOf = [] {
+   constexpr std::size_t n = std::extent_v<std::remove_reference_t<decltype(Table)>>;
+   std::array<EnumType::Enumerator, n> out{};
+   for (std::size_t i = 0; i < n; ++i) {
+      out[i] = {Table[i].name, static_cast<std::uint32_t>(Table[i].value)};
+   }
+   return out;
+}();
+
+/// An enumeration's attribute table: one constant row per enumerator,
+/// numbered by value.
+template <auto const& Table>
+inline constexpr auto enumRowsOf = [] {
+   auto const& enumerators = enumeratorsOf<Table>;
+   std::array<AttrRow, enumerators.size()> out{};
+   for (std::size_t i = 0; i < enumerators.size(); ++i) {
       out[i] = AttrRow{enumerators[i].name, "",      enumerators[i].value, attrConstant,
                        nullptr,             nullptr, nullptr,              nullptr};
    }
    return out;
-}
+}();
 
 // --- Descriptor builders ----------------------------------------------------
 
@@ -569,9 +622,7 @@ constexpr VexType enumDescriptor(char const* name, std::array<AttrRow, N> const&
 /// factory); a named root also gives its static creator as `DirCreator`.
 template <class T, auto Creator, auto DirCreator = nullptr, std::size_t N>
 constexpr VexType entityDescriptor(char const* name, std::array<AttrRow, N> const& rows,
-                             CtorArg const* args,
-                             std::unique_ptr<ObserverHandle> (*notifiee)(Ptr<Entity> const&,
-                                                                       GenericNotifiee&)) {
+                                   CtorArg const* args) {
    bool hasChildren = false;
    bool hasCollections = false;
    for (AttrRow const& r : rows) {
@@ -597,10 +648,35 @@ constexpr VexType entityDescriptor(char const* name, std::array<AttrRow, N> cons
                   &Reflection::constructEntity<Creator>,
                   &Reflection::attributeOp<T>,
                   hasCollections ? &Reflection::iterator<T> : nullptr,
-                  notifiee,
+                  &Reflection::observe<T>,
                   static_cast<std::uint32_t>(sizeof(T)) | typeRefCounted,
                   static_cast<std::uint32_t>(N),
                   static_cast<std::uint32_t>(TypeKind::entity)};
 }
 
 } // namespace Vex
+
+/// Inside a Vex::Reflection::ObserverOf<T>: the callback onX() tells the
+/// row `x`; onX(key) tells the collection row `x` with the member's key.
+#define VEX_TELL(X, x)                                                                      \
+   void on##X() override { tell(#x); }
+#define VEX_TELL_KEY(X, x, Key)                                                             \
+   void on##X(Key key) override { tell(#x, key); }
+
+/// Defines, in the enumeration's namespace, what ties the enumeration E to
+/// the framework, from its table (see Vex::enumeratorsOf) and its qualified
+/// name (a char array): the hook vexEnumType(E), which registers the
+/// Vex::EnumType on first use; the descriptor `descriptor`; the hook
+/// vexTypeOf(E const*); and the registration of the EnumType when the
+/// library is loaded. Once per source file.
+#define VEX_ENUM_DEFINITION(E, descriptor, qualifiedName, table)                            \
+   ::Vex::EnumType const& vexEnumType(E) {                                                  \
+      static ::Vex::EnumType const type(qualifiedName, ::Vex::enumeratorsOf<table>);         \
+      return type;                                                                          \
+   }                                                                                        \
+   constinit ::Vex::VexType const descriptor =                                              \
+      ::Vex::enumDescriptor<E>(qualifiedName, ::Vex::enumRowsOf<table>);                    \
+   ::Vex::VexType const& vexTypeOf(E const*) { return descriptor; }                         \
+   namespace {                                                                              \
+   [[maybe_unused]] ::Vex::EnumType const& vexEnumRegistered = vexEnumType(E{});            \
+   }

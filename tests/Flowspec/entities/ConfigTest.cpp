@@ -1,7 +1,7 @@
 #include "Flowspec/entities/Config.h"
 
 #include "EntityTestUtil.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "Flowspec/entities/Status.h"
 
 #include "EntityTestUtil.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 #include <gtest/gtest.h>
 

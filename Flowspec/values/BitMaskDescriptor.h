@@ -1,0 +1,42 @@
+// Flowspec/values/BitMaskDescriptor.h: the reflection descriptor of a bit
+// mask (Flowspec/values/BitMask.h), the same for both kinds.
+//
+// Rows from 2: matchAll, val, mask (settable), isValid, lastBit,
+// maskForAllBits, the kind's supported bits (named `supportedName`), toStrep,
+// toStrepCli, hash. The constructor takes val and mask (U16 each).
+#pragma once
+
+#include "Flowspec/values/BitMask.h"
+#include "Vex/ReflectTable.h"
+
+#include <cstdint>
+
+namespace Flowspec::Internal {
+
+template <class D, auto Supported, auto const& SupportedName>
+inline constexpr auto bitMaskRows = Vex::valueRows({
+    Vex::field<&BitMask<D>::matchAll, &BitMask<D>::matchAllIs>("matchAll"),
+    Vex::field<&BitMask<D>::val, &BitMask<D>::valIs>("val"),
+    Vex::field<&BitMask<D>::mask, &BitMask<D>::maskIs>("mask"),
+    Vex::method<&D::isValid>("isValid"),
+    Vex::constant<&D::lastBit>("lastBit"),
+    Vex::constant<&D::maskForAllBits>("maskForAllBits"),
+    Vex::constant<Supported>(SupportedName),
+    Vex::method<&BitMask<D>::toStrep>("toStrep"),
+    Vex::method<&BitMask<D>::toStrepCli>("toStrepCli"),
+    Vex::method<&BitMask<D>::hash>("hash"),
+});
+
+inline constexpr Vex::CtorArg bitMaskArgs[] = {
+    {"val", "U16"}, {"mask", "U16"}, {nullptr, nullptr}};
+
+/// The descriptor of mask kind D, whose supported bits are the constant
+/// `Supported`, shown as the row `SupportedName`.
+template <class D, auto Supported, auto const& SupportedName>
+constexpr Vex::VexType bitMaskDescriptor() {
+   return Vex::valueDescriptor<D>(
+       D::vexTypeName, bitMaskRows<D, Supported, SupportedName>, bitMaskArgs,
+       &Vex::Reflection::constructValue<D, std::uint16_t, std::uint16_t>);
+}
+
+} // namespace Flowspec::Internal
