@@ -37,19 +37,17 @@ namespace Flowspec {
 namespace {
 
 constexpr auto configRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(Config, enabledIntf, "Ipkit::IntfId key"),
+   VEX_COLLECTION_ROW(Config, enabledIntf, "key"),
    Vex::field<&Config::enabledIntfAll, &Config::enabledIntfAllIs>("enabledIntfAll"),
-   VEX_COLLECTION_ROW(Config, vrfRuleConfig, "Vrf::VrfIdMap::VrfId key"),
-   Vex::method<&Config::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   VEX_COLLECTION_ROW(Config, vrfRuleConfig, "key", &Vrf::VrfIdMap::vrfIdType),
+   Vex::method<&Config::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
 constexpr auto cliConfigRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(CliConfig, enabledIntf, "Ipkit::IntfId key"),
+   VEX_COLLECTION_ROW(CliConfig, enabledIntf, "key"),
    Vex::field<&CliConfig::counterUpdateRequestTime, &CliConfig::counterUpdateRequestTimeIs>(
       "counterUpdateRequestTime"),
 });
-
-constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -72,8 +70,6 @@ struct Vex::Reflection::ObserverOf<Flowspec::CliConfig>
 };
 
 constinit Vex::VexType const Flowspec::Config::_vexType =
-   Vex::entityDescriptor<Config, &Config::ConfigIs, &Config::ConfigIs>(vexTypeName, configRows,
-                                                                       nameArgs);
+   Vex::entityDescriptor<Config, &Config::ConfigIs, &Config::ConfigIs>(configRows);
 constinit Vex::VexType const Flowspec::CliConfig::_vexType =
-   Vex::entityDescriptor<CliConfig, &CliConfig::CliConfigIs, &CliConfig::CliConfigIs>(
-      vexTypeName, cliConfigRows, nameArgs);
+   Vex::entityDescriptor<CliConfig, &CliConfig::CliConfigIs, &CliConfig::CliConfigIs>(cliConfigRows);

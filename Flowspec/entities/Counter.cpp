@@ -20,11 +20,9 @@ namespace Flowspec {
 namespace {
 
 constexpr auto counterRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(Counter, snapshot, "Flowspec::FlowspecKey key"),
+   VEX_COLLECTION_ROW(Counter, snapshot, "key"),
    Vex::field<&Counter::timestamp, &Counter::timestampIs>("timestamp"),
 });
-
-constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -38,5 +36,4 @@ struct Vex::Reflection::ObserverOf<Flowspec::Counter>
 };
 
 constinit Vex::VexType const Flowspec::Counter::_vexType =
-   Vex::entityDescriptor<Counter, &Counter::CounterIs, &Counter::CounterIs>(vexTypeName,
-                                                                            counterRows, nameArgs);
+   Vex::entityDescriptor<Counter, &Counter::CounterIs, &Counter::CounterIs>(counterRows);

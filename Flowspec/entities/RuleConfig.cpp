@@ -132,7 +132,7 @@ namespace {
 constexpr auto ruleConfigRows = Vex::entityRows({
    Vex::identity<&RuleConfig::key>("ruleKey"),
    Vex::field<&RuleConfig::ruleId, &RuleConfig::ruleIdIs>("ruleId"),
-   VEX_COLLECTION_ROW(RuleConfig, matchSet, "Flowspec::MatchCompType compType"),
+   VEX_COLLECTION_ROW(RuleConfig, matchSet, "compType"),
    Vex::field<&RuleConfig::actionFieldSet, &RuleConfig::actionFieldSetIs>("actionFieldSet"),
    Vex::field<&RuleConfig::trafficRateLimit, &RuleConfig::trafficRateLimitIs>("trafficRateLimit"),
    Vex::field<&RuleConfig::trafficAction, &RuleConfig::trafficActionIs>("trafficAction"),
@@ -141,17 +141,15 @@ constexpr auto ruleConfigRows = Vex::entityRows({
       "trafficMarkingDscp"),
    Vex::method<&RuleConfig::sanitizeMatchSet>("sanitizeMatchSet"),
    Vex::method<&RuleConfig::infeasibleMatchInMatchSet>("infeasibleMatchInMatchSet"),
-   Vex::method<&RuleConfig::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   Vex::method<&RuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
 constexpr auto infeasibleRuleRows = Vex::entityRows({
    Vex::identity<&InfeasibleRule::key>("ruleKey"),
    Vex::field<&InfeasibleRule::ruleId, &InfeasibleRule::ruleIdIs>("ruleId"),
    Vex::field<&InfeasibleRule::matchCompType, &InfeasibleRule::matchCompTypeIs>("matchCompType"),
-   Vex::method<&InfeasibleRule::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
-
-constexpr Vex::CtorArg keyArgs[] = {{"key", "Flowspec::FlowspecKey"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -178,8 +176,6 @@ struct Vex::Reflection::ObserverOf<Flowspec::InfeasibleRule>
 };
 
 constinit Vex::VexType const Flowspec::RuleConfig::_vexType =
-   Vex::entityDescriptor<RuleConfig, &RuleConfig::RuleConfigIs>(vexTypeName, ruleConfigRows,
-                                                                keyArgs);
+   Vex::entityDescriptor<RuleConfig, &RuleConfig::RuleConfigIs>(ruleConfigRows);
 constinit Vex::VexType const Flowspec::InfeasibleRule::_vexType =
-   Vex::entityDescriptor<InfeasibleRule, &InfeasibleRule::InfeasibleRuleIs>(
-      vexTypeName, infeasibleRuleRows, keyArgs);
+   Vex::entityDescriptor<InfeasibleRule, &InfeasibleRule::InfeasibleRuleIs>(infeasibleRuleRows);

@@ -49,10 +49,8 @@ constexpr auto ruleStatusRows = Vex::entityRows({
    Vex::field<&RuleStatus::resolvedNexthopInfo, &RuleStatus::resolvedNexthopInfoIs>(
       "resolvedNexthopInfo"),
    Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
-   Vex::method<&RuleStatus::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   Vex::method<&RuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
-
-constexpr Vex::CtorArg keyArgs[] = {{"key", "Flowspec::FlowspecKey"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -69,5 +67,4 @@ struct Vex::Reflection::ObserverOf<Flowspec::RuleStatus>
 };
 
 constinit Vex::VexType const Flowspec::RuleStatus::_vexType =
-   Vex::entityDescriptor<RuleStatus, &RuleStatus::RuleStatusIs>(vexTypeName, ruleStatusRows,
-                                                                keyArgs);
+   Vex::entityDescriptor<RuleStatus, &RuleStatus::RuleStatusIs>(ruleStatusRows);

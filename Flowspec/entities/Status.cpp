@@ -50,29 +50,25 @@ namespace Flowspec {
 namespace {
 
 constexpr auto statusRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(Status, vrfRuleStatus, "Vrf::VrfIdMap::VrfId key"),
+   VEX_COLLECTION_ROW(Status, vrfRuleStatus, "key", &Vrf::VrfIdMap::vrfIdType),
    Vex::field<&Status::counterUpdateTime, &Status::counterUpdateTimeIs>("counterUpdateTime"),
    Vex::field<&Status::flowspecSupported, &Status::flowspecSupportedIs>("flowspecSupported"),
-   VEX_COLLECTION_ROW(Status, unsupportedQual, "Ipkit::AddressFamily af"),
-   Vex::method<&Status::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   VEX_COLLECTION_ROW(Status, unsupportedQual, "af"),
+   Vex::method<&Status::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
 constexpr auto vrfRuleStatusRows = Vex::entityRows({
    Vex::identity<&VrfRuleStatus::vrfId>("vrfId"),
-   VEX_COLLECTION_ROW(VrfRuleStatus, activeIntfPerAf, "Ipkit::AddressFamily key"),
-   VEX_COLLECTION_ROW(VrfRuleStatus, intfError, "Flowspec::IntfErrorKey key"),
-   VEX_COLLECTION_ROW(VrfRuleStatus, ruleStatus, "Flowspec::FlowspecKey key"),
-   Vex::method<&VrfRuleStatus::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, activeIntfPerAf, "key"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, intfError, "key"),
+   VEX_COLLECTION_ROW(VrfRuleStatus, ruleStatus, "key"),
+   Vex::method<&VrfRuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
 constexpr auto afIntfCollRows = Vex::entityRows({
    Vex::identity<&AfIntfColl::af>("af"),
-   VEX_COLLECTION_ROW(AfIntfColl, intf, "Ipkit::IntfId key"),
+   VEX_COLLECTION_ROW(AfIntfColl, intf, "key"),
 });
-
-constexpr Vex::CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg vrfIdArgs[] = {{"key", "Vrf::VrfIdMap::VrfId"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg afArgs[] = {{"key", "Ipkit::AddressFamily"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -104,11 +100,8 @@ struct Vex::Reflection::ObserverOf<Flowspec::AfIntfColl>
 };
 
 constinit Vex::VexType const Flowspec::Status::_vexType =
-   Vex::entityDescriptor<Status, &Status::StatusIs, &Status::StatusIs>(vexTypeName, statusRows,
-                                                                       nameArgs);
+   Vex::entityDescriptor<Status, &Status::StatusIs, &Status::StatusIs>(statusRows);
 constinit Vex::VexType const Flowspec::VrfRuleStatus::_vexType =
-   Vex::entityDescriptor<VrfRuleStatus, &VrfRuleStatus::VrfRuleStatusIs>(
-      vexTypeName, vrfRuleStatusRows, vrfIdArgs);
+   Vex::entityDescriptor<VrfRuleStatus, &VrfRuleStatus::VrfRuleStatusIs, nullptr, &Vrf::VrfIdMap::vrfIdType>(vrfRuleStatusRows);
 constinit Vex::VexType const Flowspec::AfIntfColl::_vexType =
-   Vex::entityDescriptor<AfIntfColl, &AfIntfColl::AfIntfCollIs>(vexTypeName, afIntfCollRows,
-                                                                afArgs);
+   Vex::entityDescriptor<AfIntfColl, &AfIntfColl::AfIntfCollIs>(afIntfCollRows);

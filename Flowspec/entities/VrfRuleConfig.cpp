@@ -30,13 +30,11 @@ namespace {
 
 constexpr auto vrfRuleConfigRows = Vex::entityRows({
    Vex::identity<&VrfRuleConfig::vrfId>("vrfId"),
-   VEX_COLLECTION_ROW(VrfRuleConfig, rule, "Flowspec::FlowspecKey key"),
-   VEX_COLLECTION_ROW(VrfRuleConfig, infeasibleRule, "Flowspec::FlowspecKey key"),
+   VEX_COLLECTION_ROW(VrfRuleConfig, rule, "key"),
+   VEX_COLLECTION_ROW(VrfRuleConfig, infeasibleRule, "key"),
    Vex::method<&VrfRuleConfig::empty>("empty"),
-   Vex::method<&VrfRuleConfig::dumpState>("dumpState", "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   Vex::method<&VrfRuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
-
-constexpr Vex::CtorArg vrfIdArgs[] = {{"key", "Vrf::VrfIdMap::VrfId"}, {nullptr, nullptr}};
 
 } // namespace
 } // namespace Flowspec
@@ -50,5 +48,4 @@ struct Vex::Reflection::ObserverOf<Flowspec::VrfRuleConfig>
 };
 
 constinit Vex::VexType const Flowspec::VrfRuleConfig::_vexType =
-   Vex::entityDescriptor<VrfRuleConfig, &VrfRuleConfig::VrfRuleConfigIs>(
-      vexTypeName, vrfRuleConfigRows, vrfIdArgs);
+   Vex::entityDescriptor<VrfRuleConfig, &VrfRuleConfig::VrfRuleConfigIs, nullptr, &Vrf::VrfIdMap::vrfIdType>(vrfRuleConfigRows);

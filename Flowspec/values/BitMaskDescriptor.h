@@ -27,16 +27,16 @@ inline constexpr auto bitMaskRows = Vex::valueRows({
     Vex::method<&BitMask<D>::hash>("hash"),
 });
 
-inline constexpr Vex::CtorArg bitMaskArgs[] = {
-    {"val", "U16"}, {"mask", "U16"}, {nullptr, nullptr}};
-
 /// The descriptor of mask kind D, whose supported bits are the constant
 /// `Supported`, shown as the row `SupportedName`.
 template <class D, auto Supported, auto const& SupportedName>
 constexpr Vex::VexType bitMaskDescriptor() {
-   return Vex::valueDescriptor<D>(
-       D::vexTypeName, bitMaskRows<D, Supported, SupportedName>, bitMaskArgs,
-       &Vex::Reflection::constructValue<D, std::uint16_t, std::uint16_t>);
+   // The constructor takes val and mask, the fields numbered 1 and 2.
+   auto const [args, construct] = Vex::ctorFromFields<D, 1, 2>();
+   return Vex::valueDescriptor<D>({.name = D::vexTypeName,
+                                   .rows = bitMaskRows<D, Supported, SupportedName>,
+                                   .ctorArgs = args,
+                                   .construct = construct});
 }
 
 } // namespace Flowspec::Internal

@@ -10,15 +10,9 @@ constexpr auto counterVersionRows = Vex::valueRows({
     Vex::field<&CounterVersion::version, &CounterVersion::versionIs>("version"),
 });
 
-constexpr Vex::CtorArg counterVersionArgs[] = {
-    {"counter", "U64"}, {"version", "Kiln::UniqueId"}, {nullptr, nullptr}};
-
 } // namespace
 
 constinit Vex::VexType const CounterVersion::_vexType =
-    Vex::valueDescriptor<CounterVersion>(
-        vexTypeName, counterVersionRows, counterVersionArgs,
-        &Vex::Reflection::constructValue<CounterVersion, std::uint64_t,
-                                         Kiln::UniqueId>);
+   Vex::valueDescriptor<CounterVersion>(counterVersionRows);
 
 } // namespace Flowspec

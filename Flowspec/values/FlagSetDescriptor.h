@@ -55,7 +55,8 @@ template <class D>
 inline constexpr auto
     flagSetRowsOf = flagSetRows<D>(std::make_index_sequence<D::flagNames.size()>());
 
-inline constexpr Vex::CtorArg flagSetArgs[] = {{"value", "U32"}, {nullptr, nullptr}};
+inline constexpr Vex::Param flagSetArgs[] = {
+    {"value", &Vex::Reflection::typeFn<std::uint32_t>}};
 
 template <class D>
 Vex::GenericValue flagSetFromArgs(Vex::GenericArgs args) {
@@ -69,8 +70,10 @@ Vex::GenericValue flagSetFromArgs(Vex::GenericArgs args) {
 
 template <class D>
 constexpr Vex::VexType flagSetDescriptor() {
-   return Vex::valueDescriptor<D>(D::vexTypeName, Internal::flagSetRowsOf<D>,
-                                  Internal::flagSetArgs, &Internal::flagSetFromArgs<D>);
+   return Vex::valueDescriptor<D>({.name = D::vexTypeName,
+                                   .rows = Internal::flagSetRowsOf<D>,
+                                   .ctorArgs = Internal::flagSetArgs,
+                                   .construct = &Internal::flagSetFromArgs<D>});
 }
 
 } // namespace Flowspec

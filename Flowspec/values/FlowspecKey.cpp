@@ -252,28 +252,29 @@ constexpr auto flowspecKeyRows = Vex::valueRows({
    Vex::field<&FlowspecKey::srcPrefix, &FlowspecKey::srcPrefixIs>("srcPrefix"),
    Vex::constant<&compSeparatorText>("compSeparator"),
    Vex::constant<&compEndText>("compEnd"),
-   VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "Flowspec::MatchOpValIndex index"),
+   VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "index"),
    Vex::method<&FlowspecKey::hash>("hash"),
-   Vex::method<&FlowspecKey::compare>("compare", "Flowspec::FlowspecKey other"),
-   Vex::method<&FlowspecKey::cmpPrefix>("cmpPrefix", "Ipkit::IpGenPrefix a, Ipkit::IpGenPrefix b"),
-   Vex::method<&FlowspecKey::copyIn>("copyIn", "Flowspec::FlowspecKey other"),
-   Vex::method<&FlowspecKey::copyInStr>("copyInStr", "Vex::String text"),
+   Vex::method<&FlowspecKey::compare, "other">("compare"),
+   Vex::method<&FlowspecKey::cmpPrefix, "a", "b">("cmpPrefix"),
+   Vex::method<&FlowspecKey::copyIn, "other">("copyIn"),
+   Vex::method<&FlowspecKey::copyInStr, "text">("copyInStr"),
    Vex::method<&FlowspecKey::toStrep>("toStrep"),
    Vex::method<&FlowspecKey::toStrepCli>("toStrepCli"),
    Vex::method<&FlowspecKey::toStrepCliDetail>("toStrepCliDetail"),
-   Vex::method<&FlowspecKey::copyInStrCli>("copyInStrCli", "Vex::String text"),
+   Vex::method<&FlowspecKey::copyInStrCli, "text">("copyInStrCli"),
    Vex::method<&FlowspecKey::stringValue>("stringValue"),
-   Vex::method<&FlowspecKey::copyInStringValue>("copyInStringValue", "Vex::String text"),
-   Vex::method<&FlowspecKey::setOpVal>("setOpVal", "Flowspec::MatchOpValIndex index, "
-                                                   "Flowspec::MatchCompType mtype, U8 op, U32 val"),
-   Vex::method<&FlowspecKey::getOptVal>("getOptVal", "Flowspec::MatchOpValIndex index"),
+   Vex::method<&FlowspecKey::copyInStringValue, "text">("copyInStringValue"),
+   Vex::method<&FlowspecKey::setOpVal, "index", "mtype", "op", "val">("setOpVal"),
+   Vex::method<&FlowspecKey::getOptVal, "index">("getOptVal"),
 });
 
-constexpr Vex::CtorArg flowspecKeyArgs[] = {{"vrfId", "Vrf::VrfIdMap::VrfId"},
-                                            {"addressFamily", "Ipkit::AddressFamily"},
-                                            {"destPrefix", "Ipkit::IpGenPrefix"},
-                                            {"srcPrefix", "Ipkit::IpGenPrefix"},
-                                            {nullptr, nullptr}};
+template <class T>
+constexpr Vex::TypeFn type = &Vex::Reflection::typeFn<T>;
+
+constexpr Vex::Param flowspecKeyArgs[] = {{"vrfId", &Vrf::VrfIdMap::vrfIdType},
+                                          {"addressFamily", type<Ipkit::AddressFamily>},
+                                          {"destPrefix", type<Ipkit::IpGenPrefix>},
+                                          {"srcPrefix", type<Ipkit::IpGenPrefix>}};
 
 Vex::GenericValue flowspecKeyFromArgs(Vex::GenericArgs args) {
    Vex::Reflection::checkArgCount(args, 4);
@@ -287,7 +288,11 @@ Vex::GenericValue flowspecKeyFromArgs(Vex::GenericArgs args) {
 
 } // namespace
 
-constinit Vex::VexType const FlowspecKey::_vexType = Vex::valueDescriptor<FlowspecKey>(
-   vexTypeName, flowspecKeyRows, flowspecKeyArgs, &flowspecKeyFromArgs);
+constinit Vex::VexType const FlowspecKey::_vexType = Vex::valueDescriptor<FlowspecKey>({
+   .name = vexTypeName,
+   .rows = flowspecKeyRows,
+   .ctorArgs = flowspecKeyArgs,
+   .construct = &flowspecKeyFromArgs,
+});
 
 } // namespace Flowspec

@@ -53,19 +53,17 @@ Vex::String FlowspecUtil::statusCodeToStrep(HwRuleProgrammingStatus status) cons
 namespace {
 
 constexpr auto flowspecUtilRows = Vex::valueRows({
-   Vex::method<&FlowspecUtil::compTypeToLabel>("compTypeToLabel",
-                                               "Flowspec::MatchCompType compType"),
-   Vex::method<&FlowspecUtil::compTypeToDetailLabel>("compTypeToDetailLabel",
-                                                     "Flowspec::MatchCompType compType"),
-   Vex::method<&FlowspecUtil::statusCodeToStrep>("statusCodeToStrep",
-                                                 "Flowspec::HwRuleProgrammingStatus status"),
+   Vex::method<&FlowspecUtil::compTypeToLabel, "compType">("compTypeToLabel"),
+   Vex::method<&FlowspecUtil::compTypeToDetailLabel, "compType">("compTypeToDetailLabel"),
+   Vex::method<&FlowspecUtil::statusCodeToStrep, "status">("statusCodeToStrep"),
 });
-
-constexpr Vex::CtorArg noArgs[] = {{nullptr, nullptr}};
 
 } // namespace
 
-constinit Vex::VexType const FlowspecUtil::_vexType = Vex::valueDescriptor<FlowspecUtil>(
-   vexTypeName, flowspecUtilRows, noArgs, &Vex::Reflection::constructValue<FlowspecUtil>);
+constinit Vex::VexType const FlowspecUtil::_vexType = Vex::valueDescriptor<FlowspecUtil>({
+   .name = vexTypeName,
+   .rows = flowspecUtilRows,
+   .construct = &Vex::Reflection::constructValue<FlowspecUtil>,
+});
 
 } // namespace Flowspec

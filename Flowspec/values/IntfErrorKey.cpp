@@ -27,14 +27,9 @@ constexpr auto intfErrorKeyRows = Vex::valueRows({
    Vex::method<&IntfErrorKey::hash>("hash"),
 });
 
-constexpr Vex::CtorArg intfErrorKeyArgs[] = {{"intfId", "Ipkit::IntfId"},
-                                             {"addressFamily", "Ipkit::AddressFamily"},
-                                             {nullptr, nullptr}};
-
 } // namespace
 
-constinit Vex::VexType const IntfErrorKey::_vexType = Vex::valueDescriptor<IntfErrorKey>(
-   vexTypeName, intfErrorKeyRows, intfErrorKeyArgs,
-   &Vex::Reflection::constructValue<IntfErrorKey, Ipkit::IntfId, Ipkit::AddressFamily>);
+constinit Vex::VexType const IntfErrorKey::_vexType =
+   Vex::valueDescriptor<IntfErrorKey>(intfErrorKeyRows);
 
 } // namespace Flowspec

@@ -124,24 +124,26 @@ namespace {
 constexpr auto matchComponentRows = Vex::valueRows({
    Vex::identity<&MatchComponent::compType>("compType"),
    Vex::field<&MatchComponent::prefix, &MatchComponent::prefixIs>("prefix"),
-   VEX_COLLECTION_ROW(MatchComponent, numericalRange, "Flowspec::NumericalRange key"),
-   VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "Flowspec::IpBitMask key"),
-   VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "Flowspec::TcpBitMask key"),
+   VEX_COLLECTION_ROW(MatchComponent, numericalRange, "key"),
+   VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "key"),
+   VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "key"),
    Vex::method<&MatchComponent::matchTypePrefix>("matchTypePrefix"),
    Vex::method<&MatchComponent::matchTypeNumericalRange>("matchTypeNumericalRange"),
    Vex::method<&MatchComponent::matchTypeBitMask>("matchTypeBitMask"),
    Vex::method<&MatchComponent::toStrep>("toStrep"),
-   Vex::method<&MatchComponent::dumpState>("dumpState",
-                                           "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   Vex::method<&MatchComponent::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
-constexpr Vex::CtorArg matchComponentArgs[] = {{"compType", "Flowspec::MatchCompType"},
-                                               {nullptr, nullptr}};
+constexpr Vex::Param matchComponentArgs[] = {
+   {"compType", &Vex::Reflection::typeFn<MatchCompType>}};
 
 } // namespace
 
-constinit Vex::VexType const MatchComponent::_vexType =
-   Vex::valueDescriptor<MatchComponent>(vexTypeName, matchComponentRows, matchComponentArgs,
-                                        &Vex::Reflection::constructValue<MatchComponent, MatchCompType>);
+constinit Vex::VexType const MatchComponent::_vexType = Vex::valueDescriptor<MatchComponent>({
+   .name = vexTypeName,
+   .rows = matchComponentRows,
+   .ctorArgs = matchComponentArgs,
+   .construct = &Vex::Reflection::constructValue<MatchComponent, MatchCompType>,
+});
 
 } // namespace Flowspec

@@ -139,21 +139,10 @@ constexpr auto matchOpValResultRows = Vex::valueRows({
    Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")),
 });
 
-constexpr Vex::CtorArg matchOpValArgs[] = {{"storage", "U32"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg matchOpValResultArgs[] = {{"matchType", "Flowspec::MatchCompType"},
-                                                 {"op", "U8"},
-                                                 {"val32", "U32"},
-                                                 {"nextIndex", "Flowspec::MatchOpValIndex"},
-                                                 {nullptr, nullptr}};
-
 } // namespace
 
-constinit Vex::VexType const MatchOpVal::_vexType =
-   Vex::valueDescriptor<MatchOpVal>(vexTypeName, matchOpValRows, matchOpValArgs,
-                                    &Vex::Reflection::constructValue<MatchOpVal, std::uint32_t>);
-constinit Vex::VexType const MatchOpValResult::_vexType = Vex::valueDescriptor<MatchOpValResult>(
-   vexTypeName, matchOpValResultRows, matchOpValResultArgs,
-   &Vex::Reflection::constructValue<MatchOpValResult, MatchCompType, std::uint8_t, std::uint32_t,
-                                    MatchOpValIndex>);
+constinit Vex::VexType const MatchOpVal::_vexType = Vex::valueDescriptor<MatchOpVal>(matchOpValRows);
+constinit Vex::VexType const MatchOpValResult::_vexType =
+   Vex::valueDescriptor<MatchOpValResult>(matchOpValResultRows);
 
 } // namespace Flowspec

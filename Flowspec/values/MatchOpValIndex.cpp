@@ -13,7 +13,6 @@ constexpr auto matchOpValIndexRows = Vex::valueRows({
     Vex::constant<&MatchOpValIndex::max>("max"),
 });
 
-constexpr Vex::CtorArg matchOpValIndexArgs[] = {{"value", "U16"}, {nullptr, nullptr}};
 
 } // namespace
 
@@ -33,8 +32,6 @@ int MatchOpValIndex::vexTypeOp(Vex::GenericValue* result, MatchOpValIndex& index
 }
 
 constinit Vex::VexType const MatchOpValIndex::_vexType =
-    Vex::valueDescriptor<MatchOpValIndex>(
-        vexTypeName, matchOpValIndexRows, matchOpValIndexArgs,
-        &Vex::Reflection::constructValue<MatchOpValIndex, std::uint16_t>);
+   Vex::valueDescriptor<MatchOpValIndex>(matchOpValIndexRows);
 
 } // namespace Flowspec

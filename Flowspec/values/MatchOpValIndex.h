@@ -34,7 +34,7 @@ class MatchOpValIndex {
 
    static constexpr char vexTypeName[] = "Flowspec::MatchOpValIndex";
    static constexpr auto vexFields() {
-      return std::tuple{Vex::field("value", [](MatchOpValIndex i) { return i.value(); })};
+      return std::tuple{Vex::valueField("value", [](MatchOpValIndex i) { return i.value(); })};
    }
    static constexpr MatchOpValIndex vexFromFields(std::uint16_t v) { return checked(v); }
 

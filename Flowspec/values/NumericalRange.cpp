@@ -82,26 +82,19 @@ constexpr auto numericalRangeRows = Vex::valueRows({
    Vex::constant<&NumericalRange::invalidValue>("invalidValue"),
    Vex::field<&NumericalRange::rangeMin, &NumericalRange::rangeMinIs>("rangeMin"),
    Vex::field<&NumericalRange::rangeMax, &NumericalRange::rangeMaxIs>("rangeMax"),
-   Vex::method<&NumericalRange::isRangeOverlap>("isRangeOverlap",
-                                                "Flowspec::NumericalRange otherRange"),
-   Vex::method<&NumericalRange::rangeIntersection>("rangeIntersection",
-                                                   "Flowspec::NumericalRange otherRange"),
-   Vex::method<&NumericalRange::rangeUnion>("rangeUnion", "Flowspec::NumericalRange otherRange"),
+   Vex::method<&NumericalRange::isRangeOverlap, "otherRange">("isRangeOverlap"),
+   Vex::method<&NumericalRange::rangeIntersection, "otherRange">("rangeIntersection"),
+   Vex::method<&NumericalRange::rangeUnion, "otherRange">("rangeUnion"),
    Vex::method<&NumericalRange::isValid>("isValid"),
    Vex::method<&NumericalRange::toStrep>("toStrep"),
-   Vex::method<&NumericalRange::contains>("contains", "U32 value"),
-   Vex::method<&NumericalRange::matchCompTypeMax>("matchCompTypeMax",
-                                                  "Flowspec::MatchCompType matchCompType"),
+   Vex::method<&NumericalRange::contains, "value">("contains"),
+   Vex::method<&NumericalRange::matchCompTypeMax, "matchCompType">("matchCompTypeMax"),
    Vex::method<&NumericalRange::hash>("hash"),
 });
 
-constexpr Vex::CtorArg numericalRangeArgs[] = {
-   {"rangeMin", "U32"}, {"rangeMax", "U32"}, {nullptr, nullptr}};
-
 } // namespace
 
-constinit Vex::VexType const NumericalRange::_vexType = Vex::valueDescriptor<NumericalRange>(
-   vexTypeName, numericalRangeRows, numericalRangeArgs,
-   &Vex::Reflection::constructValue<NumericalRange, std::uint32_t, std::uint32_t>);
+constinit Vex::VexType const NumericalRange::_vexType =
+   Vex::valueDescriptor<NumericalRange>(numericalRangeRows);
 
 } // namespace Flowspec

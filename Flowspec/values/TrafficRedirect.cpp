@@ -11,17 +11,9 @@ constexpr auto trafficRedirectRows = Vex::valueRows({
     Vex::field<&TrafficRedirect::copy, &TrafficRedirect::copyIs>("copy"),
 });
 
-constexpr Vex::CtorArg trafficRedirectArgs[] = {{"vrfId", "Vrf::VrfIdMap::VrfId"},
-                                                {"addr", "Ipkit::IpGenAddr"},
-                                                {"copy", "bool"},
-                                                {nullptr, nullptr}};
-
 } // namespace
 
 constinit Vex::VexType const TrafficRedirect::_vexType =
-    Vex::valueDescriptor<TrafficRedirect>(
-        vexTypeName, trafficRedirectRows, trafficRedirectArgs,
-        &Vex::Reflection::constructValue<TrafficRedirect, Vrf::VrfIdMap::VrfId,
-                                         Ipkit::IpGenAddr, bool>);
+   Vex::valueDescriptor<TrafficRedirect>(trafficRedirectRows);
 
 } // namespace Flowspec

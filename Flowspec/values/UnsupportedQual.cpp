@@ -64,18 +64,20 @@ namespace {
 
 constexpr auto unsupportedQualRows = Vex::valueRows({
    Vex::identity<&UnsupportedQual::af>("af"),
-   VEX_COLLECTION_ROW(UnsupportedQual, qual, "Flowspec::MatchCompType key"),
-   Vex::method<&UnsupportedQual::dumpState>("dumpState",
-                                            "Kiln::DumpContext dumpCtx, U32 indentCount"),
+   VEX_COLLECTION_ROW(UnsupportedQual, qual, "key"),
+   Vex::method<&UnsupportedQual::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
-constexpr Vex::CtorArg unsupportedQualArgs[] = {{"af", "Ipkit::AddressFamily"},
-                                                {nullptr, nullptr}};
+constexpr Vex::Param unsupportedQualArgs[] = {
+   {"af", &Vex::Reflection::typeFn<Ipkit::AddressFamily>}};
 
 } // namespace
 
-constinit Vex::VexType const UnsupportedQual::_vexType = Vex::valueDescriptor<UnsupportedQual>(
-   vexTypeName, unsupportedQualRows, unsupportedQualArgs,
-   &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>);
+constinit Vex::VexType const UnsupportedQual::_vexType = Vex::valueDescriptor<UnsupportedQual>({
+   .name = vexTypeName,
+   .rows = unsupportedQualRows,
+   .ctorArgs = unsupportedQualArgs,
+   .construct = &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>,
+});
 
 } // namespace Flowspec

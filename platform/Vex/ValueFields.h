@@ -5,11 +5,11 @@
 //
 //   class NumericalRange {
 //    public:
-//      static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
+//      static constexpr char vexTypeName[] = "Flowspec::NumericalRange";
 //      static constexpr auto vexFields() {
 //         return std::tuple{
-//            Vex::field("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),
-//            Vex::field("rangeMax", [](NumericalRange const& r) { return r.rangeMax(); })};
+//            Vex::valueField("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),
+//            Vex::valueField("rangeMax", [](NumericalRange const& r) { return r.rangeMax(); })};
 //      }
 //      ...
 //   };
@@ -40,15 +40,21 @@
 
 namespace Vex {
 
-/// One field of a value: its name and how to read it from the value.
+class VexType;
+using TypeFn = VexType const& (*)();
+
+/// One field of a value: its name, how to read it from the value, and, where
+/// the field's C++ type is an alias that does not tell its registered type
+/// (Vrf::VrfIdMap::VrfId is a std::uint32_t), that type's descriptor.
 template <class Get>
 struct Field {
    char const* name;
    Get get;
+   TypeFn type = nullptr;
 };
 template <class Get>
-constexpr Field<Get> field(char const* name, Get get) {
-   return Field<Get>{name, get};
+constexpr Field<Get> valueField(char const* name, Get get, TypeFn type = nullptr) {
+   return Field<Get>{name, get, type};
 }
 
 /// A type that describes its fields with vexTypeName and vexFields().

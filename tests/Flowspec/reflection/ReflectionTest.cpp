@@ -128,7 +128,7 @@ TEST(Reflection, DescriptorsNameTheirBaseKindCountsAndConstructorArguments) {
    auto args = [](char const* name) {
       std::string out;
       for (Vex::CtorArg const& a : type(name).ctorArgs()) {
-         out += std::string("(") + a.name + ", " + a.typeName + ")";
+         out += std::string("(") + a.name + ", " + std::string(a.typeName()) + ")";
       }
       return out;
    };
@@ -215,7 +215,7 @@ TEST(Reflection, AttributeTablesHaveTheirExactRowsAndNumbers) {
    EXPECT_TRUE(rule.attribute("ruleId")->has(Vex::attrSettable));
    EXPECT_TRUE(rule.attribute("matchSet")->has(Vex::attrCollection));
    EXPECT_TRUE(rule.attribute("dumpState")->has(Vex::attrMethod));
-   EXPECT_EQ(std::string(rule.attribute("dumpState")->args),
+   EXPECT_EQ(rule.attribute("dumpState")->paramsText(),
              "Kiln::DumpContext dumpCtx, U32 indentCount");
    EXPECT_TRUE(type("Flowspec::RuleStatus").attribute("isProgrammed")->has(Vex::attrReadOnly));
    EXPECT_TRUE(type("Flowspec::NumericalRange").attribute("max")->has(Vex::attrConstant));
