@@ -678,8 +678,8 @@ inline constexpr auto enumRowsOf = [] {
 
 /// What a value type's descriptor says beyond what T itself tells.
 struct ValueDescription {
-   char const* name;
-   std::span<AttrRow const> rows;
+   char const* name = "";
+   std::span<AttrRow const> rows{};
    /// The constructor's parameters and the function that calls it
    /// (ctorFromFields, or Reflection::constructValue with explicit ctorArgs).
    std::span<Param const> ctorArgs{};
