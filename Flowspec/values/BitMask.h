@@ -47,9 +47,9 @@ template <class Derived>
 class BitMask {
  public:
    static constexpr auto vexFields() {
-      return std::tuple{Vex::valueField("matchAll", [](Derived const& m) { return m.matchAll(); }),
-                        Vex::valueField("val", [](Derived const& m) { return m.val(); }),
-                        Vex::valueField("mask", [](Derived const& m) { return m.mask(); })};
+      return std::tuple{Vex::valueField("matchAll", &BitMask::matchAll, &BitMask::matchAllIs),
+                        Vex::valueField("val", &BitMask::val, &BitMask::valIs),
+                        Vex::valueField("mask", &BitMask::mask, &BitMask::maskIs)};
    }
    static constexpr Derived vexFromFields(bool matchAll, std::uint16_t val, std::uint16_t mask) {
       Derived d(val, mask);

@@ -5,10 +5,7 @@ namespace Flowspec {
 
 namespace {
 
-constexpr auto counterVersionRows = Vex::valueRows({
-    Vex::field<&CounterVersion::counter, &CounterVersion::counterIs>("counter"),
-    Vex::field<&CounterVersion::version, &CounterVersion::versionIs>("version"),
-});
+constexpr auto counterVersionRows = Vex::valueRows(Vex::fieldRows<CounterVersion>());
 
 } // namespace
 

@@ -27,8 +27,8 @@ class CounterVersion {
    static constexpr char vexTypeName[] = "Flowspec::CounterVersion";
    static constexpr auto vexFields() {
       using C = CounterVersion;
-      return std::tuple{Vex::valueField("counter", [](C const& c) { return c.counter(); }),
-                        Vex::valueField("version", [](C const& c) { return c.version(); })};
+      return std::tuple{Vex::valueField("counter", &C::counter, &C::counterIs),
+                        Vex::valueField("version", &C::version, &C::versionIs)};
    }
 
    CounterVersion() = default;

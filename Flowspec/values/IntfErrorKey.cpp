@@ -20,12 +20,9 @@ Vex::String IntfErrorKey::toStrep() const {
 
 namespace {
 
-constexpr auto intfErrorKeyRows = Vex::valueRows({
-   Vex::field<&IntfErrorKey::intfId, &IntfErrorKey::intfIdIs>("intfId"),
-   Vex::field<&IntfErrorKey::addressFamily, &IntfErrorKey::addressFamilyIs>("addressFamily"),
-   Vex::method<&IntfErrorKey::toStrep>("toStrep"),
-   Vex::method<&IntfErrorKey::hash>("hash"),
-});
+constexpr auto intfErrorKeyRows =
+   Vex::valueRows(Vex::fieldRows<IntfErrorKey>(), Vex::method<&IntfErrorKey::toStrep>("toStrep"),
+                  Vex::method<&IntfErrorKey::hash>("hash"));
 
 } // namespace
 

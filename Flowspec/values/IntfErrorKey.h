@@ -26,8 +26,8 @@ class IntfErrorKey {
    static constexpr char vexTypeName[] = "Flowspec::IntfErrorKey";
    static constexpr auto vexFields() {
       using K = IntfErrorKey;
-      return std::tuple{Vex::valueField("intfId", [](K const& k) { return k.intfId(); }),
-                        Vex::valueField("addressFamily", [](K const& k) { return k.addressFamily(); })};
+      return std::tuple{Vex::valueField("intfId", &K::intfId, &K::intfIdIs),
+                        Vex::valueField("addressFamily", &K::addressFamily, &K::addressFamilyIs)};
    }
 
    IntfErrorKey() = default;

@@ -106,8 +106,8 @@ namespace {
 using PairBits = OperatorBits<MatchOpVal>;
 using ResultBits = OperatorBits<MatchOpValResult>;
 
-constexpr auto matchOpValRows = Vex::valueRows({
-   Vex::field<&MatchOpVal::storage, &MatchOpVal::storageIs>("storage"),
+constexpr auto matchOpValRows = Vex::valueRows(
+   Vex::fieldRows<MatchOpVal>(),
    Vex::field<&MatchOpVal::matchType, &MatchOpVal::matchTypeIs>("matchType"),
    Vex::field<&MatchOpVal::op, &MatchOpVal::opIs>("op"),
    Vex::field<&MatchOpVal::val, &MatchOpVal::valIs>("val"),
@@ -120,13 +120,10 @@ constexpr auto matchOpValRows = Vex::valueRows({
    Vex::field<&PairBits::invert, &PairBits::invertIs>("invert"),
    Vex::field<&PairBits::match, &PairBits::matchIs>("match"),
    Vex::field<&PairBits::byteLength>("byteLength"),
-   Vex::method<&MatchOpVal::toStrep>("toStrep"),
-});
+   Vex::method<&MatchOpVal::toStrep>("toStrep"));
 
-constexpr auto matchOpValResultRows = Vex::valueRows({
-   Vex::field<&MatchOpValResult::matchType, &MatchOpValResult::matchTypeIs>("matchType"),
-   Vex::field<&MatchOpValResult::op, &MatchOpValResult::opIs>("op"),
-   Vex::field<&MatchOpValResult::val32, &MatchOpValResult::val32Is>("val32"),
+constexpr auto matchOpValResultRows = Vex::valueRows(
+   Vex::fieldRows<MatchOpValResult, 0, 1, 2>(), // matchType, op, val32
    Vex::field<&ResultBits::endOfList, &ResultBits::endOfListIs>("endOfList"),
    Vex::field<&ResultBits::andPrevious, &ResultBits::andPreviousIs>("andPrevious"),
    Vex::field<&ResultBits::len, &ResultBits::lenIs>("len"),
@@ -135,9 +132,8 @@ constexpr auto matchOpValResultRows = Vex::valueRows({
    Vex::field<&ResultBits::eq, &ResultBits::eqIs>("eq"),
    Vex::field<&ResultBits::invert, &ResultBits::invertIs>("invert"),
    Vex::field<&ResultBits::match, &ResultBits::matchIs>("match"),
-   Vex::field<&MatchOpValResult::nextIndex, &MatchOpValResult::nextIndexIs>("nextIndex"),
-   Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")),
-});
+   Vex::fieldRows<MatchOpValResult, 3>(), // nextIndex
+   Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")));
 
 } // namespace
 

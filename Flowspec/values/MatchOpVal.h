@@ -91,7 +91,7 @@ class MatchOpVal : public OperatorBits<MatchOpVal> {
 
    static constexpr char vexTypeName[] = "Flowspec::MatchOpVal";
    static constexpr auto vexFields() {
-      return std::tuple{Vex::valueField("storage", [](MatchOpVal p) { return p.storage(); })};
+      return std::tuple{Vex::valueField("storage", &MatchOpVal::storage, &MatchOpVal::storageIs)};
    }
 
    constexpr MatchOpVal() noexcept = default;
@@ -139,10 +139,10 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    static constexpr char vexTypeName[] = "Flowspec::MatchOpValResult";
    static constexpr auto vexFields() {
       using R = MatchOpValResult;
-      return std::tuple{Vex::valueField("matchType", [](R const& r) { return r.matchType(); }),
-                        Vex::valueField("op", [](R const& r) { return r.op(); }),
-                        Vex::valueField("val32", [](R const& r) { return r.val32(); }),
-                        Vex::valueField("nextIndex", [](R const& r) { return r.nextIndex(); })};
+      return std::tuple{Vex::valueField("matchType", &R::matchType, &R::matchTypeIs),
+                        Vex::valueField("op", &R::op, &R::opIs),
+                        Vex::valueField("val32", &R::val32, &R::val32Is),
+                        Vex::valueField("nextIndex", &R::nextIndex, &R::nextIndexIs)};
    }
    constexpr MatchOpValResult() noexcept = default;
    constexpr MatchOpValResult(MatchCompType matchType, std::uint8_t op, std::uint32_t val32,

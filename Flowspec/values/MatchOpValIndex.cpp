@@ -7,11 +7,9 @@ namespace Flowspec {
 
 namespace {
 
-constexpr auto matchOpValIndexRows = Vex::valueRows({
-    Vex::field<&MatchOpValIndex::value>("value"),
-    Vex::constant<&MatchOpValIndex::min>("min"),
-    Vex::constant<&MatchOpValIndex::max>("max"),
-});
+constexpr auto matchOpValIndexRows = Vex::valueRows(Vex::fieldRows<MatchOpValIndex>(),
+                                                    Vex::constant<&MatchOpValIndex::min>("min"),
+                                                    Vex::constant<&MatchOpValIndex::max>("max"));
 
 
 } // namespace

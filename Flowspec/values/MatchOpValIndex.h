@@ -34,7 +34,8 @@ class MatchOpValIndex {
 
    static constexpr char vexTypeName[] = "Flowspec::MatchOpValIndex";
    static constexpr auto vexFields() {
-      return std::tuple{Vex::valueField("value", [](MatchOpValIndex i) { return i.value(); })};
+      // Read-only through reflection: the index changes only by arithmetic.
+      return std::tuple{Vex::valueField("value", &MatchOpValIndex::value)};
    }
    static constexpr MatchOpValIndex vexFromFields(std::uint16_t v) { return checked(v); }
 

@@ -76,12 +76,11 @@ Vex::String NumericalRange::toStrep() const {
 
 namespace {
 
-constexpr auto numericalRangeRows = Vex::valueRows({
+constexpr auto numericalRangeRows = Vex::valueRows(
    Vex::constant<&NumericalRange::min>("min"),
    Vex::constant<&NumericalRange::max>("max"),
    Vex::constant<&NumericalRange::invalidValue>("invalidValue"),
-   Vex::field<&NumericalRange::rangeMin, &NumericalRange::rangeMinIs>("rangeMin"),
-   Vex::field<&NumericalRange::rangeMax, &NumericalRange::rangeMaxIs>("rangeMax"),
+   Vex::fieldRows<NumericalRange>(),
    Vex::method<&NumericalRange::isRangeOverlap, "otherRange">("isRangeOverlap"),
    Vex::method<&NumericalRange::rangeIntersection, "otherRange">("rangeIntersection"),
    Vex::method<&NumericalRange::rangeUnion, "otherRange">("rangeUnion"),
@@ -89,8 +88,7 @@ constexpr auto numericalRangeRows = Vex::valueRows({
    Vex::method<&NumericalRange::toStrep>("toStrep"),
    Vex::method<&NumericalRange::contains, "value">("contains"),
    Vex::method<&NumericalRange::matchCompTypeMax, "matchCompType">("matchCompTypeMax"),
-   Vex::method<&NumericalRange::hash>("hash"),
-});
+   Vex::method<&NumericalRange::hash>("hash"));
 
 } // namespace
 

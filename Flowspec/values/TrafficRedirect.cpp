@@ -5,11 +5,7 @@ namespace Flowspec {
 
 namespace {
 
-constexpr auto trafficRedirectRows = Vex::valueRows({
-    Vex::field<&TrafficRedirect::vrfId, &TrafficRedirect::vrfIdIs>("vrfId"),
-    Vex::field<&TrafficRedirect::addr, &TrafficRedirect::addrIs>("addr"),
-    Vex::field<&TrafficRedirect::copy, &TrafficRedirect::copyIs>("copy"),
-});
+constexpr auto trafficRedirectRows = Vex::valueRows(Vex::fieldRows<TrafficRedirect>());
 
 } // namespace
 

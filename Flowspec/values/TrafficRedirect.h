@@ -30,10 +30,10 @@ class TrafficRedirect {
    static constexpr char vexTypeName[] = "Flowspec::TrafficRedirect";
    static constexpr auto vexFields() {
       using R = TrafficRedirect;
-      return std::tuple{Vex::valueField("vrfId", [](R const& r) { return r.vrfId(); },
-                                        &Vrf::VrfIdMap::vrfIdType),
-                        Vex::valueField("addr", [](R const& r) { return r.addr(); }),
-                        Vex::valueField("copy", [](R const& r) { return r.copy(); })};
+      return std::tuple{
+         Vex::valueField("vrfId", &R::vrfId, &R::vrfIdIs, &Vrf::VrfIdMap::vrfIdType),
+         Vex::valueField("addr", &R::addr, &R::addrIs),
+         Vex::valueField("copy", &R::copy, &R::copyIs)};
    }
 
    TrafficRedirect() = default;

@@ -454,21 +454,24 @@ struct FixedString {
 
 namespace Reflection {
 
+/// The text of a FixedString template argument.
+template <FixedString Name>
+inline constexpr char const* textOf = Name.text;
+
+template <class Args, FixedString... Names, std::size_t... I>
+constexpr std::array<Param, sizeof...(I)> makeParams(std::index_sequence<I...>) {
+   return {Param{textOf<Names>, typeFnOf<std::tuple_element_t<I, Args>>()}...};
+}
+
 /// The parameters of function F, named `Names`, typed by F's signature.
 template <auto F, FixedString... Names>
-inline constexpr auto methodParams = [] {
-   using Args = typename Signature<decltype(F)>::Args;
-   static_assert(sizeof...(Names) == std::tuple_size_v<Args>, "one name per argument");
-   return [&]<std::size_t... I>(std::index_sequence<I...>) {
-      return std::array<Param, sizeof...(I)>{
-          Param{Names.text, typeFnOf<std::tuple_element_t<I, Args>>()}...};
-   }
-   (std::index_sequence_for<decltype(Names)...>());
-}();
+inline constexpr auto methodParams =
+   makeParams<typename Signature<decltype(F)>::Args, Names...>(
+      std::make_index_sequence<sizeof...(Names)>());
 
 /// One parameter named `Name` of the type `Type`.
 template <FixedString Name, TypeFn Type>
-inline constexpr Param oneParam[] = {{Name.text, Type}};
+inline constexpr Param oneParam[] = {{textOf<Name>, Type}};
 
 /// The fields numbered `I` of a field-described T (Vex/ValueFields.h) as
 /// parameters: their names, and their types (or the type a field names).
@@ -549,12 +552,31 @@ constexpr AttrRow constant(char const* name) {
 /// The method F; `Names` name its arguments, whose types F's signature gives.
 template <auto F, FixedString... Names>
 constexpr AttrRow method(char const* name) {
+   static_assert(sizeof...(Names) ==
+                    std::tuple_size_v<typename Reflection::Signature<decltype(F)>::Args>,
+                 "one name per argument");
    using R = typename Reflection::Signature<decltype(F)>::Result;
    return {.name = name,
            .flags = attrMethod,
            .params = Reflection::methodParams<F, Names...>,
            .access = &Reflection::methodAccess<F>,
            .type = Reflection::typeFnOf<R>()};
+}
+
+/// The rows of the fields numbered `I` of a field-described value T (all of
+/// them, in order, when none is given): each a field row named as the field,
+/// settable when the field gives a setter, read-only otherwise.
+template <class T, std::size_t... I>
+constexpr auto fieldRows() {
+   constexpr auto fields = T::vexFields();
+   if constexpr (sizeof...(I) == 0) {
+      return [&]<std::size_t... J>(std::index_sequence<J...>) {
+         return fieldRows<T, J...>();
+      }(std::make_index_sequence<std::tuple_size_v<decltype(fields)>>());
+   } else {
+      return std::array<AttrRow, sizeof...(I)>{
+         field<std::get<I>(fields).get, std::get<I>(fields).set>(std::get<I>(fields).name)...};
+   }
 }
 
 /// `row` with the fixed number `number`.
@@ -613,6 +635,31 @@ constexpr std::array<AttrRow, N> numberedRows(std::uint32_t first,
 /// A value type's table: rows numbered from 2.
 template <std::size_t N>
 constexpr std::array<AttrRow, N> valueRows(AttrRow const (&rows)[N]) {
+   return numberedRows(2, rows);
+}
+
+/// A value type's table from parts: single rows and arrays of rows (such
+/// as fieldRows), in order, numbered from 2.
+template <class... Parts>
+   requires(sizeof...(Parts) > 0)
+constexpr auto valueRows(Parts const&... parts) {
+   constexpr std::size_t n = (std::size_t{0} + ... + [] {
+      if constexpr (std::is_same_v<Parts, AttrRow>) {
+         return std::size_t{1};
+      } else {
+         return std::tuple_size_v<Parts>;
+      }
+   }());
+   AttrRow rows[n];
+   std::size_t i = 0;
+   auto add = [&](auto const& part) {
+      if constexpr (std::is_same_v<std::decay_t<decltype(part)>, AttrRow>) {
+         rows[i++] = part;
+      } else {
+         for (AttrRow const& r : part) rows[i++] = r;
+      }
+   };
+   (add(parts), ...);
    return numberedRows(2, rows);
 }
 
