@@ -10,23 +10,13 @@ Vex::AllocTrackSlot CliConfig::vexAllocTrackTypeInfo_{nullptr};
 
 Config::~Config() {
    vrfRuleConfigDelAll();
-   notifieeList().detachAll();
-}
-
-void Config::nameIsFromBackup(Vex::Name const& name) {
-   if (&name != &name_) name_ = name;
 }
 
 void Config::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
    dumpLine(ctx, indent, "%*cFlowspecConfig: vrfRuleConfigs #%u\n",
             static_cast<unsigned>(vrfRuleConfigSize()));
-   for (auto i = vrfRuleConfigIteratorConst(); i; ++i) i->dumpState(ctx, indent + 2);
-}
-
-CliConfig::~CliConfig() { notifieeList().detachAll(); }
-
-void CliConfig::nameIsFromBackup(Vex::Name const& name) {
-   if (&name != &name_) name_ = name;
+   for (auto i = vrfRuleConfigIteratorConst(); i; ++i)
+      i->dumpState(ctx, indent + 2);
 }
 
 } // namespace Flowspec
@@ -36,40 +26,21 @@ void CliConfig::nameIsFromBackup(Vex::Name const& name) {
 namespace Flowspec {
 namespace {
 
-constexpr auto configRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(Config, enabledIntf, "key"),
-   Vex::field<&Config::enabledIntfAll, &Config::enabledIntfAllIs>("enabledIntfAll"),
-   VEX_COLLECTION_ROW(Config, vrfRuleConfig, "key", &Vrf::VrfIdMap::vrfIdType),
-   Vex::method<&Config::dumpState, "dumpCtx", "indentCount">("dumpState"),
-});
+constexpr auto configRows = Vex::entityRows(
+    VEX_MEMBER_ROWS(Config, FLOWSPEC_CONFIG_MEMBERS),
+    Vex::method<&Config::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(ConfigObserver, Config, FLOWSPEC_CONFIG_MEMBERS);
 
-constexpr auto cliConfigRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(CliConfig, enabledIntf, "key"),
-   Vex::field<&CliConfig::counterUpdateRequestTime, &CliConfig::counterUpdateRequestTimeIs>(
-      "counterUpdateRequestTime"),
-});
+constexpr auto cliConfigRows =
+    Vex::entityRows(VEX_MEMBER_ROWS(CliConfig, FLOWSPEC_CLI_CONFIG_MEMBERS));
+VEX_ENTITY_OBSERVER(CliConfigObserver, CliConfig, FLOWSPEC_CLI_CONFIG_MEMBERS);
 
 } // namespace
 } // namespace Flowspec
 
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::Config>
-    : Vex::Reflection::EntityObserver<Flowspec::Config> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL_KEY(EnabledIntf, enabledIntf, Ipkit::IntfId const&)
-   VEX_TELL(EnabledIntfAll, enabledIntfAll)
-   VEX_TELL_KEY(VrfRuleConfig, vrfRuleConfig, Vrf::VrfIdMap::VrfId)
-};
-
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::CliConfig>
-    : Vex::Reflection::EntityObserver<Flowspec::CliConfig> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL_KEY(EnabledIntf, enabledIntf, Ipkit::IntfId const&)
-   VEX_TELL(CounterUpdateRequestTime, counterUpdateRequestTime)
-};
-
 constinit Vex::VexType const Flowspec::Config::_vexType =
-   Vex::entityDescriptor<Config, &Config::ConfigIs, &Config::ConfigIs>(configRows);
+    Vex::entityDescriptor<Config, ConfigObserver, &Config::ConfigIs, &Config::ConfigIs>(
+        configRows);
 constinit Vex::VexType const Flowspec::CliConfig::_vexType =
-   Vex::entityDescriptor<CliConfig, &CliConfig::CliConfigIs, &CliConfig::CliConfigIs>(cliConfigRows);
+    Vex::entityDescriptor<CliConfig, CliConfigObserver, &CliConfig::CliConfigIs,
+                          &CliConfig::CliConfigIs>(cliConfigRows);

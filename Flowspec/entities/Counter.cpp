@@ -6,12 +6,6 @@ namespace Flowspec {
 Vex::AllocTrackSlot Counter::vexAllocTrackTypeInfo_{nullptr};
 Vex::AllocTrackSlot Counter::VexSnapshot::vexAllocTrackTypeInfo_{nullptr};
 
-Counter::~Counter() { notifieeList().detachAll(); }
-
-void Counter::nameIsFromBackup(Vex::Name const& name) {
-   if (&name != &name_) name_ = name;
-}
-
 } // namespace Flowspec
 
 // --- Reflection ----------------------------------------------------------------
@@ -19,21 +13,13 @@ void Counter::nameIsFromBackup(Vex::Name const& name) {
 namespace Flowspec {
 namespace {
 
-constexpr auto counterRows = Vex::entityRows({
-   VEX_COLLECTION_ROW(Counter, snapshot, "key"),
-   Vex::field<&Counter::timestamp, &Counter::timestampIs>("timestamp"),
-});
+constexpr auto counterRows =
+    Vex::entityRows(VEX_MEMBER_ROWS(Counter, FLOWSPEC_COUNTER_MEMBERS));
+VEX_ENTITY_OBSERVER(CounterObserver, Counter, FLOWSPEC_COUNTER_MEMBERS);
 
 } // namespace
 } // namespace Flowspec
 
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::Counter>
-    : Vex::Reflection::EntityObserver<Flowspec::Counter> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL_KEY(Snapshot, snapshot, Flowspec::FlowspecKey const&)
-   VEX_TELL(Timestamp, timestamp)
-};
-
 constinit Vex::VexType const Flowspec::Counter::_vexType =
-   Vex::entityDescriptor<Counter, &Counter::CounterIs, &Counter::CounterIs>(counterRows);
+    Vex::entityDescriptor<Counter, CounterObserver, &Counter::CounterIs,
+                          &Counter::CounterIs>(counterRows);

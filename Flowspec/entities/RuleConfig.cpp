@@ -21,7 +21,8 @@ std::uint8_t icmpProtocol(RuleConfig const& rule) {
    return rule.key().addressFamily() == Ipkit::ipv6 ? 58 : 1;
 }
 
-bool ipProtoContains(RuleConfig const& rule, std::vector<Ipkit::IpProtocolNumber> const& protocols) {
+bool ipProtoContains(RuleConfig const& rule,
+                     std::vector<Ipkit::IpProtocolNumber> const& protocols) {
    if (rule.matchSetSize() == 0 || !rule.matchSetHas(T::ipProto)) return true;
    MatchComponent const proto = rule.matchSet(T::ipProto);
    for (auto i = proto.numericalRangeIteratorConst(); i; ++i) {
@@ -32,9 +33,11 @@ bool ipProtoContains(RuleConfig const& rule, std::vector<Ipkit::IpProtocolNumber
    return false;
 }
 
-bool ipProtoAllows(RuleConfig const& rule, std::initializer_list<std::uint8_t> numbers) {
+bool ipProtoAllows(RuleConfig const& rule,
+                   std::initializer_list<std::uint8_t> numbers) {
    std::vector<Ipkit::IpProtocolNumber> protocols;
-   for (auto n : numbers) protocols.emplace_back(n);
+   for (auto n : numbers)
+      protocols.emplace_back(n);
    return ipProtoContains(rule, protocols);
 }
 
@@ -47,8 +50,6 @@ T firstPort(RuleConfig const& rule) {
 }
 
 } // namespace
-
-RuleConfig::~RuleConfig() { notifieeList().detachAll(); }
 
 bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
                                std::vector<Ipkit::IpProtocolNumber>& protocols) {
@@ -87,8 +88,10 @@ MatchCompType RuleConfig::sanitizeMatchSet() {
       matchSetIs(w);
    }
    if (firstPort(*this) != T::invalid) {
-      if (ipProtoAllows(*this, {tcp})) w.numericalRangeIs(NumericalRange(tcp, tcp), true);
-      if (ipProtoAllows(*this, {udp})) w.numericalRangeIs(NumericalRange(udp, udp), true);
+      if (ipProtoAllows(*this, {tcp}))
+         w.numericalRangeIs(NumericalRange(tcp, tcp), true);
+      if (ipProtoAllows(*this, {udp}))
+         w.numericalRangeIs(NumericalRange(udp, udp), true);
       matchSetIs(w);
    }
    return T::invalid;
@@ -98,13 +101,16 @@ void RuleConfig::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
    dumpLine(ctx, indent, "%*cruleKey: %s, ruleId: %d\n", key_.toStrepCli().c_str(),
             static_cast<int>(ruleId_));
    dumpLine(ctx, indent, "%*cmatchSets #%u\n", static_cast<unsigned>(matchSetSize()));
-   for (auto i = matchSetIteratorConst(); i; ++i) i->value().dumpState(ctx, indent + 2);
+   for (auto i = matchSetIteratorConst(); i; ++i)
+      i->value().dumpState(ctx, indent + 2);
    dumpLine(ctx, indent,
             "%*cactionFieldSet is %d, trafficAction is %d, trafficRedirect is (vrf=%d, "
             "addr=%s, copy=%d), trafficMarkingDscp is %d\n",
-            static_cast<int>(actionFieldSet_.value()), static_cast<int>(trafficAction_.value()),
+            static_cast<int>(actionFieldSet_.value()),
+            static_cast<int>(trafficAction_.value()),
             static_cast<int>(trafficRedirect_.vrfId()),
-            trafficRedirect_.addr().stringValue().c_str(), trafficRedirect_.copy() ? 1 : 0,
+            trafficRedirect_.addr().stringValue().c_str(),
+            trafficRedirect_.copy() ? 1 : 0,
             static_cast<int>(trafficMarkingDscp_.value()));
 }
 
@@ -113,8 +119,6 @@ std::ostream& operator<<(std::ostream& os, RuleConfig const* rule) {
    return os << "<matchSets=" << rule->matchSetSize()
              << ";actionFieldSet=" << rule->actionFieldSet() << '>';
 }
-
-InfeasibleRule::~InfeasibleRule() { notifieeList().detachAll(); }
 
 void InfeasibleRule::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
    dumpLine(ctx, indent, "%*cruleKey: %s, ruleId: %d\n", key_.toStrepCli().c_str(),
@@ -129,53 +133,27 @@ void InfeasibleRule::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
 namespace Flowspec {
 namespace {
 
-constexpr auto ruleConfigRows = Vex::entityRows({
-   Vex::identity<&RuleConfig::key>("ruleKey"),
-   Vex::field<&RuleConfig::ruleId, &RuleConfig::ruleIdIs>("ruleId"),
-   VEX_COLLECTION_ROW(RuleConfig, matchSet, "compType"),
-   Vex::field<&RuleConfig::actionFieldSet, &RuleConfig::actionFieldSetIs>("actionFieldSet"),
-   Vex::field<&RuleConfig::trafficRateLimit, &RuleConfig::trafficRateLimitIs>("trafficRateLimit"),
-   Vex::field<&RuleConfig::trafficAction, &RuleConfig::trafficActionIs>("trafficAction"),
-   Vex::field<&RuleConfig::trafficRedirect, &RuleConfig::trafficRedirectIs>("trafficRedirect"),
-   Vex::field<&RuleConfig::trafficMarkingDscp, &RuleConfig::trafficMarkingDscpIs>(
-      "trafficMarkingDscp"),
-   Vex::method<&RuleConfig::sanitizeMatchSet>("sanitizeMatchSet"),
-   Vex::method<&RuleConfig::infeasibleMatchInMatchSet>("infeasibleMatchInMatchSet"),
-   Vex::method<&RuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"),
-});
+constexpr auto ruleConfigRows = Vex::entityRows(
+    Vex::identity<&RuleConfig::key>("ruleKey"),
+    VEX_MEMBER_ROWS(RuleConfig, FLOWSPEC_RULE_CONFIG_MEMBERS),
+    Vex::method<&RuleConfig::sanitizeMatchSet>("sanitizeMatchSet"),
+    Vex::method<&RuleConfig::infeasibleMatchInMatchSet>("infeasibleMatchInMatchSet"),
+    Vex::method<&RuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(RuleConfigObserver, RuleConfig, FLOWSPEC_RULE_CONFIG_MEMBERS);
 
-constexpr auto infeasibleRuleRows = Vex::entityRows({
-   Vex::identity<&InfeasibleRule::key>("ruleKey"),
-   Vex::field<&InfeasibleRule::ruleId, &InfeasibleRule::ruleIdIs>("ruleId"),
-   Vex::field<&InfeasibleRule::matchCompType, &InfeasibleRule::matchCompTypeIs>("matchCompType"),
-   Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"),
-});
+constexpr auto infeasibleRuleRows = Vex::entityRows(
+    Vex::identity<&InfeasibleRule::key>("ruleKey"),
+    VEX_MEMBER_ROWS(InfeasibleRule, FLOWSPEC_INFEASIBLE_RULE_MEMBERS),
+    Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(InfeasibleRuleObserver, InfeasibleRule,
+                    FLOWSPEC_INFEASIBLE_RULE_MEMBERS);
 
 } // namespace
 } // namespace Flowspec
 
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::RuleConfig>
-    : Vex::Reflection::EntityObserver<Flowspec::RuleConfig> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL(RuleId, ruleId)
-   VEX_TELL_KEY(MatchSet, matchSet, Flowspec::MatchCompType)
-   VEX_TELL(ActionFieldSet, actionFieldSet)
-   VEX_TELL(TrafficRateLimit, trafficRateLimit)
-   VEX_TELL(TrafficAction, trafficAction)
-   VEX_TELL(TrafficRedirect, trafficRedirect)
-   VEX_TELL(TrafficMarkingDscp, trafficMarkingDscp)
-};
-
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::InfeasibleRule>
-    : Vex::Reflection::EntityObserver<Flowspec::InfeasibleRule> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL(RuleId, ruleId)
-   VEX_TELL(MatchCompType, matchCompType)
-};
-
 constinit Vex::VexType const Flowspec::RuleConfig::_vexType =
-   Vex::entityDescriptor<RuleConfig, &RuleConfig::RuleConfigIs>(ruleConfigRows);
+    Vex::entityDescriptor<RuleConfig, RuleConfigObserver, &RuleConfig::RuleConfigIs>(
+        ruleConfigRows);
 constinit Vex::VexType const Flowspec::InfeasibleRule::_vexType =
-   Vex::entityDescriptor<InfeasibleRule, &InfeasibleRule::InfeasibleRuleIs>(infeasibleRuleRows);
+    Vex::entityDescriptor<InfeasibleRule, InfeasibleRuleObserver,
+                          &InfeasibleRule::InfeasibleRuleIs>(infeasibleRuleRows);

@@ -12,15 +12,14 @@ Vex::AllocTrackSlot RuleStatus::vexAllocTrackTypeInfo_{nullptr};
 RuleStatus::RuleStatus(FlowspecKey const& key)
     : key_(key), resolvedNexthopInfo_(Pbr::NexthopSet(0, false, false, "default", 0)) {}
 
-RuleStatus::~RuleStatus() { notifieeList().detachAll(); }
-
 void RuleStatus::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
    // A copy, so observers that change the entity while it prints cannot
    // disturb the walk over the vias.
    Pbr::ResolvedNexthopInfo const info = resolvedNexthopInfo_;
    dumpLine(ctx, indent, "%*ckey: %s\n", key_.toStrepCli().c_str());
    dumpLine(ctx, indent, "%*cstatusCode %d, errorReason %s, version %s\n",
-            static_cast<int>(statusCode_), errorReason_.c_str(), version_.toStrep().c_str());
+            static_cast<int>(statusCode_), errorReason_.c_str(),
+            version_.toStrep().c_str());
    dumpLine(ctx, indent, "%*cresolvedNexthopInfo nexthopSet: %s\n",
             info.nexthopSet().toStrepCli().c_str());
    dumpLine(ctx, indent, "%*cresolvedNexthopInfo viasActive #%u\n",
@@ -39,32 +38,16 @@ void RuleStatus::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
 namespace Flowspec {
 namespace {
 
-constexpr auto ruleStatusRows = Vex::entityRows({
-   Vex::identity<&RuleStatus::key>("key"),
-   Vex::field<&RuleStatus::key>("ruleKey"),
-   Vex::field<&RuleStatus::statusCode, &RuleStatus::statusCodeIs>("statusCode"),
-   Vex::field<&RuleStatus::errorReason, &RuleStatus::errorReasonIs>("errorReason"),
-   Vex::field<&RuleStatus::packetCount, &RuleStatus::packetCountIs>("packetCount"),
-   Vex::field<&RuleStatus::version, &RuleStatus::versionIs>("version"),
-   Vex::field<&RuleStatus::resolvedNexthopInfo, &RuleStatus::resolvedNexthopInfoIs>(
-      "resolvedNexthopInfo"),
-   Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
-   Vex::method<&RuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"),
-});
+constexpr auto ruleStatusRows = Vex::entityRows(
+    Vex::identity<&RuleStatus::key>("key"), Vex::field<&RuleStatus::key>("ruleKey"),
+    VEX_MEMBER_ROWS(RuleStatus, FLOWSPEC_RULE_STATUS_MEMBERS),
+    Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
+    Vex::method<&RuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(RuleStatusObserver, RuleStatus, FLOWSPEC_RULE_STATUS_MEMBERS);
 
 } // namespace
 } // namespace Flowspec
 
-template <>
-struct Vex::Reflection::ObserverOf<Flowspec::RuleStatus>
-    : Vex::Reflection::EntityObserver<Flowspec::RuleStatus> {
-   using EntityObserver::EntityObserver;
-   VEX_TELL(StatusCode, statusCode)
-   VEX_TELL(ErrorReason, errorReason)
-   VEX_TELL(PacketCount, packetCount)
-   VEX_TELL(Version, version)
-   VEX_TELL(ResolvedNexthopInfo, resolvedNexthopInfo)
-};
-
 constinit Vex::VexType const Flowspec::RuleStatus::_vexType =
-   Vex::entityDescriptor<RuleStatus, &RuleStatus::RuleStatusIs>(ruleStatusRows);
+    Vex::entityDescriptor<RuleStatus, RuleStatusObserver, &RuleStatus::RuleStatusIs>(
+        ruleStatusRows);

@@ -20,22 +20,23 @@ class VexType;
 
 namespace Flowspec {
 
+/// VrfRuleConfig's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
+   COLLECTION(T, rule, Rule, FlowspecKey, "key")                                       \
+   COLLECTION(T, infeasibleRule, InfeasibleRule, FlowspecKey, "key")
+
 class VrfRuleConfig : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleConfig> {
- public:
+public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
    Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
 
    class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleConfig> {
-    public:
-      virtual void onRule(FlowspecKey const&) {}
-      virtual void onRule() {}
-      virtual void onRulevexImmediate() {}
-      virtual void onInfeasibleRule(FlowspecKey const&) {}
-      virtual void onInfeasibleRule() {}
-      virtual void onInfeasibleRulevexImmediate() {}
+   public:
+      FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(VrfRuleConfig, VEX_ON_ATTRIBUTE,
+                                       VEX_ON_COLLECTION)
    };
    using Notifiee = Vex::NotifieeOf<VrfRuleConfig>;
 
@@ -62,11 +63,14 @@ class VrfRuleConfig : public Vex::Entity,
 
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    Vrf::VrfIdMap::VrfId vrfId_;
-   Vex::ChildCollection<RuleConfig, FlowspecKey, Vex::RbTreeMap<RuleConfig, FlowspecKey>> rule_;
-   Vex::ChildCollection<InfeasibleRule, FlowspecKey, Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
-      infeasibleRule_;
+   Vex::ChildCollection<RuleConfig, FlowspecKey,
+                        Vex::RbTreeMap<RuleConfig, FlowspecKey>>
+       rule_;
+   Vex::ChildCollection<InfeasibleRule, FlowspecKey,
+                        Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
+       infeasibleRule_;
 };
 
 } // namespace Flowspec

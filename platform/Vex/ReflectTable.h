@@ -346,15 +346,11 @@ private:
    GenericNotifiee& observer_;
 };
 
-/// Specialised beside each entity T: its EntityObserver with the tells.
-template <class T>
-struct ObserverOf;
-
-/// genericIfNotifiee of entity T.
-template <class T>
-std::unique_ptr<ObserverHandle> observe(Ptr<Entity> const& entity,
-                                        GenericNotifiee& observer) {
-   return std::make_unique<ObserverOf<T>>(entity, observer);
+/// genericIfNotifiee of entity T: attaches an Observer, T's EntityObserver
+/// with its tells (VEX_ENTITY_OBSERVER).
+template <class T, class Observer>
+std::unique_ptr<ObserverHandle> observe(Ptr<Entity> const& entity, GenericNotifiee& observer) {
+   return std::make_unique<Observer>(entity, observer);
 }
 
 // --- Methods tables ---------------------------------------------------------
@@ -481,7 +477,7 @@ inline constexpr auto fieldParams = [] {
    auto param = [&]<std::size_t J>() {
       auto const& f = std::get<J>(fields);
       using V = Vex::Internal::FieldType<T, std::decay_t<decltype(f)>>;
-      return Param{f.name, f.type ? f.type : typeFnOf<V>()};
+      return Param{f.name, f.type != nullptr ? f.type : typeFnOf<V>()};
    };
    return std::array<Param, sizeof...(I)>{param.template operator()<I>()...};
 }();
@@ -593,7 +589,7 @@ constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
    using C = Collection<T, Get, Is, Del, Iter>;
    constexpr bool children =
        !std::is_same_v<typename Unwrap<typename C::Member>::Type, typename C::Member>;
-   constexpr TypeFn keyType = KeyType ? KeyType : typeFnOf<typename C::Key>();
+   constexpr TypeFn keyType = KeyType != nullptr ? KeyType : typeFnOf<typename C::Key>();
    return {.name = name,
            .flags = children ? attrCollection | attrChildren : attrCollection,
            .params = oneParam<KeyName, keyType>,
@@ -620,9 +616,9 @@ constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
 // --- Table builders ---------------------------------------------------------
 
 /// Numbers the rows without a fixed number from `first`, in order.
-template <std::size_t N>
-constexpr std::array<AttrRow, N> numberedRows(std::uint32_t first,
-                                              AttrRow const (&rows)[N]) {
+template <class Rows>
+constexpr auto numberedRows(std::uint32_t first, Rows const& rows) {
+   constexpr std::size_t N = std::size(Rows{});
    std::array<AttrRow, N> out{};
    std::uint32_t next = first;
    for (std::size_t i = 0; i < N; ++i) {
@@ -638,19 +634,18 @@ constexpr std::array<AttrRow, N> valueRows(AttrRow const (&rows)[N]) {
    return numberedRows(2, rows);
 }
 
-/// A value type's table from parts: single rows and arrays of rows (such
-/// as fieldRows), in order, numbered from 2.
+/// Rows from parts: single rows and arrays of rows (such as fieldRows), in
+/// order, not yet numbered.
 template <class... Parts>
-   requires(sizeof...(Parts) > 0)
-constexpr auto valueRows(Parts const&... parts) {
+constexpr auto rowsOf(Parts const&... parts) {
    constexpr std::size_t n = (std::size_t{0} + ... + [] {
       if constexpr (std::is_same_v<Parts, AttrRow>) {
          return std::size_t{1};
       } else {
-         return std::tuple_size_v<Parts>;
+         return std::size(Parts{});
       }
    }());
-   AttrRow rows[n];
+   std::array<AttrRow, n> rows{};
    std::size_t i = 0;
    auto add = [&](auto const& part) {
       if constexpr (std::is_same_v<std::decay_t<decltype(part)>, AttrRow>) {
@@ -660,6 +655,20 @@ constexpr auto valueRows(Parts const&... parts) {
       }
    };
    (add(parts), ...);
+   return rows;
+}
+
+/// A list of rows as one part.
+template <std::size_t N>
+constexpr std::array<AttrRow, N> rowList(AttrRow const (&rows)[N]) {
+   return std::to_array(rows);
+}
+
+/// A value type's table from parts (see rowsOf), numbered from 2.
+template <class... Parts>
+   requires(sizeof...(Parts) > 0)
+constexpr auto valueRows(Parts const&... parts) {
+   auto const rows = rowsOf(parts...);
    return numberedRows(2, rows);
 }
 
@@ -682,16 +691,11 @@ inline constexpr AttrRow entityBaseRows[] = {
 };
 } // namespace Reflection
 
-/// An entity's table: the five entity rows, then `rows` numbered from 258.
-template <std::size_t N>
-constexpr std::array<AttrRow, N + 5> entityRows(AttrRow const (&rows)[N]) {
-   std::array<AttrRow, N + 5> out{};
-   for (int i = 0; i < 5; ++i)
-      out[i] = Reflection::entityBaseRows[i];
-   auto own = numberedRows(258, rows);
-   for (std::size_t i = 0; i < N; ++i)
-      out[i + 5] = own[i];
-   return out;
+/// An entity's table: the five entity rows, then the parts (see rowsOf)
+/// numbered from 258.
+template <class... Parts>
+constexpr auto entityRows(Parts const&... parts) {
+   return rowsOf(Reflection::entityBaseRows, numberedRows(258, rowsOf(parts...)));
 }
 
 /// The names and numbers of an enumeration's table: any array of entries
@@ -778,17 +782,18 @@ namespace Reflection {
 template <auto Creator, bool Named, TypeFn ArgType>
 inline constexpr Param creatorParams[] = {
     {Named ? "name" : "key",
-     ArgType ? ArgType
+     ArgType != nullptr ? ArgType
              : typeFnOf<std::tuple_element_t<
                    0, typename Signature<decltype(Creator)>::Args>>()}};
 } // namespace Reflection
 
-/// The descriptor of entity T, made from its identity by `Creator` (its
-/// static creator). A named root also gives `DirCreator` for directories;
+/// The descriptor of entity T, observed through reflection by `Observer`
+/// (VEX_ENTITY_OBSERVER), made from its identity by `Creator` (its static
+/// creator). A named root also gives `DirCreator` for directories;
 /// its constructor argument is "name", any other entity's "key", typed by
 /// the creator's argument, or by `IdentityType` where that is an alias
 /// (Vrf::VrfIdMap::VrfId).
-template <class T, auto Creator, auto DirCreator = nullptr,
+template <class T, class Observer, auto Creator, auto DirCreator = nullptr,
           TypeFn IdentityType = nullptr, std::size_t N>
 constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
    bool hasChildren = false;
@@ -815,7 +820,7 @@ constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
            .constructFromCtorArgs_ = &Reflection::constructEntity<Creator>,
            .attributeOp_ = &Reflection::attributeOp<T>,
            .iterator_ = hasCollections ? &Reflection::iterator<T> : nullptr,
-           .notifiee_ = &Reflection::observe<T>,
+           .notifiee_ = &Reflection::observe<T, Observer>,
            .newEntityForDir_ = dir,
            .newEntityForAttrLog_ = &Reflection::newEntityForAttrLog<Creator>,
            .childAttrLogIs_ = hasChildren ? &Reflection::childAttrLogIs : nullptr};
@@ -823,16 +828,25 @@ constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
 
 } // namespace Vex
 
-/// Inside a Vex::Reflection::ObserverOf<T>: the callback onX() tells the
-/// row `x`; onX(key) tells the collection row `x` with the member's key.
-#define VEX_TELL(X, x)                                                                 \
-   void on##X() override {                                                             \
-      tell(#x);                                                                        \
+/// The reflection observer `Name` of entity T, from T's member list
+/// `MEMBERS` (see Vex/EntityPattern.h): each callback tells its row, a
+/// collection's with the member's key.
+#define VEX_ENTITY_OBSERVER(Name, T, MEMBERS)                                              \
+   struct Name : ::Vex::Reflection::EntityObserver<T> {                                    \
+      using EntityObserver::EntityObserver;                                                \
+      MEMBERS(T, VEX_TELL_ATTRIBUTE, VEX_TELL_COLLECTION)                                  \
    }
-#define VEX_TELL_KEY(X, x, Key)                                                        \
-   void on##X(Key key) override {                                                      \
-      tell(#x, key);                                                                   \
-   }
+#define VEX_TELL_ATTRIBUTE(T, x, X, Type, init)                                            \
+   void on##X() override { tell(#x); }
+#define VEX_TELL_COLLECTION(T, x, X, Key, keyName, ...)                                    \
+   void on##X(::Vex::CallbackArg<Key> key) override { tell(#x, key); }
+
+/// The rows of an entity's member list, as one part of a table.
+#define VEX_MEMBER_ROWS(T, MEMBERS)                                                        \
+   ::Vex::rowList({MEMBERS(T, VEX_ATTRIBUTE_ROW, VEX_COLLECTION_ROW_OF)})
+#define VEX_ATTRIBUTE_ROW(T, x, X, Type, init) ::Vex::field<&T::x, &T::x##Is>(#x),
+#define VEX_COLLECTION_ROW_OF(T, x, X, Key, keyName, ...)                                  \
+   VEX_COLLECTION_ROW(T, x, keyName __VA_OPT__(, ) __VA_ARGS__),
 
 /// Defines, in the enumeration's namespace, what ties the enumeration E to
 /// the framework, from its table (see Vex::enumeratorsOf) and its qualified
