@@ -48,12 +48,13 @@ class OperatorBits {
    static constexpr std::uint8_t gtBit = 0x02;
    static constexpr std::uint8_t ltBit = 0x04;
    static constexpr std::uint8_t lenMask = 0x30;
+   static constexpr unsigned lenShift = 4;
    static constexpr std::uint8_t andPreviousBit = 0x40;
    static constexpr std::uint8_t endOfListBit = 0x80;
 
    constexpr bool endOfList() const noexcept { return opBit(endOfListBit); }
    constexpr bool andPrevious() const noexcept { return opBit(andPreviousBit); }
-   constexpr std::uint8_t len() const noexcept { return (self().op() & lenMask) >> 4; }
+   constexpr std::uint8_t len() const noexcept { return (self().op() & lenMask) >> lenShift; }
    constexpr bool lt() const noexcept { return opBit(ltBit); }
    constexpr bool gt() const noexcept { return opBit(gtBit); }
    constexpr bool eq() const noexcept { return opBit(eqBit); }
@@ -64,9 +65,14 @@ class OperatorBits {
 
    constexpr void endOfListIs(bool on) noexcept { opBitIs(endOfListBit, on); }
    constexpr void andPreviousIs(bool on) noexcept { opBitIs(andPreviousBit, on); }
+   /// The operator bits of the length `len` (the value is 1 << len bytes):
+   /// lenBits(1) for a 2-byte value, lenBits(2) for a 4-byte one.
+   static constexpr std::uint8_t lenBits(unsigned len) noexcept {
+      return static_cast<std::uint8_t>(len << lenShift & lenMask);
+   }
    /// Stores the low two bits of `v`.
    constexpr void lenIs(std::uint8_t v) noexcept {
-      self().opIs(static_cast<std::uint8_t>((self().op() & ~lenMask) | (v & 3) << 4));
+      self().opIs(static_cast<std::uint8_t>((self().op() & ~lenMask) | lenBits(v)));
    }
    constexpr void ltIs(bool on) noexcept { opBitIs(ltBit, on); }
    constexpr void gtIs(bool on) noexcept { opBitIs(gtBit, on); }

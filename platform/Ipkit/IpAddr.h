@@ -36,7 +36,7 @@ class IpAddr {
    constexpr explicit IpAddr(std::uint32_t hostOrderValue) noexcept
        : value_(hostOrderValue) {}
    /// Reads a dotted quad: exactly four decimal numbers 0..255 separated by
-   /// '.', with no blanks, signs or other characters. A part with a leading
+   /// '.', with no blanks, signs or other characters. An octet with a leading
    /// zero ("010") is refused, because some readers take it as octal. Raises
    /// Vex::Exception whose message quotes the text and says what is wrong.
    explicit IpAddr(Vex::String const& text);

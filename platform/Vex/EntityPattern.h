@@ -310,7 +310,6 @@ class SetCollection : public CollectionBase<Map> {
    bool x##Has(Key const& key) const noexcept { return member.has(key); }              \
    std::size_t x##Size() const noexcept { return member.size(); }                      \
    auto x##IteratorConst() const noexcept { return member.iterator(); }                \
-   auto x##Iterator() const noexcept { return member.iterator(); }
 
 /// Children: xIs(key), xDel(key), xDel(iterator), xDelAll(), x(key).
 #define VEX_CHILD_COLLECTION(x, X, Child, Key, member)                                \

@@ -58,7 +58,7 @@ TEST(VrfRuleConfig, DeletionWalksInAscendingKeyOrder) {
    }
    VrfConfigRec rec(vrf);
    // A walk may delete the member it stands on: the "*" rule, last in key order.
-   for (auto i = vrf->ruleIterator(); i; ++i) {
+   for (auto i = vrf->ruleIteratorConst(); i; ++i) {
       visited.push_back(cli(i.key()));
       if (i->ruleId() == 1) { EXPECT_EQ(vrf->ruleDel(i)->ruleId(), 1u); }
    }
