@@ -238,20 +238,6 @@ std::uint32_t IpAddr::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, IpAddr const& a) {
-   return os << a.stringValue();
-}
-
-Vex::String valueToStrep(IpAddr const& a) {
-   return Vex::valueToStrep(a.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpAddr& a) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   a = IpAddr(text);
-}
-
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpAddr const& a) {
    out->writeU32(a.value());
@@ -319,20 +305,6 @@ std::uint32_t Ip6Addr::hash() const noexcept {
    Vex::HashAccumulator h;
    h.mixBytes(bytes_.data(), bytes_.size());
    return h.result();
-}
-
-std::ostream& operator<<(std::ostream& os, Ip6Addr const& a) {
-   return os << a.stringValue();
-}
-
-Vex::String valueToStrep(Ip6Addr const& a) {
-   return Vex::valueToStrep(a.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Ip6Addr& a) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   a = Ip6Addr(text);
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const&

@@ -242,7 +242,9 @@ TEST(Reflection, EverySettableRowOfAValueTakesBackWhatItReads) {
       if (t.kind() != Vex::TypeKind::value) continue;
       bool settable = false;
       for (Vex::AttrRow const& r : t.attributes()) settable = settable || r.has(Vex::attrSettable);
-      if (settable && name != "Flowspec::MatchComponent") EXPECT_TRUE(covered.count(name)) << name;
+      if (settable && name != "Flowspec::MatchComponent") {
+         EXPECT_TRUE(covered.count(name)) << name;
+      }
    }
 }
 
