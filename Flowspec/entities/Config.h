@@ -30,22 +30,9 @@ namespace Flowspec {
 
 class Config : public Vex::NamedEntity, public Vex::AllocTracked<Config> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(Config, "Flowspec::Config", FLOWSPEC_CONFIG_MEMBERS,
+                           Vex::Name const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<Config> {
-   public:
-      FLOWSPEC_CONFIG_MEMBERS(Config, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<Config>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::Config";
-
-   static Vex::Ptr<Config> ConfigIs(Vex::Name const& name) {
-      return Vex::entityIs<Config>(name);
-   }
    explicit Config(Vex::Name const& name) : NamedEntity(name) {}
    ~Config() override;
 
@@ -79,22 +66,9 @@ private:
 
 class CliConfig : public Vex::NamedEntity, public Vex::AllocTracked<CliConfig> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(CliConfig, "Flowspec::CliConfig",
+                           FLOWSPEC_CLI_CONFIG_MEMBERS, Vex::Name const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<CliConfig> {
-   public:
-      FLOWSPEC_CLI_CONFIG_MEMBERS(CliConfig, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<CliConfig>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::CliConfig";
-
-   static Vex::Ptr<CliConfig> CliConfigIs(Vex::Name const& name) {
-      return Vex::entityIs<CliConfig>(name);
-   }
    explicit CliConfig(Vex::Name const& name) : NamedEntity(name) {}
 
    /// enabledIntfIs(intf, IpVersion), ..., enabledIntf(intf) (no version

@@ -28,15 +28,8 @@ namespace Flowspec {
 
 class Counter : public Vex::NamedEntity, public Vex::AllocTracked<Counter> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
-
-   class NotifieeConst : public Vex::NotifieeConstOf<Counter> {
-   public:
-      FLOWSPEC_COUNTER_MEMBERS(Counter, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<Counter>;
+   VEX_ENTITY_DECLARATIONS(Counter, "Flowspec::Counter", FLOWSPEC_COUNTER_MEMBERS,
+                           Vex::Name const&)
 
    /// The node that holds one rule's key and counter.
    class VexSnapshot : public Vex::MapNode<FlowspecKey, CounterVersion, Vex::HashLink>,
@@ -47,12 +40,6 @@ public:
       static constexpr char vexTypeName[] = "Flowspec::Counter::VexSnapshot";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::Counter";
-
-   static Vex::Ptr<Counter> CounterIs(Vex::Name const& name) {
-      return Vex::entityIs<Counter>(name);
-   }
    explicit Counter(Vex::Name const& name) : NamedEntity(name) {}
 
    VEX_MAP_COLLECTION(snapshot, Snapshot, FlowspecKey, CounterVersion, snapshot_)

@@ -54,15 +54,8 @@ class RuleConfig : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleConfig> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
-
-   class NotifieeConst : public Vex::NotifieeConstOf<RuleConfig> {
-   public:
-      FLOWSPEC_RULE_CONFIG_MEMBERS(RuleConfig, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<RuleConfig>;
+   VEX_ENTITY_DECLARATIONS(RuleConfig, "Flowspec::RuleConfig",
+                           FLOWSPEC_RULE_CONFIG_MEMBERS, FlowspecKey const&)
 
    struct MatchSetKey {
       MatchCompType operator()(MatchComponent const& c) const noexcept {
@@ -79,13 +72,6 @@ public:
       static constexpr char vexTypeName[] = "Flowspec::RuleConfig::VexMatchSet";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::RuleConfig";
-
-   /// The static creator: a new rule with notification on.
-   static Vex::Ptr<RuleConfig> RuleConfigIs(FlowspecKey const& key) {
-      return Vex::entityIs<RuleConfig>(key);
-   }
    /// Use RuleConfigIs: rules are always held through Vex::Ptr.
    explicit RuleConfig(FlowspecKey const& key) : key_(key) {}
 
@@ -147,23 +133,9 @@ class InfeasibleRule : public Vex::Entity,
                        public Vex::RbTreeLink,
                        public Vex::AllocTracked<InfeasibleRule> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(InfeasibleRule, "Flowspec::InfeasibleRule",
+                           FLOWSPEC_INFEASIBLE_RULE_MEMBERS, FlowspecKey const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<InfeasibleRule> {
-   public:
-      FLOWSPEC_INFEASIBLE_RULE_MEMBERS(InfeasibleRule, VEX_ON_ATTRIBUTE,
-                                       VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<InfeasibleRule>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::InfeasibleRule";
-
-   static Vex::Ptr<InfeasibleRule> InfeasibleRuleIs(FlowspecKey const& key) {
-      return Vex::entityIs<InfeasibleRule>(key);
-   }
    explicit InfeasibleRule(FlowspecKey const& key) : key_(key) {}
 
    FlowspecKey const& key() const noexcept { return key_; }

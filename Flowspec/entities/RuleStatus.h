@@ -47,22 +47,9 @@ class RuleStatus : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleStatus> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(RuleStatus, "Flowspec::RuleStatus",
+                           FLOWSPEC_RULE_STATUS_MEMBERS, FlowspecKey const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<RuleStatus> {
-   public:
-      FLOWSPEC_RULE_STATUS_MEMBERS(RuleStatus, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<RuleStatus>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::RuleStatus";
-
-   static Vex::Ptr<RuleStatus> RuleStatusIs(FlowspecKey const& key) {
-      return Vex::entityIs<RuleStatus>(key);
-   }
    explicit RuleStatus(FlowspecKey const& key);
 
    FlowspecKey const& key() const noexcept { return key_; }

@@ -38,22 +38,9 @@ class AfIntfColl : public Vex::Entity,
                    public Vex::HashLink,
                    public Vex::AllocTracked<AfIntfColl> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(AfIntfColl, "Flowspec::AfIntfColl",
+                           FLOWSPEC_AF_INTF_COLL_MEMBERS, Ipkit::AddressFamily)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<AfIntfColl> {
-   public:
-      FLOWSPEC_AF_INTF_COLL_MEMBERS(AfIntfColl, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<AfIntfColl>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::AfIntfColl";
-
-   static Vex::Ptr<AfIntfColl> AfIntfCollIs(Ipkit::AddressFamily af) {
-      return Vex::entityIs<AfIntfColl>(af);
-   }
    explicit AfIntfColl(Ipkit::AddressFamily af) : af_(af) {}
 
    Ipkit::AddressFamily af() const noexcept { return af_; }
@@ -82,23 +69,9 @@ class VrfRuleStatus : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleStatus> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(VrfRuleStatus, "Flowspec::VrfRuleStatus",
+                           FLOWSPEC_VRF_RULE_STATUS_MEMBERS, Vrf::VrfIdMap::VrfId)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleStatus> {
-   public:
-      FLOWSPEC_VRF_RULE_STATUS_MEMBERS(VrfRuleStatus, VEX_ON_ATTRIBUTE,
-                                       VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<VrfRuleStatus>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::VrfRuleStatus";
-
-   static Vex::Ptr<VrfRuleStatus> VrfRuleStatusIs(Vrf::VrfIdMap::VrfId vrfId) {
-      return Vex::entityIs<VrfRuleStatus>(vrfId);
-   }
    explicit VrfRuleStatus(Vrf::VrfIdMap::VrfId vrfId) : vrfId_(vrfId) {}
    ~VrfRuleStatus() override;
 
@@ -144,15 +117,8 @@ private:
 
 class Status : public Vex::NamedEntity, public Vex::AllocTracked<Status> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
-
-   class NotifieeConst : public Vex::NotifieeConstOf<Status> {
-   public:
-      FLOWSPEC_STATUS_MEMBERS(Status, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<Status>;
+   VEX_ENTITY_DECLARATIONS(Status, "Flowspec::Status", FLOWSPEC_STATUS_MEMBERS,
+                           Vex::Name const&)
 
    /// Keys an UnsupportedQual by its address family.
    struct UnsupportedQualKeyFunktor {
@@ -171,12 +137,6 @@ public:
       static constexpr char vexTypeName[] = "Flowspec::Status::VexUnsupportedQual";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::Status";
-
-   static Vex::Ptr<Status> StatusIs(Vex::Name const& name) {
-      return Vex::entityIs<Status>(name);
-   }
    explicit Status(Vex::Name const& name) : NamedEntity(name) {}
    ~Status() override;
 

@@ -29,23 +29,9 @@ class VrfRuleConfig : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleConfig> {
 public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+   VEX_ENTITY_DECLARATIONS(VrfRuleConfig, "Flowspec::VrfRuleConfig",
+                           FLOWSPEC_VRF_RULE_CONFIG_MEMBERS, Vrf::VrfIdMap::VrfId)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleConfig> {
-   public:
-      FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(VrfRuleConfig, VEX_ON_ATTRIBUTE,
-                                       VEX_ON_COLLECTION)
-   };
-   using Notifiee = Vex::NotifieeOf<VrfRuleConfig>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char vexTypeName[] = "Flowspec::VrfRuleConfig";
-
-   static Vex::Ptr<VrfRuleConfig> VrfRuleConfigIs(Vrf::VrfIdMap::VrfId vrfId) {
-      return Vex::entityIs<VrfRuleConfig>(vrfId);
-   }
    explicit VrfRuleConfig(Vrf::VrfIdMap::VrfId vrfId) : vrfId_(vrfId) {}
    ~VrfRuleConfig() override;
 

@@ -43,6 +43,7 @@
 // rows and the reflection observer's tells.
 #pragma once
 
+#include "Vex/AllocTrack.h"
 #include "Vex/CollectionNode.h"
 #include "Vex/Entity.h"
 #include "Vex/Ptr.h"
@@ -378,6 +379,24 @@ class SetCollection : public CollectionBase<Map> {
       member.delAll([this](Key const& k) { x##Notify(k); });                           \
    }                                                                                   \
    bool x(Key const& key) const noexcept { return member.has(key); }
+
+/// What every entity class declares first, inside its public section: its
+/// descriptor `_vexType` (defined beside the type) and fwkType(); its
+/// observer classes, NotifieeConst with the callbacks of its member list
+/// `MEMBERS` and Notifiee; its allocation-tracking slot and registered name
+/// `qualifiedName`; and its static creator TIs(identity), which makes the
+/// entity with entityIs.
+#define VEX_ENTITY_DECLARATIONS(T, qualifiedName, MEMBERS, Identity)                       \
+   static ::Vex::VexType const _vexType;                                                   \
+   ::Vex::VexType const* fwkType() const noexcept override { return &_vexType; }           \
+   class NotifieeConst : public ::Vex::NotifieeConstOf<T> {                                \
+    public:                                                                                \
+      MEMBERS(T, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)                                      \
+   };                                                                                      \
+   using Notifiee = ::Vex::NotifieeOf<T>;                                                  \
+   static ::Vex::AllocTrackSlot vexAllocTrackTypeInfo_;                                    \
+   static constexpr char vexTypeName[] = qualifiedName;                                    \
+   static ::Vex::Ptr<T> T##Is(Identity identity) { return ::Vex::entityIs<T>(identity); }
 
 // --- The pieces an entity's member list expands to ----------------------------
 

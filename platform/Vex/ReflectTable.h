@@ -477,7 +477,11 @@ inline constexpr auto fieldParams = [] {
    auto param = [&]<std::size_t J>() {
       auto const& f = std::get<J>(fields);
       using V = Vex::Internal::FieldType<T, std::decay_t<decltype(f)>>;
-      return Param{f.name, f.type != nullptr ? f.type : typeFnOf<V>()};
+      if constexpr (std::is_same_v<std::decay_t<decltype(f.type)>, std::nullptr_t>) {
+         return Param{f.name, typeFnOf<V>()};
+      } else {
+         return Param{f.name, f.type};
+      }
    };
    return std::array<Param, sizeof...(I)>{param.template operator()<I>()...};
 }();
@@ -583,13 +587,19 @@ constexpr AttrRow at(std::uint32_t number, AttrRow row) {
 
 namespace Reflection {
 
-template <class T, FixedString KeyName, TypeFn KeyType = nullptr, class Get, class Is,
+template <class T, FixedString KeyName, auto KeyType = nullptr, class Get, class Is,
           class Del, class Iter>
 constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
    using C = Collection<T, Get, Is, Del, Iter>;
    constexpr bool children =
        !std::is_same_v<typename Unwrap<typename C::Member>::Type, typename C::Member>;
-   constexpr TypeFn keyType = KeyType != nullptr ? KeyType : typeFnOf<typename C::Key>();
+   constexpr TypeFn keyType = [] {
+      if constexpr (std::is_same_v<decltype(KeyType), std::nullptr_t>) {
+         return typeFnOf<typename C::Key>();
+      } else {
+         return KeyType;
+      }
+   }();
    return {.name = name,
            .flags = children ? attrCollection | attrChildren : attrCollection,
            .params = oneParam<KeyName, keyType>,
@@ -779,12 +789,17 @@ constexpr VexType enumDescriptor(char const* name, std::span<AttrRow const> rows
 namespace Reflection {
 /// An entity's constructor argument: "name" for a named root, "key"
 /// otherwise, of the type the creator takes (or `ArgType`).
-template <auto Creator, bool Named, TypeFn ArgType>
+template <auto Creator, bool Named, auto ArgType>
+constexpr TypeFn creatorArgType() {
+   if constexpr (std::is_same_v<decltype(ArgType), std::nullptr_t>) {
+      return typeFnOf<std::tuple_element_t<0, typename Signature<decltype(Creator)>::Args>>();
+   } else {
+      return ArgType;
+   }
+}
+template <auto Creator, bool Named, auto ArgType>
 inline constexpr Param creatorParams[] = {
-    {Named ? "name" : "key",
-     ArgType != nullptr ? ArgType
-             : typeFnOf<std::tuple_element_t<
-                   0, typename Signature<decltype(Creator)>::Args>>()}};
+   {Named ? "name" : "key", creatorArgType<Creator, Named, ArgType>()}};
 } // namespace Reflection
 
 /// The descriptor of entity T, observed through reflection by `Observer`
@@ -794,7 +809,7 @@ inline constexpr Param creatorParams[] = {
 /// the creator's argument, or by `IdentityType` where that is an alias
 /// (Vrf::VrfIdMap::VrfId).
 template <class T, class Observer, auto Creator, auto DirCreator = nullptr,
-          TypeFn IdentityType = nullptr, std::size_t N>
+          auto IdentityType = nullptr, std::size_t N>
 constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
    bool hasChildren = false;
    bool hasCollections = false;

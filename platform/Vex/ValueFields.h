@@ -52,17 +52,20 @@ using TypeFn = VexType const& (*)();
 /// field that reflection shows read-only; and, where the field's C++ type is
 /// an alias that does not tell its registered type (Vrf::VrfIdMap::VrfId is a
 /// std::uint32_t), that type's descriptor function.
-template <class Get, class Set = std::nullptr_t>
+template <class Get, class Set = std::nullptr_t, class Type = std::nullptr_t>
 struct Field {
    char const* name;
    Get get;
    Set set = nullptr;
-   TypeFn type = nullptr;
+   Type type = nullptr; ///< a TypeFn, or nullptr: the field's own type
 };
 template <class Get, class Set = std::nullptr_t>
-constexpr Field<Get, Set> valueField(char const* name, Get get, Set set = nullptr,
-                                     TypeFn type = nullptr) {
-   return Field<Get, Set>{name, get, set, type};
+constexpr Field<Get, Set> valueField(char const* name, Get get, Set set = nullptr) {
+   return Field<Get, Set>{name, get, set};
+}
+template <class Get, class Set>
+constexpr Field<Get, Set, TypeFn> valueField(char const* name, Get get, Set set, TypeFn type) {
+   return Field<Get, Set, TypeFn>{name, get, set, type};
 }
 
 /// A type that describes its fields with vexTypeName and vexFields().
