@@ -321,8 +321,8 @@ Ptr<Entity> childAttrLogIs(Entity& parent, AttrRow const& row, NboAttrLog::In& i
 // --- Observers of entities --------------------------------------------------
 
 /// The base of an observer of entity T, in T's own observer class, that tells
-/// a reflection observer which row changed. ObserverOf<T> (below) derives
-/// from it and overrides each of T's callbacks with a tell (VEX_TELL).
+/// a reflection observer which row changed. VEX_ENTITY_OBSERVER derives the
+/// observer of one entity from it, overriding each callback with a tell.
 template <class T>
 class EntityObserver : public T::NotifieeConst, public ObserverHandle {
 public:
