@@ -3,13 +3,7 @@
 
 namespace Flowspec {
 
-namespace {
-
-constexpr auto counterVersionRows = Vex::valueRows(Vex::fieldRows<CounterVersion>());
-
-} // namespace
-
-constinit Vex::VexType const CounterVersion::_vexType =
-   Vex::valueDescriptor<CounterVersion>(counterVersionRows);
+// The table is the fields; the constructor takes them.
+constinit Vex::VexType const CounterVersion::_vexType = Vex::valueDescriptor<CounterVersion>();
 
 } // namespace Flowspec

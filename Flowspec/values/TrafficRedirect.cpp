@@ -3,13 +3,7 @@
 
 namespace Flowspec {
 
-namespace {
-
-constexpr auto trafficRedirectRows = Vex::valueRows(Vex::fieldRows<TrafficRedirect>());
-
-} // namespace
-
-constinit Vex::VexType const TrafficRedirect::_vexType =
-   Vex::valueDescriptor<TrafficRedirect>(trafficRedirectRows);
+// The table is the fields; the constructor takes them.
+constinit Vex::VexType const TrafficRedirect::_vexType = Vex::valueDescriptor<TrafficRedirect>();
 
 } // namespace Flowspec

@@ -773,6 +773,18 @@ constexpr VexType valueDescriptor(std::span<AttrRow const> rows) {
                               .construct = construct});
 }
 
+namespace Reflection {
+template <class T>
+inline constexpr auto fieldTable = valueRows(fieldRows<T>());
+} // namespace Reflection
+
+/// The descriptor of a field-described value type T whose table is its
+/// fields alone and whose constructor takes all its fields in order.
+template <class T>
+constexpr VexType valueDescriptor() {
+   return valueDescriptor<T>(Reflection::fieldTable<T>);
+}
+
 /// The descriptor of an enumeration with the underlying type U.
 template <class E>
 constexpr VexType enumDescriptor(char const* name, std::span<AttrRow const> rows) {
