@@ -7,7 +7,7 @@
 #include "Flowspec/entities/RuleStatus.h"
 #include "Flowspec/entities/Status.h"
 #include "Flowspec/entities/VrfRuleConfig.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 #include "Flowspec/values/ActionFieldSet.h"
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecKey.h"

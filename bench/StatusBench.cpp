@@ -26,7 +26,7 @@
 #include "BenchSupport.h"
 #include "Flowspec/entities/Counter.h"
 #include "Flowspec/entities/Status.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 #include "Flowspec/values/CounterVersion.h"
 #include "Flowspec/values/FlowspecKey.h"
 #include "Kiln/UniqueId.h"

@@ -21,100 +21,68 @@ class VexType;
 
 namespace Flowspec {
 
-class Config : public Vex::Entity, public Vex::AllocTracked<Config> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+/// Config's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                              \
+   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                       \
+   ATTRIBUTE(T, enabledIntfAll, EnabledIntfAll, bool, false)                           \
+   COLLECTION(T, vrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId, "key",            \
+              &Vrf::VrfIdMap::vrfIdType)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<Config> {
-    public:
-      virtual void onEnabledIntf(Ipkit::IntfId const&) {}
-      virtual void onEnabledIntf() {}
-      virtual void onEnabledIntfvexImmediate() {}
-      virtual void onEnabledIntfAll() {}
-      virtual void onVrfRuleConfig(Vrf::VrfIdMap::VrfId) {}
-      virtual void onVrfRuleConfig() {}
-      virtual void onVrfRuleConfigvexImmediate() {}
-   };
-   using Notifiee = Vex::NotifieeOf<Config>;
+class Config : public Vex::NamedEntity, public Vex::AllocTracked<Config> {
+public:
+   VEX_ENTITY_DECLARATIONS(Config, "Flowspec::Config", FLOWSPEC_CONFIG_MEMBERS,
+                           Vex::Name const&)
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Config";
-
-   static Vex::Ptr<Config> ConfigIs(Vex::Name const& name) { return Vex::entityIs<Config>(name); }
-   explicit Config(Vex::Name const& name) : name_(name) {}
+   explicit Config(Vex::Name const& name) : NamedEntity(name) {}
    ~Config() override;
-
-   Vex::Name name() const override { return name_; }
-   /// Replaces the name without telling anyone.
-   void nameIsFromBackup(Vex::Name const& name) override;
 
    /// enabledIntfIs(intf, bool), enabledIntfDel, enabledIntfDelAll,
    /// enabledIntfNotify, enabledIntf(intf) (false when absent), ...
    VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, bool, enabledIntf_)
-   VEX_ATTRIBUTE(enabledIntfAll, EnabledIntfAll, bool, enabledIntfAll_)
-   VEX_CHILD_COLLECTION(vrfRuleConfig, VrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId,
-                        vrfRuleConfig_)
+   FLOWSPEC_CONFIG_MEMBERS(Config, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
+   VEX_CHILD_COLLECTION(vrfRuleConfig, VrfRuleConfig, VrfRuleConfig,
+                        Vrf::VrfIdMap::VrfId, vrfRuleConfig_)
 
    /// "FlowspecConfig: vrfRuleConfigs #<n>", then each VrfRuleConfig at
    /// indent + 2 in the collection's order. The interfaces are not dumped.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, bool, Vex::HashLink>;
 
-   Vex::Name name_;
    Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, bool,
                       Vex::HashMap2018<EnabledIntfNode, Ipkit::IntfId, bool>>
-      enabledIntf_;
-   bool enabledIntfAll_ = false;
+       enabledIntf_;
+   FLOWSPEC_CONFIG_MEMBERS(Config, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
    Vex::ChildCollection<VrfRuleConfig, Vrf::VrfIdMap::VrfId,
                         Vex::HashMap<VrfRuleConfig, Vrf::VrfIdMap::VrfId>>
-      vrfRuleConfig_;
+       vrfRuleConfig_;
 };
 
-class CliConfig : public Vex::Entity, public Vex::AllocTracked<CliConfig> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+/// CliConfig's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_CLI_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                          \
+   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                       \
+   ATTRIBUTE(T, counterUpdateRequestTime, CounterUpdateRequestTime, double, 0.0)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<CliConfig> {
-    public:
-      virtual void onEnabledIntf(Ipkit::IntfId const&) {}
-      virtual void onEnabledIntf() {}
-      virtual void onEnabledIntfvexImmediate() {}
-      virtual void onCounterUpdateRequestTime() {}
-   };
-   using Notifiee = Vex::NotifieeOf<CliConfig>;
+class CliConfig : public Vex::NamedEntity, public Vex::AllocTracked<CliConfig> {
+public:
+   VEX_ENTITY_DECLARATIONS(CliConfig, "Flowspec::CliConfig",
+                           FLOWSPEC_CLI_CONFIG_MEMBERS, Vex::Name const&)
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::CliConfig";
-
-   static Vex::Ptr<CliConfig> CliConfigIs(Vex::Name const& name) {
-      return Vex::entityIs<CliConfig>(name);
-   }
-   explicit CliConfig(Vex::Name const& name) : name_(name) {}
-   ~CliConfig() override;
-
-   Vex::Name name() const override { return name_; }
-   void nameIsFromBackup(Vex::Name const& name) override;
+   explicit CliConfig(Vex::Name const& name) : NamedEntity(name) {}
 
    /// enabledIntfIs(intf, IpVersion), ..., enabledIntf(intf) (no version
    /// when absent).
    VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, IpVersion, enabledIntf_)
-   VEX_ATTRIBUTE(counterUpdateRequestTime, CounterUpdateRequestTime, double,
-                 counterUpdateRequestTime_)
+   FLOWSPEC_CLI_CONFIG_MEMBERS(CliConfig, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
- private:
+private:
    using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, IpVersion, Vex::HashLink>;
 
-   Vex::Name name_;
    Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, IpVersion,
                       Vex::HashMap2018<EnabledIntfNode, Ipkit::IntfId, IpVersion>>
-      enabledIntf_;
-   double counterUpdateRequestTime_ = 0.0;
+       enabledIntf_;
+   FLOWSPEC_CLI_CONFIG_MEMBERS(CliConfig, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
 };
 
 } // namespace Flowspec

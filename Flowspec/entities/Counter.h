@@ -21,49 +21,35 @@ class VexType;
 
 namespace Flowspec {
 
-class Counter : public Vex::Entity, public Vex::AllocTracked<Counter> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+/// Counter's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_COUNTER_MEMBERS(T, ATTRIBUTE, COLLECTION)                             \
+   COLLECTION(T, snapshot, Snapshot, FlowspecKey, "key")                               \
+   ATTRIBUTE(T, timestamp, Timestamp, double, 0.0)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<Counter> {
-    public:
-      virtual void onSnapshot(FlowspecKey const&) {}
-      virtual void onSnapshotvexImmediate() {}
-      virtual void onSnapshot() {}
-      virtual void onTimestamp() {}
-   };
-   using Notifiee = Vex::NotifieeOf<Counter>;
+class Counter : public Vex::NamedEntity, public Vex::AllocTracked<Counter> {
+public:
+   VEX_ENTITY_DECLARATIONS(Counter, "Flowspec::Counter", FLOWSPEC_COUNTER_MEMBERS,
+                           Vex::Name const&)
 
    /// The node that holds one rule's key and counter.
    class VexSnapshot : public Vex::MapNode<FlowspecKey, CounterVersion, Vex::HashLink>,
                        public Vex::AllocTracked<VexSnapshot> {
-    public:
+   public:
       using MapNode::MapNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::Counter::VexSnapshot";
+      static constexpr char vexTypeName[] = "Flowspec::Counter::VexSnapshot";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Counter";
-
-   static Vex::Ptr<Counter> CounterIs(Vex::Name const& name) { return Vex::entityIs<Counter>(name); }
-   explicit Counter(Vex::Name const& name) : name_(name) {}
-   ~Counter() override;
-
-   Vex::Name name() const override { return name_; }
-   void nameIsFromBackup(Vex::Name const& name) override;
+   explicit Counter(Vex::Name const& name) : NamedEntity(name) {}
 
    VEX_MAP_COLLECTION(snapshot, Snapshot, FlowspecKey, CounterVersion, snapshot_)
-   VEX_ATTRIBUTE(timestamp, Timestamp, double, timestamp_)
+   FLOWSPEC_COUNTER_MEMBERS(Counter, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
- private:
-   Vex::Name name_;
+private:
    Vex::MapCollection<VexSnapshot, FlowspecKey, CounterVersion,
                       Vex::HashMap2018<VexSnapshot, FlowspecKey, CounterVersion>>
-      snapshot_;
-   double timestamp_ = 0.0;
+       snapshot_;
+   FLOWSPEC_COUNTER_MEMBERS(Counter, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
 };
 
 } // namespace Flowspec

@@ -1,6 +1,7 @@
 #include "Flowspec/entities/RuleConfig.h"
 
 #include "Flowspec/framework/Dump.h"
+#include "Vex/ReflectTable.h"
 
 #include <ostream>
 
@@ -20,7 +21,8 @@ std::uint8_t icmpProtocol(RuleConfig const& rule) {
    return rule.key().addressFamily() == Ipkit::ipv6 ? 58 : 1;
 }
 
-bool ipProtoContains(RuleConfig const& rule, std::vector<Ipkit::IpProtocolNumber> const& protocols) {
+bool ipProtoContains(RuleConfig const& rule,
+                     std::vector<Ipkit::IpProtocolNumber> const& protocols) {
    if (rule.matchSetSize() == 0 || !rule.matchSetHas(T::ipProto)) return true;
    MatchComponent const proto = rule.matchSet(T::ipProto);
    for (auto i = proto.numericalRangeIteratorConst(); i; ++i) {
@@ -31,9 +33,11 @@ bool ipProtoContains(RuleConfig const& rule, std::vector<Ipkit::IpProtocolNumber
    return false;
 }
 
-bool ipProtoAllows(RuleConfig const& rule, std::initializer_list<std::uint8_t> numbers) {
+bool ipProtoAllows(RuleConfig const& rule,
+                   std::initializer_list<std::uint8_t> numbers) {
    std::vector<Ipkit::IpProtocolNumber> protocols;
-   for (auto n : numbers) protocols.emplace_back(n);
+   for (auto n : numbers)
+      protocols.emplace_back(n);
    return ipProtoContains(rule, protocols);
 }
 
@@ -46,8 +50,6 @@ T firstPort(RuleConfig const& rule) {
 }
 
 } // namespace
-
-RuleConfig::~RuleConfig() { notifieeList().detachAll(); }
 
 bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
                                std::vector<Ipkit::IpProtocolNumber>& protocols) {
@@ -86,8 +88,10 @@ MatchCompType RuleConfig::sanitizeMatchSet() {
       matchSetIs(w);
    }
    if (firstPort(*this) != T::invalid) {
-      if (ipProtoAllows(*this, {tcp})) w.numericalRangeIs(NumericalRange(tcp, tcp), true);
-      if (ipProtoAllows(*this, {udp})) w.numericalRangeIs(NumericalRange(udp, udp), true);
+      if (ipProtoAllows(*this, {tcp}))
+         w.numericalRangeIs(NumericalRange(tcp, tcp), true);
+      if (ipProtoAllows(*this, {udp}))
+         w.numericalRangeIs(NumericalRange(udp, udp), true);
       matchSetIs(w);
    }
    return T::invalid;
@@ -97,13 +101,16 @@ void RuleConfig::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
    dumpLine(ctx, indent, "%*cruleKey: %s, ruleId: %d\n", key_.toStrepCli().c_str(),
             static_cast<int>(ruleId_));
    dumpLine(ctx, indent, "%*cmatchSets #%u\n", static_cast<unsigned>(matchSetSize()));
-   for (auto i = matchSetIteratorConst(); i; ++i) i->value().dumpState(ctx, indent + 2);
+   for (auto i = matchSetIteratorConst(); i; ++i)
+      i->value().dumpState(ctx, indent + 2);
    dumpLine(ctx, indent,
             "%*cactionFieldSet is %d, trafficAction is %d, trafficRedirect is (vrf=%d, "
             "addr=%s, copy=%d), trafficMarkingDscp is %d\n",
-            static_cast<int>(actionFieldSet_.value()), static_cast<int>(trafficAction_.value()),
+            static_cast<int>(actionFieldSet_.value()),
+            static_cast<int>(trafficAction_.value()),
             static_cast<int>(trafficRedirect_.vrfId()),
-            trafficRedirect_.addr().stringValue().c_str(), trafficRedirect_.copy() ? 1 : 0,
+            trafficRedirect_.addr().stringValue().c_str(),
+            trafficRedirect_.copy() ? 1 : 0,
             static_cast<int>(trafficMarkingDscp_.value()));
 }
 
@@ -113,8 +120,6 @@ std::ostream& operator<<(std::ostream& os, RuleConfig const* rule) {
              << ";actionFieldSet=" << rule->actionFieldSet() << '>';
 }
 
-InfeasibleRule::~InfeasibleRule() { notifieeList().detachAll(); }
-
 void InfeasibleRule::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
    dumpLine(ctx, indent, "%*cruleKey: %s, ruleId: %d\n", key_.toStrepCli().c_str(),
             static_cast<int>(ruleId_));
@@ -122,3 +127,33 @@ void InfeasibleRule::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
 }
 
 } // namespace Flowspec
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace Flowspec {
+namespace {
+
+constexpr auto ruleConfigRows = Vex::entityRows(
+    Vex::identity<&RuleConfig::key>("ruleKey"),
+    VEX_MEMBER_ROWS(RuleConfig, FLOWSPEC_RULE_CONFIG_MEMBERS),
+    Vex::method<&RuleConfig::sanitizeMatchSet>("sanitizeMatchSet"),
+    Vex::method<&RuleConfig::infeasibleMatchInMatchSet>("infeasibleMatchInMatchSet"),
+    Vex::method<&RuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(RuleConfigObserver, RuleConfig, FLOWSPEC_RULE_CONFIG_MEMBERS);
+
+constexpr auto infeasibleRuleRows = Vex::entityRows(
+    Vex::identity<&InfeasibleRule::key>("ruleKey"),
+    VEX_MEMBER_ROWS(InfeasibleRule, FLOWSPEC_INFEASIBLE_RULE_MEMBERS),
+    Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(InfeasibleRuleObserver, InfeasibleRule,
+                    FLOWSPEC_INFEASIBLE_RULE_MEMBERS);
+
+} // namespace
+} // namespace Flowspec
+
+constinit Vex::VexType const Flowspec::RuleConfig::_vexType =
+    Vex::entityDescriptor<RuleConfig, RuleConfigObserver, &RuleConfig::RuleConfigIs>(
+        ruleConfigRows);
+constinit Vex::VexType const Flowspec::InfeasibleRule::_vexType =
+    Vex::entityDescriptor<InfeasibleRule, InfeasibleRuleObserver,
+                          &InfeasibleRule::InfeasibleRuleIs>(infeasibleRuleRows);

@@ -40,62 +40,45 @@ class VexType;
 
 namespace Flowspec {
 
+/// RuleConfig's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                         \
+   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                      \
+   COLLECTION(T, matchSet, MatchSet, MatchCompType, "compType")                        \
+   ATTRIBUTE(T, actionFieldSet, ActionFieldSet, ActionFieldSet, )                      \
+   ATTRIBUTE(T, trafficRateLimit, TrafficRateLimit, float, 0.0f)                       \
+   ATTRIBUTE(T, trafficAction, TrafficAction, TrafficAction, )                         \
+   ATTRIBUTE(T, trafficRedirect, TrafficRedirect, TrafficRedirect, )                   \
+   ATTRIBUTE(T, trafficMarkingDscp, TrafficMarkingDscp, Ipkit::IpTos, )
+
 class RuleConfig : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleConfig> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
-
-   class NotifieeConst : public Vex::NotifieeConstOf<RuleConfig> {
-    public:
-      virtual void onRuleId() {}
-      virtual void onMatchSet(MatchCompType) {}
-      virtual void onMatchSet() {}
-      virtual void onMatchSetvexImmediate() {}
-      virtual void onActionFieldSet() {}
-      virtual void onTrafficRateLimit() {}
-      virtual void onTrafficAction() {}
-      virtual void onTrafficRedirect() {}
-      virtual void onTrafficMarkingDscp() {}
-   };
-   using Notifiee = Vex::NotifieeOf<RuleConfig>;
+public:
+   VEX_ENTITY_DECLARATIONS(RuleConfig, "Flowspec::RuleConfig",
+                           FLOWSPEC_RULE_CONFIG_MEMBERS, FlowspecKey const&)
 
    struct MatchSetKey {
-      MatchCompType operator()(MatchComponent const& c) const noexcept { return c.compType(); }
+      MatchCompType operator()(MatchComponent const& c) const noexcept {
+         return c.compType();
+      }
    };
    /// The node that holds one component of the match set.
-   class VexMatchSet
-       : public Vex::InternalKeyNode<MatchCompType, MatchComponent, MatchSetKey, Vex::RbTreeLink>,
-         public Vex::AllocTracked<VexMatchSet> {
-    public:
+   class VexMatchSet : public Vex::InternalKeyNode<MatchCompType, MatchComponent,
+                                                   MatchSetKey, Vex::RbTreeLink>,
+                       public Vex::AllocTracked<VexMatchSet> {
+   public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::RuleConfig::VexMatchSet";
+      static constexpr char vexTypeName[] = "Flowspec::RuleConfig::VexMatchSet";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::RuleConfig";
-
-   /// The static creator: a new rule with notification on.
-   static Vex::Ptr<RuleConfig> RuleConfigIs(FlowspecKey const& key) {
-      return Vex::entityIs<RuleConfig>(key);
-   }
    /// Use RuleConfigIs: rules are always held through Vex::Ptr.
    explicit RuleConfig(FlowspecKey const& key) : key_(key) {}
-   /// Detaches the observers without calling them.
-   ~RuleConfig() override;
 
    FlowspecKey const& key() const noexcept { return key_; }
    FlowspecKey const& fwkKey() const noexcept { return key_; }
 
-   VEX_ATTRIBUTE(ruleId, RuleId, std::uint64_t, ruleId_)
-   VEX_ATTRIBUTE(actionFieldSet, ActionFieldSet, ActionFieldSet, actionFieldSet_)
-   VEX_ATTRIBUTE(trafficRateLimit, TrafficRateLimit, float, trafficRateLimit_)
-   VEX_ATTRIBUTE(trafficAction, TrafficAction, TrafficAction, trafficAction_)
-   VEX_ATTRIBUTE(trafficRedirect, TrafficRedirect, TrafficRedirect, trafficRedirect_)
-   VEX_ATTRIBUTE(trafficMarkingDscp, TrafficMarkingDscp, Ipkit::IpTos, trafficMarkingDscp_)
+   FLOWSPEC_RULE_CONFIG_MEMBERS(RuleConfig, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
    /// matchSetIs(component), matchSetDel(type) (the removed component, or
    /// MatchComponent(invalid)), matchSetDel(iterator), matchSetDelAll(),
@@ -122,17 +105,13 @@ class RuleConfig : public Vex::Entity,
    /// indent + 2 in type order, then the action fields.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    using MatchSetMap = Vex::RbTreeMap<VexMatchSet, MatchCompType, MatchComponent>;
 
    FlowspecKey key_;
-   std::uint64_t ruleId_ = 0;
-   Vex::ElementCollection<VexMatchSet, MatchCompType, MatchComponent, MatchSetMap> matchSet_;
-   ActionFieldSet actionFieldSet_;
-   float trafficRateLimit_ = 0.0f;
-   TrafficAction trafficAction_;
-   TrafficRedirect trafficRedirect_;
-   Ipkit::IpTos trafficMarkingDscp_;
+   FLOWSPEC_RULE_CONFIG_MEMBERS(RuleConfig, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
+   Vex::ElementCollection<VexMatchSet, MatchCompType, MatchComponent, MatchSetMap>
+       matchSet_;
 };
 
 /// Whether the rule's ipProto component allows one of `protocols`: true when
@@ -144,43 +123,32 @@ bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
 /// "<matchSets=<count>;actionFieldSet=<its value text>>"; "<null>" for null.
 std::ostream& operator<<(std::ostream& os, RuleConfig const* rule);
 
+/// InfeasibleRule's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_INFEASIBLE_RULE_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
+   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                      \
+   ATTRIBUTE(T, matchCompType, MatchCompType, MatchCompType, MatchCompType::invalid)
+
 /// A rule whose match set can never match, with the type to blame.
 class InfeasibleRule : public Vex::Entity,
                        public Vex::RbTreeLink,
                        public Vex::AllocTracked<InfeasibleRule> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+public:
+   VEX_ENTITY_DECLARATIONS(InfeasibleRule, "Flowspec::InfeasibleRule",
+                           FLOWSPEC_INFEASIBLE_RULE_MEMBERS, FlowspecKey const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<InfeasibleRule> {
-    public:
-      virtual void onRuleId() {}
-      virtual void onMatchCompType() {}
-   };
-   using Notifiee = Vex::NotifieeOf<InfeasibleRule>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::InfeasibleRule";
-
-   static Vex::Ptr<InfeasibleRule> InfeasibleRuleIs(FlowspecKey const& key) {
-      return Vex::entityIs<InfeasibleRule>(key);
-   }
    explicit InfeasibleRule(FlowspecKey const& key) : key_(key) {}
-   ~InfeasibleRule() override;
 
    FlowspecKey const& key() const noexcept { return key_; }
    FlowspecKey const& fwkKey() const noexcept { return key_; }
-   VEX_ATTRIBUTE(ruleId, RuleId, std::uint64_t, ruleId_)
-   VEX_ATTRIBUTE(matchCompType, MatchCompType, MatchCompType, matchCompType_)
+   FLOWSPEC_INFEASIBLE_RULE_MEMBERS(InfeasibleRule, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
    /// "ruleKey: <command-line key>, ruleId: <id>", then "matchCompType is <n>".
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    FlowspecKey key_;
-   std::uint64_t ruleId_ = 0;
-   MatchCompType matchCompType_ = MatchCompType::invalid;
+   FLOWSPEC_INFEASIBLE_RULE_MEMBERS(InfeasibleRule, VEX_ATTRIBUTE_MEMBER,
+                                    VEX_NO_COLLECTION)
 };
 
 } // namespace Flowspec

@@ -5,15 +5,16 @@
 // the next hops a redirect resolved to. A child of VrfRuleStatus; setters
 // follow the entity pattern (Vex/EntityPattern.h).
 //
-//   | attribute           | type                      | default                              |
+//   | attribute           | type                      | default |
 //   |---------------------|---------------------------|--------------------------------------|
-//   | key (also ruleKey)  | FlowspecKey               | given (identity)                     |
-//   | statusCode          | HwRuleProgrammingStatus   | unprocessed                          |
-//   | errorReason         | Vex::String               | "Not processed"                      |
-//   | packetCount         | u64                       | 0                                    |
-//   | version             | Kiln::UniqueId            | the unset id                         |
-//   | resolvedNexthopInfo | Pbr::ResolvedNexthopInfo  | group 0 in VRF "default", no via     |
-//   | isProgrammed        | bool, derived, read-only  | programmed or programmedWithFailures |
+//   | key (also ruleKey)  | FlowspecKey               | given (identity) | | statusCode
+//   | HwRuleProgrammingStatus   | unprocessed                          | | errorReason
+//   | Vex::String               | "Not processed"                      | | packetCount
+//   | u64                       | 0                                    | | version |
+//   Kiln::UniqueId            | the unset id                         | |
+//   resolvedNexthopInfo | Pbr::ResolvedNexthopInfo  | group 0 in VRF "default", no via
+//   | | isProgrammed        | bool, derived, read-only  | programmed or
+//   programmedWithFailures |
 #pragma once
 
 #include "Flowspec/values/FlowspecKey.h"
@@ -33,44 +34,30 @@ class VexType;
 
 namespace Flowspec {
 
+/// RuleStatus's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                         \
+   ATTRIBUTE(T, statusCode, StatusCode, HwRuleProgrammingStatus,                       \
+             HwRuleProgrammingStatus::unprocessed)                                     \
+   ATTRIBUTE(T, errorReason, ErrorReason, Vex::String, "Not processed")                \
+   ATTRIBUTE(T, packetCount, PacketCount, std::uint64_t, 0)                            \
+   ATTRIBUTE(T, version, Version, Kiln::UniqueId, )                                    \
+   ATTRIBUTE(T, resolvedNexthopInfo, ResolvedNexthopInfo, Pbr::ResolvedNexthopInfo, )
+
 class RuleStatus : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleStatus> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+public:
+   VEX_ENTITY_DECLARATIONS(RuleStatus, "Flowspec::RuleStatus",
+                           FLOWSPEC_RULE_STATUS_MEMBERS, FlowspecKey const&)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<RuleStatus> {
-    public:
-      virtual void onStatusCode() {}
-      virtual void onErrorReason() {}
-      virtual void onPacketCount() {}
-      virtual void onVersion() {}
-      virtual void onResolvedNexthopInfo() {}
-   };
-   using Notifiee = Vex::NotifieeOf<RuleStatus>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::RuleStatus";
-
-   static Vex::Ptr<RuleStatus> RuleStatusIs(FlowspecKey const& key) {
-      return Vex::entityIs<RuleStatus>(key);
-   }
    explicit RuleStatus(FlowspecKey const& key);
-   ~RuleStatus() override;
 
    FlowspecKey const& key() const noexcept { return key_; }
    /// A second name for key().
    FlowspecKey const& ruleKey() const noexcept { return key_; }
    FlowspecKey const& fwkKey() const noexcept { return key_; }
 
-   VEX_ATTRIBUTE(statusCode, StatusCode, HwRuleProgrammingStatus, statusCode_)
-   VEX_ATTRIBUTE(errorReason, ErrorReason, Vex::String, errorReason_)
-   VEX_ATTRIBUTE(packetCount, PacketCount, std::uint64_t, packetCount_)
-   VEX_ATTRIBUTE(version, Version, Kiln::UniqueId, version_)
-   VEX_ATTRIBUTE(resolvedNexthopInfo, ResolvedNexthopInfo, Pbr::ResolvedNexthopInfo,
-                 resolvedNexthopInfo_)
+   FLOWSPEC_RULE_STATUS_MEMBERS(RuleStatus, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
    /// True for programmed and programmedWithFailures; no storage, no setter.
    bool isProgrammed() const noexcept {
@@ -83,13 +70,9 @@ class RuleStatus : public Vex::Entity,
    /// active via ("<addr>, <intf>, <weight>") at indent + 2.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    FlowspecKey key_;
-   HwRuleProgrammingStatus statusCode_ = HwRuleProgrammingStatus::unprocessed;
-   Vex::String errorReason_ = "Not processed";
-   std::uint64_t packetCount_ = 0;
-   Kiln::UniqueId version_;
-   Pbr::ResolvedNexthopInfo resolvedNexthopInfo_;
+   FLOWSPEC_RULE_STATUS_MEMBERS(RuleStatus, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
 };
 
 } // namespace Flowspec

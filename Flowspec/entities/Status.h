@@ -29,31 +29,19 @@ class VexType;
 
 namespace Flowspec {
 
+/// AfIntfColl's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_AF_INTF_COLL_MEMBERS(T, ATTRIBUTE, COLLECTION)                        \
+   COLLECTION(T, intf, Intf, Ipkit::IntfId, "key")
+
 /// The active interfaces of one address family.
 class AfIntfColl : public Vex::Entity,
                    public Vex::HashLink,
                    public Vex::AllocTracked<AfIntfColl> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+public:
+   VEX_ENTITY_DECLARATIONS(AfIntfColl, "Flowspec::AfIntfColl",
+                           FLOWSPEC_AF_INTF_COLL_MEMBERS, Ipkit::AddressFamily)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<AfIntfColl> {
-    public:
-      virtual void onIntf(Ipkit::IntfId const&) {}
-      virtual void onIntfvexImmediate() {}
-      virtual void onIntf() {}
-   };
-   using Notifiee = Vex::NotifieeOf<AfIntfColl>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::AfIntfColl";
-
-   static Vex::Ptr<AfIntfColl> AfIntfCollIs(Ipkit::AddressFamily af) {
-      return Vex::entityIs<AfIntfColl>(af);
-   }
    explicit AfIntfColl(Ipkit::AddressFamily af) : af_(af) {}
-   ~AfIntfColl() override;
 
    Ipkit::AddressFamily af() const noexcept { return af_; }
    Ipkit::AddressFamily fwkKey() const noexcept { return af_; }
@@ -62,50 +50,36 @@ class AfIntfColl : public Vex::Entity,
    /// intfDelAll(), intfNotify(intf), intf(intf) (membership), ...
    VEX_SET_COLLECTION(intf, Intf, Ipkit::IntfId, intf_)
 
- private:
+private:
    using IntfNode = Vex::SetNode<Ipkit::IntfId, Vex::HashLink>;
 
    Ipkit::AddressFamily af_;
-   Vex::SetCollection<IntfNode, Ipkit::IntfId, Vex::HashMap2018<IntfNode, Ipkit::IntfId, void>>
-      intf_;
+   Vex::SetCollection<IntfNode, Ipkit::IntfId,
+                      Vex::HashMap2018<IntfNode, Ipkit::IntfId, void>>
+       intf_;
 };
+
+/// VrfRuleStatus's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_VRF_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
+   COLLECTION(T, activeIntfPerAf, ActiveIntfPerAf, Ipkit::AddressFamily, "key")        \
+   COLLECTION(T, intfError, IntfError, IntfErrorKey, "key")                            \
+   COLLECTION(T, ruleStatus, RuleStatus, FlowspecKey, "key")
 
 class VrfRuleStatus : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleStatus> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+public:
+   VEX_ENTITY_DECLARATIONS(VrfRuleStatus, "Flowspec::VrfRuleStatus",
+                           FLOWSPEC_VRF_RULE_STATUS_MEMBERS, Vrf::VrfIdMap::VrfId)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleStatus> {
-    public:
-      virtual void onActiveIntfPerAf(Ipkit::AddressFamily) {}
-      virtual void onActiveIntfPerAfvexImmediate() {}
-      virtual void onActiveIntfPerAf() {}
-      virtual void onIntfError(IntfErrorKey const&) {}
-      virtual void onIntfErrorvexImmediate() {}
-      virtual void onIntfError() {}
-      virtual void onRuleStatus(FlowspecKey const&) {}
-      virtual void onRuleStatusvexImmediate() {}
-      virtual void onRuleStatus() {}
-   };
-   using Notifiee = Vex::NotifieeOf<VrfRuleStatus>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::VrfRuleStatus";
-
-   static Vex::Ptr<VrfRuleStatus> VrfRuleStatusIs(Vrf::VrfIdMap::VrfId vrfId) {
-      return Vex::entityIs<VrfRuleStatus>(vrfId);
-   }
    explicit VrfRuleStatus(Vrf::VrfIdMap::VrfId vrfId) : vrfId_(vrfId) {}
    ~VrfRuleStatus() override;
 
    Vrf::VrfIdMap::VrfId vrfId() const noexcept { return vrfId_; }
    Vrf::VrfIdMap::VrfId fwkKey() const noexcept { return vrfId_; }
 
-   VEX_CHILD_COLLECTION(activeIntfPerAf, ActiveIntfPerAf, AfIntfColl, Ipkit::AddressFamily,
-                        activeIntfPerAf_)
+   VEX_CHILD_COLLECTION(activeIntfPerAf, ActiveIntfPerAf, AfIntfColl,
+                        Ipkit::AddressFamily, activeIntfPerAf_)
    /// intfErrorIs(key, text) (silent when equal), intfError(key) (the text,
    /// "" when absent), intfErrorDel, intfErrorDelAll, intfErrorNotify.
    VEX_MAP_COLLECTION(intfError, IntfError, IntfErrorKey, Vex::String, intfError_)
@@ -118,68 +92,57 @@ class VrfRuleStatus : public Vex::Entity,
    /// at indent + 2. Interfaces and errors are not dumped.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    using IntfErrorNode = Vex::MapNode<IntfErrorKey, Vex::String, Vex::HashLink>;
 
    Vrf::VrfIdMap::VrfId vrfId_;
    Vex::ChildCollection<AfIntfColl, Ipkit::AddressFamily,
                         Vex::HashMap<AfIntfColl, Ipkit::AddressFamily>>
-      activeIntfPerAf_;
+       activeIntfPerAf_;
    Vex::MapCollection<IntfErrorNode, IntfErrorKey, Vex::String,
                       Vex::HashMap2018<IntfErrorNode, IntfErrorKey, Vex::String>>
-      intfError_;
-   Vex::ChildCollection<RuleStatus, FlowspecKey, Vex::RbTreeMap<RuleStatus, FlowspecKey>>
-      ruleStatus_;
+       intfError_;
+   Vex::ChildCollection<RuleStatus, FlowspecKey,
+                        Vex::RbTreeMap<RuleStatus, FlowspecKey>>
+       ruleStatus_;
 };
 
-class Status : public Vex::Entity, public Vex::AllocTracked<Status> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+/// Status's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                              \
+   COLLECTION(T, vrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId, "key",            \
+              &Vrf::VrfIdMap::vrfIdType)                                               \
+   ATTRIBUTE(T, counterUpdateTime, CounterUpdateTime, double, 0.0)                     \
+   ATTRIBUTE(T, flowspecSupported, FlowspecSupported, bool, false)                     \
+   COLLECTION(T, unsupportedQual, UnsupportedQual, Ipkit::AddressFamily, "af")
 
-   class NotifieeConst : public Vex::NotifieeConstOf<Status> {
-    public:
-      virtual void onVrfRuleStatus(Vrf::VrfIdMap::VrfId) {}
-      virtual void onVrfRuleStatusvexImmediate() {}
-      virtual void onVrfRuleStatus() {}
-      virtual void onCounterUpdateTime() {}
-      virtual void onFlowspecSupported() {}
-      virtual void onUnsupportedQual(Ipkit::AddressFamily) {}
-      virtual void onUnsupportedQualvexImmediate() {}
-      virtual void onUnsupportedQual() {}
-   };
-   using Notifiee = Vex::NotifieeOf<Status>;
+class Status : public Vex::NamedEntity, public Vex::AllocTracked<Status> {
+public:
+   VEX_ENTITY_DECLARATIONS(Status, "Flowspec::Status", FLOWSPEC_STATUS_MEMBERS,
+                           Vex::Name const&)
 
    /// Keys an UnsupportedQual by its address family.
    struct UnsupportedQualKeyFunktor {
-      Ipkit::AddressFamily operator()(UnsupportedQual const& q) const noexcept { return q.af(); }
+      Ipkit::AddressFamily operator()(UnsupportedQual const& q) const noexcept {
+         return q.af();
+      }
    };
    /// The node that holds one UnsupportedQual; its key is always its af.
    class VexUnsupportedQual
        : public Vex::InternalKeyNode<Ipkit::AddressFamily, UnsupportedQual,
                                      UnsupportedQualKeyFunktor, Vex::HashLink>,
          public Vex::AllocTracked<VexUnsupportedQual> {
-    public:
+   public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::Status::VexUnsupportedQual";
+      static constexpr char vexTypeName[] = "Flowspec::Status::VexUnsupportedQual";
    };
 
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::Status";
-
-   static Vex::Ptr<Status> StatusIs(Vex::Name const& name) { return Vex::entityIs<Status>(name); }
-   explicit Status(Vex::Name const& name) : name_(name) {}
+   explicit Status(Vex::Name const& name) : NamedEntity(name) {}
    ~Status() override;
 
-   Vex::Name name() const override { return name_; }
-   void nameIsFromBackup(Vex::Name const& name) override;
-
-   VEX_CHILD_COLLECTION(vrfRuleStatus, VrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId,
-                        vrfRuleStatus_)
-   VEX_ATTRIBUTE(counterUpdateTime, CounterUpdateTime, double, counterUpdateTime_)
-   VEX_ATTRIBUTE(flowspecSupported, FlowspecSupported, bool, flowspecSupported_)
+   VEX_CHILD_COLLECTION(vrfRuleStatus, VrfRuleStatus, VrfRuleStatus,
+                        Vrf::VrfIdMap::VrfId, vrfRuleStatus_)
+   FLOWSPEC_STATUS_MEMBERS(Status, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
    /// unsupportedQualIs(q) keyed by q.af(): silent when an equal value is
    /// stored, otherwise replaces or inserts and tells onUnsupportedQual(af);
    /// unsupportedQualDel(af) (the removed value, or UnsupportedQual(0)), ...
@@ -190,17 +153,15 @@ class Status : public Vex::Entity, public Vex::AllocTracked<Status> {
    /// 2, "Unsupported AF quals: #<n>", each UnsupportedQual at indent + 2.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
-   Vex::Name name_;
+private:
    Vex::ChildCollection<VrfRuleStatus, Vrf::VrfIdMap::VrfId,
                         Vex::HashMap<VrfRuleStatus, Vrf::VrfIdMap::VrfId>>
-      vrfRuleStatus_;
-   double counterUpdateTime_ = 0.0;
-   bool flowspecSupported_ = false;
-   Vex::ElementCollection<VexUnsupportedQual, Ipkit::AddressFamily, UnsupportedQual,
-                          Vex::HashMap2018<VexUnsupportedQual, Ipkit::AddressFamily,
-                                           UnsupportedQual>>
-      unsupportedQual_;
+       vrfRuleStatus_;
+   FLOWSPEC_STATUS_MEMBERS(Status, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
+   Vex::ElementCollection<
+       VexUnsupportedQual, Ipkit::AddressFamily, UnsupportedQual,
+       Vex::HashMap2018<VexUnsupportedQual, Ipkit::AddressFamily, UnsupportedQual>>
+       unsupportedQual_;
 };
 
 } // namespace Flowspec

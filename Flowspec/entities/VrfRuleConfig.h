@@ -20,31 +20,18 @@ class VexType;
 
 namespace Flowspec {
 
+/// VrfRuleConfig's attributes and collections, in table order (Vex/EntityPattern.h).
+#define FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
+   COLLECTION(T, rule, Rule, FlowspecKey, "key")                                       \
+   COLLECTION(T, infeasibleRule, InfeasibleRule, FlowspecKey, "key")
+
 class VrfRuleConfig : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleConfig> {
- public:
-   /// The type's descriptor, registered when the library is loaded.
-   static Vex::VexType const _vexType;
-   Vex::VexType const* fwkType() const noexcept override { return &_vexType; }
+public:
+   VEX_ENTITY_DECLARATIONS(VrfRuleConfig, "Flowspec::VrfRuleConfig",
+                           FLOWSPEC_VRF_RULE_CONFIG_MEMBERS, Vrf::VrfIdMap::VrfId)
 
-   class NotifieeConst : public Vex::NotifieeConstOf<VrfRuleConfig> {
-    public:
-      virtual void onRule(FlowspecKey const&) {}
-      virtual void onRule() {}
-      virtual void onRulevexImmediate() {}
-      virtual void onInfeasibleRule(FlowspecKey const&) {}
-      virtual void onInfeasibleRule() {}
-      virtual void onInfeasibleRulevexImmediate() {}
-   };
-   using Notifiee = Vex::NotifieeOf<VrfRuleConfig>;
-
-   static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "Flowspec::VrfRuleConfig";
-
-   static Vex::Ptr<VrfRuleConfig> VrfRuleConfigIs(Vrf::VrfIdMap::VrfId vrfId) {
-      return Vex::entityIs<VrfRuleConfig>(vrfId);
-   }
    explicit VrfRuleConfig(Vrf::VrfIdMap::VrfId vrfId) : vrfId_(vrfId) {}
    ~VrfRuleConfig() override;
 
@@ -62,11 +49,14 @@ class VrfRuleConfig : public Vex::Entity,
 
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
- private:
+private:
    Vrf::VrfIdMap::VrfId vrfId_;
-   Vex::ChildCollection<RuleConfig, FlowspecKey, Vex::RbTreeMap<RuleConfig, FlowspecKey>> rule_;
-   Vex::ChildCollection<InfeasibleRule, FlowspecKey, Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
-      infeasibleRule_;
+   Vex::ChildCollection<RuleConfig, FlowspecKey,
+                        Vex::RbTreeMap<RuleConfig, FlowspecKey>>
+       rule_;
+   Vex::ChildCollection<InfeasibleRule, FlowspecKey,
+                        Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
+       infeasibleRule_;
 };
 
 } // namespace Flowspec

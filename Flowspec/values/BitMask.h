@@ -12,18 +12,29 @@
 //   | val      | 16-bit | 0       |
 //   | mask     | 16-bit | 0       |
 //
-// A derived type gives its vocabulary: `lastBit`, `maskForAllBits` and
-// `bitNames`, the command-line name of each bit from 0 to lastBit.
+// A derived type gives its vocabulary in `bitTable`: each bit from 0 to
+// `lastBit`, its enumerator name and its command-line name.
 #pragma once
 
 #include "Flowspec/framework/ValueCodec.h"
 #include "Vex/String.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
+#include <iterator>
 #include <span>
 #include <tuple>
 
 namespace Flowspec {
+
+/// One bit of a mask's vocabulary.
+template <class Bit>
+struct BitMaskBit {
+   char const* name;    ///< the enumerator's name
+   Bit value;           ///< the bit's number
+   char const* cliName; ///< its name in the command-line text
+};
 
 namespace Internal {
 Vex::String bitMaskToStrep(std::uint16_t val, std::uint16_t mask);
@@ -36,9 +47,9 @@ template <class Derived>
 class BitMask {
  public:
    static constexpr auto vexFields() {
-      return std::tuple{Vex::field("matchAll", [](Derived const& m) { return m.matchAll(); }),
-                        Vex::field("val", [](Derived const& m) { return m.val(); }),
-                        Vex::field("mask", [](Derived const& m) { return m.mask(); })};
+      return std::tuple{Vex::valueField("matchAll", &BitMask::matchAll, &BitMask::matchAllIs),
+                        Vex::valueField("val", &BitMask::val, &BitMask::valIs),
+                        Vex::valueField("mask", &BitMask::mask, &BitMask::maskIs)};
    }
    static constexpr Derived vexFromFields(bool matchAll, std::uint16_t val, std::uint16_t mask) {
       Derived d(val, mask);
@@ -66,7 +77,12 @@ class BitMask {
    /// "<name>:0" by its bit in val, joined with ","; "" for a mask of 0.
    /// matchAll and bits above lastBit are not printed.
    Vex::String toStrepCli() const {
-      return Internal::bitMaskToStrepCli(val_, mask_, Derived::bitNames);
+      static constexpr auto names = [] {
+         std::array<char const*, std::size(Derived::bitTable)> out{};
+         for (std::size_t i = 0; i < out.size(); ++i) out[i] = Derived::bitTable[i].cliName;
+         return out;
+      }();
+      return Internal::bitMaskToStrepCli(val_, mask_, names);
    }
 
    friend constexpr bool operator==(Derived const& a, Derived const& b) noexcept {

@@ -24,11 +24,11 @@ class CounterVersion {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::CounterVersion";
+   static constexpr char vexTypeName[] = "Flowspec::CounterVersion";
    static constexpr auto vexFields() {
       using C = CounterVersion;
-      return std::tuple{Vex::field("counter", [](C const& c) { return c.counter(); }),
-                        Vex::field("version", [](C const& c) { return c.version(); })};
+      return std::tuple{Vex::valueField("counter", &C::counter, &C::counterIs),
+                        Vex::valueField("version", &C::version, &C::versionIs)};
    }
 
    CounterVersion() = default;

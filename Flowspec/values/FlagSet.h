@@ -2,13 +2,15 @@
 // ActionFieldSet, TrafficAction and IpVersion.
 //
 // A flag set is one unsigned 32-bit word, `value`, default 0, in which each
-// named flag is one bit. Derived sets name their flags (`x()` and `xIs(bool)`
-// per flag, and a constant `x_`, the set with only that bit) and give:
-//   static constexpr std::uint32_t maxValue;            the highest word allowed
-//   static constexpr char const* rangeMessage;           the error above it
-//   static constexpr std::array<char const*, N> flagNames;  bit order
-//   static constexpr char const* vexTypeName;             "Flowspec::<Type>"
-// and two reading constructors that delegate to fromStrep and fromLog.
+// named flag is one bit. A derived set lists its flags once, as a macro of
+// FLAG(Type, name, bit) entries in bit order, and expands it three times:
+// FLOWSPEC_FLAG_NAME for `flagNames`, FLOWSPEC_FLAG_ACCESSORS in the class
+// (`x()`, `xIs(bool)` and the declaration of the constant `x_`, the set with
+// only that bit) and FLOWSPEC_FLAG_CONSTANT after it. It also gives:
+//   static constexpr std::uint32_t maxValue;   the highest word allowed
+//   static constexpr char rangeMessage[];      the error above it
+//   static constexpr char vexTypeName[];       "Flowspec::<Type>"
+// and takes the reading constructors with `using FlagSet::FlagSet`.
 // Setting `value` above maxValue raises Vex::RangeException with exactly
 // rangeMessage; setting single flags cannot exceed it. Equality compares the
 // word; the hash is the word itself; there is no order.
@@ -33,6 +35,10 @@ template <class Derived>
 class FlagSet {
  public:
    constexpr FlagSet() noexcept = default;
+   /// Read the value text (every flag, then the maxValue check) or the log
+   /// (the word, checked).
+   FlagSet(Vex::TextIter& pos, Vex::TextIter end) : value_(fromStrep(pos, end).value_) {}
+   FlagSet(Vex::NboAttrLog::In* in, Vex::StreamBogon) : value_(fromLog(*in).value_) {}
 
    constexpr std::uint32_t value() const noexcept { return value_; }
    /// Raises Vex::RangeException(Derived::rangeMessage) above Derived::maxValue
@@ -46,6 +52,15 @@ class FlagSet {
    constexpr bool flag(unsigned bit) const noexcept { return value_ >> bit & 1U; }
    constexpr void flagIs(unsigned bit, bool on) noexcept {
       value_ = on ? value_ | 1U << bit : value_ & ~(1U << bit);
+   }
+   /// flag(Bit) and flagIs(Bit, on) with the bit fixed, for reflection rows.
+   template <unsigned Bit>
+   constexpr bool flagAt() const noexcept {
+      return flag(Bit);
+   }
+   template <unsigned Bit>
+   constexpr void flagAtIs(bool on) noexcept {
+      flagIs(Bit, on);
    }
 
    constexpr std::uint32_t hash() const noexcept { return value_; }
@@ -122,3 +137,11 @@ class FlagSet {
 };
 
 } // namespace Flowspec
+
+/// The pieces a flag set's list of FLAG(Type, name, bit) entries expands to.
+#define FLOWSPEC_FLAG_NAME(T, x, bit) #x,
+#define FLOWSPEC_FLAG_ACCESSORS(T, x, bit)                                                 \
+   constexpr bool x() const noexcept { return flag(bit); }                                 \
+   constexpr void x##Is(bool on) noexcept { flagIs(bit, on); }                             \
+   static T const x##_;
+#define FLOWSPEC_FLAG_CONSTANT(T, x, bit) inline constexpr T T::x##_ = withValue(1u << (bit));

@@ -2,6 +2,7 @@
 
 #include "Flowspec/framework/LogSequence.h"
 #include "Vex/Assert.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -229,5 +230,69 @@ void FlowspecKey::copyIn(FlowspecKey const& other) {
       matchOpValIs(n->fwkKey(), n->value());
    }
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+// The key's separators are characters; reflection shows them as strings.
+Vex::String compSeparatorText() {
+   static constexpr char text[] = {FlowspecKey::compSeparator(), 0};
+   return text;
+}
+Vex::String compEndText() {
+   static constexpr char text[] = {FlowspecKey::compEnd(), 0};
+   return text;
+}
+
+constexpr auto flowspecKeyRows = Vex::valueRows({
+   Vex::field<&FlowspecKey::vrfId, &FlowspecKey::vrfIdIs>("vrfId"),
+   Vex::field<&FlowspecKey::addressFamily, &FlowspecKey::addressFamilyIs>("addressFamily"),
+   Vex::field<&FlowspecKey::destPrefix, &FlowspecKey::destPrefixIs>("destPrefix"),
+   Vex::field<&FlowspecKey::srcPrefix, &FlowspecKey::srcPrefixIs>("srcPrefix"),
+   Vex::constant<&compSeparatorText>("compSeparator"),
+   Vex::constant<&compEndText>("compEnd"),
+   VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "index"),
+   Vex::method<&FlowspecKey::hash>("hash"),
+   Vex::method<&FlowspecKey::compare, "other">("compare"),
+   Vex::method<&FlowspecKey::cmpPrefix, "a", "b">("cmpPrefix"),
+   Vex::method<&FlowspecKey::copyIn, "other">("copyIn"),
+   Vex::method<&FlowspecKey::copyInStr, "text">("copyInStr"),
+   Vex::method<&FlowspecKey::toStrep>("toStrep"),
+   Vex::method<&FlowspecKey::toStrepCli>("toStrepCli"),
+   Vex::method<&FlowspecKey::toStrepCliDetail>("toStrepCliDetail"),
+   Vex::method<&FlowspecKey::copyInStrCli, "text">("copyInStrCli"),
+   Vex::method<&FlowspecKey::stringValue>("stringValue"),
+   Vex::method<&FlowspecKey::copyInStringValue, "text">("copyInStringValue"),
+   Vex::method<&FlowspecKey::setOpVal, "index", "mtype", "op", "val">("setOpVal"),
+   Vex::method<&FlowspecKey::getOptVal, "index">("getOptVal"),
+});
+
+template <class T>
+constexpr Vex::TypeFn type = &Vex::Reflection::typeFn<T>;
+
+constexpr Vex::Param flowspecKeyArgs[] = {{"vrfId", &Vrf::VrfIdMap::vrfIdType},
+                                          {"addressFamily", type<Ipkit::AddressFamily>},
+                                          {"destPrefix", type<Ipkit::IpGenPrefix>},
+                                          {"srcPrefix", type<Ipkit::IpGenPrefix>}};
+
+Vex::GenericValue flowspecKeyFromArgs(Vex::GenericArgs args) {
+   Vex::Reflection::checkArgCount(args, 4);
+   FlowspecKey key;
+   key.vrfIdIs(args[0].value<Vrf::VrfIdMap::VrfId>());
+   key.addressFamilyIs(args[1].value<Ipkit::AddressFamily>());
+   key.destPrefixIs(args[2].value<Ipkit::IpGenPrefix>());
+   key.srcPrefixIs(args[3].value<Ipkit::IpGenPrefix>());
+   return Vex::GenericValue(key);
+}
+
+} // namespace
+
+constinit Vex::VexType const FlowspecKey::_vexType = Vex::valueDescriptor<FlowspecKey>({
+   .name = vexTypeName,
+   .rows = flowspecKeyRows,
+   .ctorArgs = flowspecKeyArgs,
+   .construct = &flowspecKeyFromArgs,
+});
 
 } // namespace Flowspec

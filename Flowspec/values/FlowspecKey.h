@@ -58,6 +58,7 @@ class FlowspecKey {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   static constexpr char vexTypeName[] = "Flowspec::FlowspecKey";
 
    /// The node that holds one pair in the key's map.
    class VexMatchOpVal : public Vex::MapNode<MatchOpValIndex, MatchOpVal, Vex::RbTreeLink>,
@@ -65,7 +66,7 @@ class FlowspecKey {
     public:
       using MapNode::MapNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char const* vexAllocTrackName = "Flowspec::FlowspecKey::VexMatchOpVal";
+      static constexpr char vexTypeName[] = "Flowspec::FlowspecKey::VexMatchOpVal";
    };
    using MatchOpValMap = Vex::RbTreeMap<VexMatchOpVal, MatchOpValIndex, MatchOpVal>;
 

@@ -1,64 +1,69 @@
 #include "Flowspec/values/FlowspecUtil.h"
 
 #include "Vex/Assert.h"
+#include "Vex/ReflectTable.h"
 
+#include <iterator>
 #include <string>
 
 namespace Flowspec {
 
 namespace {
-// Indexed by the MatchCompType number.
-constexpr char const* compTypeLabels[numComponentTypes] = {
-   "INVALID", "", "", "IP", "P", "DP", "SP", "IT", "IC", "TCP", "LEN", "DSCP", "FRAG", "FL",
-};
+
 static_assert(
    [] {
-      for (char const* label : compTypeLabels) {
-         if (std::char_traits<char>::length(label) > Internal::compTypeLabelMax) {
+      for (MatchCompTypeInfo const& info : matchCompTypeTable) {
+         if (std::char_traits<char>::length(info.label) > Internal::compTypeLabelMax) {
             return false;
          }
       }
       return true;
    }(),
    "Internal::compTypeLabelMax is the longest short label");
-char const* const compTypeDetailLabels[numComponentTypes] = {
-   "INVALID",   "Destination Prefix", "Source Prefix", "IP Protocol",   "Port",
-   "Destination Port", "Source Port", "ICMP Type",     "ICMP Code",     "TCP Flags",
-   "Packet Length",    "DSCP",        "Fragment Flags", "Flow Label",
-};
 
-char const* labelAt(char const* const* table, MatchCompType compType) {
+MatchCompTypeInfo const& infoOf(MatchCompType compType) {
    VEX_ASSERT_TEXT(static_cast<std::uint32_t>(compType) < numComponentTypes,
                    "compType < numComponentTypes");
-   char const* text = table[static_cast<std::uint32_t>(compType)];
-   return text ? text : "";
+   return *matchCompTypeInfo(compType);
 }
+
 } // namespace
 
 char const* Internal::compTypeLabelText(MatchCompType compType) {
-   return labelAt(compTypeLabels, compType);
+   return infoOf(compType).label;
 }
 
 Vex::String FlowspecUtil::compTypeToLabel(MatchCompType compType) const {
-   return labelAt(compTypeLabels, compType);
+   return infoOf(compType).label;
 }
 
 Vex::String FlowspecUtil::compTypeToDetailLabel(MatchCompType compType) const {
-   return labelAt(compTypeDetailLabels, compType);
+   return infoOf(compType).detailLabel;
 }
 
 Vex::String FlowspecUtil::statusCodeToStrep(HwRuleProgrammingStatus status) const {
-   switch (status) {
-   case HwRuleProgrammingStatus::unprocessed: return "Not processed";
-   case HwRuleProgrammingStatus::programmed: return "Programmed";
-   case HwRuleProgrammingStatus::programmedWithFailures: return "Programmed with some failures";
-   case HwRuleProgrammingStatus::unsupportedMatch: return "Unsupported Match";
-   case HwRuleProgrammingStatus::unsupportedTcamProfile: return "Unsupported TCAM Profile";
-   case HwRuleProgrammingStatus::unsupportedAction: return "Unsupported Action";
-   case HwRuleProgrammingStatus::resourceExhausted: return "Resource Exhausted";
-   }
+   auto const i = static_cast<std::uint32_t>(status);
+   if (i < std::size(hwRuleProgrammingStatusTable)) return hwRuleProgrammingStatusTable[i].text;
    VEX_ASSERT_TEXT(false, "false && \"Unexpected status code\"");
    return "";
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto flowspecUtilRows = Vex::valueRows({
+   Vex::method<&FlowspecUtil::compTypeToLabel, "compType">("compTypeToLabel"),
+   Vex::method<&FlowspecUtil::compTypeToDetailLabel, "compType">("compTypeToDetailLabel"),
+   Vex::method<&FlowspecUtil::statusCodeToStrep, "status">("statusCodeToStrep"),
+});
+
+} // namespace
+
+constinit Vex::VexType const FlowspecUtil::_vexType = Vex::valueDescriptor<FlowspecUtil>({
+   .name = vexTypeName,
+   .rows = flowspecUtilRows,
+   .construct = &Vex::Reflection::constructValue<FlowspecUtil>,
+});
 
 } // namespace Flowspec

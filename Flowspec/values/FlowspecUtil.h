@@ -4,25 +4,8 @@
 // A value type without fields: any two FlowspecUtil objects are equal. It
 // gives the label functions a home in the reflection interface.
 //
-//   | kind          | label | detail label         |   | status                 | text                            |
-//   |---------------|-------|----------------------|---|------------------------|---------------------------------|
-//   | invalid       | INVALID | INVALID            |   | unprocessed            | Not processed                   |
-//   | destPrefix    |       | Destination Prefix   |   | programmed             | Programmed                      |
-//   | srcPrefix     |       | Source Prefix        |   | programmedWithFailures | Programmed with some failures   |
-//   | ipProto       | IP    | IP Protocol          |   | unsupportedMatch       | Unsupported Match               |
-//   | port          | P     | Port                 |   | unsupportedTcamProfile | Unsupported TCAM Profile        |
-//   | destPort      | DP    | Destination Port     |   | unsupportedAction      | Unsupported Action              |
-//   | srcPort       | SP    | Source Port          |   | resourceExhausted      | Resource Exhausted              |
-//   | icmpType      | IT    | ICMP Type            |
-//   | icmpCode      | IC    | ICMP Code            |
-//   | tcpFlags      | TCP   | TCP Flags            |
-//   | packetLength  | LEN   | Packet Length        |
-//   | dscp          | DSCP  | DSCP                 |
-//   | fragment      | FRAG  | Fragment Flags       |
-//   | flowLabel     | FL    | Flow Label           |
-//
-// The prefix kinds have an empty short label: the compact rule text knows
-// the two prefixes by their position.
+// The labels come from matchCompTypeTable (MatchCompType.h), the status texts
+// from hwRuleProgrammingStatusTable (HwRuleProgrammingStatus.h).
 #pragma once
 
 #include "Flowspec/values/HwRuleProgrammingStatus.h"
@@ -30,6 +13,7 @@
 #include "Vex/String.h"
 
 #include <cstddef>
+#include <ostream>
 
 namespace Vex {
 class VexType;
@@ -41,6 +25,7 @@ class FlowspecUtil {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   static constexpr char vexTypeName[] = "Flowspec::FlowspecUtil";
 
    /// The short label of `compType`. A value above flowLabel is a bug: the
    /// process aborts with "compType < numComponentTypes".
@@ -58,6 +43,8 @@ class FlowspecUtil {
 inline Vex::String valueToStrep(FlowspecUtil const&) { return Vex::String(); }
 /// Reads the empty value text: consumes nothing.
 inline void sequenceToValue(Vex::TextIter&, Vex::TextIter, FlowspecUtil&) {}
+/// Writes the value text: nothing.
+inline std::ostream& operator<<(std::ostream& os, FlowspecUtil const&) { return os; }
 
 namespace Internal {
 /// The short label of `compType` as a constant text (no copy), with the same

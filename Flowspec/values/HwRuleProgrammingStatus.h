@@ -27,6 +27,38 @@ enum class HwRuleProgrammingStatus : std::uint32_t {
    resourceExhausted = 6,
 };
 
+/// The qualified name the enumeration is registered under.
+inline constexpr char vexTypeName_HwRuleProgrammingStatus[] = "Flowspec::HwRuleProgrammingStatus";
+
+/// One status: its enumerator name and the text the command line prints.
+struct HwRuleProgrammingStatusInfo {
+   char const* name;
+   HwRuleProgrammingStatus value;
+   char const* text;
+};
+
+/// Every status, indexed by its number.
+inline constexpr HwRuleProgrammingStatusInfo hwRuleProgrammingStatusTable[] = {
+   // clang-format off
+   {.name = "unprocessed",            .value = HwRuleProgrammingStatus::unprocessed,            .text = "Not processed"},
+   {.name = "programmed",             .value = HwRuleProgrammingStatus::programmed,             .text = "Programmed"},
+   {.name = "programmedWithFailures", .value = HwRuleProgrammingStatus::programmedWithFailures, .text = "Programmed with some failures"},
+   {.name = "unsupportedMatch",       .value = HwRuleProgrammingStatus::unsupportedMatch,       .text = "Unsupported Match"},
+   {.name = "unsupportedTcamProfile", .value = HwRuleProgrammingStatus::unsupportedTcamProfile, .text = "Unsupported TCAM Profile"},
+   {.name = "unsupportedAction",      .value = HwRuleProgrammingStatus::unsupportedAction,      .text = "Unsupported Action"},
+   {.name = "resourceExhausted",      .value = HwRuleProgrammingStatus::resourceExhausted,      .text = "Resource Exhausted"},
+   // clang-format on
+};
+static_assert(
+   [] {
+      std::uint32_t i = 0;
+      for (auto const& s : hwRuleProgrammingStatusTable) {
+         if (static_cast<std::uint32_t>(s.value) != i++) return false;
+      }
+      return true;
+   }(),
+   "hwRuleProgrammingStatusTable is indexed by the status's number");
+
 /// The registered enumeration "Flowspec::HwRuleProgrammingStatus".
 Vex::EnumType const& vexEnumType(HwRuleProgrammingStatus);
 /// The descriptor "Flowspec::HwRuleProgrammingStatus", and the hook that ties

@@ -1,6 +1,7 @@
 #include "Flowspec/values/IntfErrorKey.h"
 
 #include "Vex/Hash.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -14,5 +15,18 @@ std::uint32_t IntfErrorKey::hash() const noexcept {
 Vex::String IntfErrorKey::toStrep() const {
    return intfId_.stringValue() + "," + Ipkit::valueToStrep(addressFamily_);
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto intfErrorKeyRows =
+   Vex::valueRows(Vex::fieldRows<IntfErrorKey>(), Vex::method<&IntfErrorKey::toStrep>("toStrep"),
+                  Vex::method<&IntfErrorKey::hash>("hash"));
+
+} // namespace
+
+constinit Vex::VexType const IntfErrorKey::_vexType =
+   Vex::valueDescriptor<IntfErrorKey>(intfErrorKeyRows);
 
 } // namespace Flowspec

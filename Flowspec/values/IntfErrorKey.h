@@ -23,11 +23,11 @@ class IntfErrorKey {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::IntfErrorKey";
+   static constexpr char vexTypeName[] = "Flowspec::IntfErrorKey";
    static constexpr auto vexFields() {
       using K = IntfErrorKey;
-      return std::tuple{Vex::field("intfId", [](K const& k) { return k.intfId(); }),
-                        Vex::field("addressFamily", [](K const& k) { return k.addressFamily(); })};
+      return std::tuple{Vex::valueField("intfId", &K::intfId, &K::intfIdIs),
+                        Vex::valueField("addressFamily", &K::addressFamily, &K::addressFamilyIs)};
    }
 
    IntfErrorKey() = default;

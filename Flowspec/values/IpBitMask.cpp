@@ -1,6 +1,5 @@
 #include "Flowspec/values/IpBitMask.h"
-#include "Flowspec/framework/TypeNames.h"
-#include "Vex/ReflectTable.h"
+#include "Flowspec/values/BitMaskDescriptor.h"
 
 namespace Flowspec {
 
@@ -20,32 +19,8 @@ bool IpBitMask::isValid() const noexcept {
    return !(requiredSet(IpBit::firstFragment) && requiredSet(IpBit::lastFragment));
 }
 
-namespace {
-
-constexpr Vex::EnumType::Enumerator enumerators[] = {
-   {"dontFragment", 0},
-   {"isFragment", 1},
-   {"firstFragment", 2},
-   {"lastFragment", 3},
-};
-constexpr auto enumeratorRows = Vex::enumRows(enumerators);
-
-} // namespace
-
-Vex::EnumType const& vexEnumType(IpBitMask::IpBit) {
-   static Vex::EnumType const type(Internal::typeNames.ipBit, enumerators);
-   return type;
-}
-
-constinit Vex::VexType const IpBitMask::_vexType_IpBit =
-   Vex::enumDescriptor<IpBitMask::IpBit>(Internal::typeNames.ipBit, enumeratorRows);
-
-Vex::VexType const& vexTypeOf(IpBitMask::IpBit const*) { return IpBitMask::_vexType_IpBit; }
-
-namespace {
-// Registers the enumeration when the library is loaded.
-[[maybe_unused]] Vex::EnumType const& registered = vexEnumType(IpBitMask::IpBit{});
-} // namespace
+VEX_ENUM_DEFINITION(IpBitMask::IpBit, IpBitMask::_vexType_IpBit,
+                    IpBitMask::vexTypeName_IpBit, IpBitMask::bitTable)
 
 IpBitMask::IpBit IpBitMask::IpBitInstance(unsigned int value) {
    return Vex::enumInstance<IpBit>(value);
@@ -55,6 +30,18 @@ IpBitMask::IpBit IpBitMask::IpBitInstance(Vex::String const& name) {
    return Vex::enumInstance<IpBit>(name.view());
 }
 
-Vex::String stringValue(IpBitMask::IpBit b) { return Vex::enumName(b); }
+Vex::String stringValue(IpBitMask::IpBit b) {
+   return Vex::enumName(b);
+}
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+constexpr char supportedName[] = "supportedIpBits";
+} // namespace
+
+constinit Vex::VexType const IpBitMask::_vexType =
+    Internal::bitMaskDescriptor<IpBitMask, &IpBitMask::supportedIpBits,
+                                supportedName>();
 
 } // namespace Flowspec

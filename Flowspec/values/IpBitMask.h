@@ -18,7 +18,7 @@
 #include "Flowspec/values/BitMask.h"
 #include "Vex/Enum.h"
 
-#include <array>
+#include <iterator>
 #include <cstdint>
 #include <iosfwd>
 
@@ -42,15 +42,23 @@ class IpBitMask : public BitMask<IpBitMask> {
       lastFragment = 3,
    };
 
-   static constexpr std::uint32_t lastBit = 3;
-   static constexpr std::uint16_t maskForAllBits = 0xf;
+   /// Every bit, indexed by its number, with its command-line name.
+   static constexpr BitMaskBit<IpBit> bitTable[] = {
+      // clang-format off
+      {.name = "dontFragment",  .value = IpBit::dontFragment,  .cliName = "DF"},
+      {.name = "isFragment",    .value = IpBit::isFragment,    .cliName = "is-fragment"},
+      {.name = "firstFragment", .value = IpBit::firstFragment, .cliName = "first-fragment"},
+      {.name = "lastFragment",  .value = IpBit::lastFragment,  .cliName = "last-fragment"},
+      // clang-format on
+   };
+   static constexpr std::uint32_t lastBit = std::size(bitTable) - 1;
+   static constexpr std::uint16_t maskForAllBits = (1u << std::size(bitTable)) - 1;
    /// The bits supported for matching: only isFragment. Offered to users; no
    /// operation of the library tests a mask against it.
    static constexpr std::uint16_t supportedIpBits = 0x2;
-   static constexpr std::array<char const*, 4> bitNames = {"DF", "is-fragment",
-                                                           "first-fragment", "last-fragment"};
 
-   static constexpr char const* vexTypeName = "Flowspec::IpBitMask";
+   static constexpr char vexTypeName[] = "Flowspec::IpBitMask";
+   static constexpr char vexTypeName_IpBit[] = "Flowspec::IpBitMask::IpBit";
 
    using BitMask::BitMask;
    /// Read the value text (matchAll, val, mask) or the log (bool, u16, u16).

@@ -12,33 +12,28 @@ class VexType;
 
 namespace Flowspec {
 
+/// The flags of IpVersion, in bit order.
+#define FLOWSPEC_IP_VERSION_FLAGS(FLAG) \
+   FLAG(IpVersion, ipv4, 0) \
+   FLAG(IpVersion, ipv6, 1)
+
 class IpVersion : public FlagSet<IpVersion> {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
    static constexpr std::uint32_t maxValue = 0x3;
-   static constexpr char const* rangeMessage = "IpVersion::value > 0x3 not allowed";
-   static constexpr std::array<char const*, 2> flagNames = {"ipv4", "ipv6"};
+   static constexpr char rangeMessage[] = "IpVersion::value > 0x3 not allowed";
+   static constexpr std::array flagNames = {FLOWSPEC_IP_VERSION_FLAGS(FLOWSPEC_FLAG_NAME)};
 
-   static constexpr char const* vexTypeName = "Flowspec::IpVersion";
+   static constexpr char vexTypeName[] = "Flowspec::IpVersion";
 
    constexpr IpVersion() noexcept = default;
-   /// Read the value text (every flag) or the log (the word).
-   IpVersion(Vex::TextIter& pos, Vex::TextIter end) : IpVersion(fromStrep(pos, end)) {}
-   IpVersion(Vex::NboAttrLog::In* in, Vex::StreamBogon) : IpVersion(fromLog(*in)) {}
+   using FlagSet::FlagSet;
 
-   constexpr bool ipv4() const noexcept { return flag(0); }
-   constexpr void ipv4Is(bool on) noexcept { flagIs(0, on); }
-   constexpr bool ipv6() const noexcept { return flag(1); }
-   constexpr void ipv6Is(bool on) noexcept { flagIs(1, on); }
-
-   static IpVersion const ipv4_;
-   static IpVersion const ipv6_;
-
+   FLOWSPEC_IP_VERSION_FLAGS(FLOWSPEC_FLAG_ACCESSORS)
 };
 
-inline constexpr IpVersion IpVersion::ipv4_ = withValue(1);
-inline constexpr IpVersion IpVersion::ipv6_ = withValue(2);
+FLOWSPEC_IP_VERSION_FLAGS(FLOWSPEC_FLAG_CONSTANT)
 
 } // namespace Flowspec

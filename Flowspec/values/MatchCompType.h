@@ -39,6 +39,62 @@ enum class MatchCompType : std::uint32_t {
 /// One past the last kind.
 inline constexpr std::uint32_t numComponentTypes = 14;
 
+/// The qualified name the enumeration is registered under.
+inline constexpr char vexTypeName_MatchCompType[] = "Flowspec::MatchCompType";
+
+/// How a kind's match values are given.
+enum class MatchCompClass : std::uint8_t {
+   none,           ///< invalid: no values
+   prefix,         ///< one prefix
+   numericalRange, ///< numerical ranges
+   bitMask,        ///< bit masks
+};
+
+/// What the system knows of one kind of match component.
+struct MatchCompTypeInfo {
+   char const* name;        ///< the enumerator's name
+   MatchCompType value;     ///< the kind (the table is indexed by it)
+   char const* label;       ///< short label of the compact rule text ("" for the prefixes)
+   char const* detailLabel; ///< label of the detailed rule text
+   std::uint32_t max;       ///< largest value of a range kind (0 for the others)
+   MatchCompClass compClass;
+};
+
+/// Every kind, indexed by its number: the one table the names, labels,
+/// limits and classes of the kinds are read from.
+inline constexpr MatchCompTypeInfo matchCompTypeTable[numComponentTypes] = {
+   // clang-format off
+   {.name = "invalid",      .value = MatchCompType::invalid,      .label = "INVALID", .detailLabel = "INVALID",            .max = 255,     .compClass = MatchCompClass::none},
+   {.name = "destPrefix",   .value = MatchCompType::destPrefix,   .label = "",        .detailLabel = "Destination Prefix", .max = 0,       .compClass = MatchCompClass::prefix},
+   {.name = "srcPrefix",    .value = MatchCompType::srcPrefix,    .label = "",        .detailLabel = "Source Prefix",      .max = 0,       .compClass = MatchCompClass::prefix},
+   {.name = "ipProto",      .value = MatchCompType::ipProto,      .label = "IP",      .detailLabel = "IP Protocol",        .max = 255,     .compClass = MatchCompClass::numericalRange},
+   {.name = "port",         .value = MatchCompType::port,         .label = "P",       .detailLabel = "Port",               .max = 65535,   .compClass = MatchCompClass::numericalRange},
+   {.name = "destPort",     .value = MatchCompType::destPort,     .label = "DP",      .detailLabel = "Destination Port",   .max = 65535,   .compClass = MatchCompClass::numericalRange},
+   {.name = "srcPort",      .value = MatchCompType::srcPort,      .label = "SP",      .detailLabel = "Source Port",        .max = 65535,   .compClass = MatchCompClass::numericalRange},
+   {.name = "icmpType",     .value = MatchCompType::icmpType,     .label = "IT",      .detailLabel = "ICMP Type",          .max = 255,     .compClass = MatchCompClass::numericalRange},
+   {.name = "icmpCode",     .value = MatchCompType::icmpCode,     .label = "IC",      .detailLabel = "ICMP Code",          .max = 255,     .compClass = MatchCompClass::numericalRange},
+   {.name = "tcpFlags",     .value = MatchCompType::tcpFlags,     .label = "TCP",     .detailLabel = "TCP Flags",          .max = 0,       .compClass = MatchCompClass::bitMask},
+   {.name = "packetLength", .value = MatchCompType::packetLength, .label = "LEN",     .detailLabel = "Packet Length",      .max = 65535,   .compClass = MatchCompClass::numericalRange},
+   {.name = "dscp",         .value = MatchCompType::dscp,         .label = "DSCP",    .detailLabel = "DSCP",               .max = 63,      .compClass = MatchCompClass::numericalRange},
+   {.name = "fragment",     .value = MatchCompType::fragment,     .label = "FRAG",    .detailLabel = "Fragment Flags",     .max = 0,       .compClass = MatchCompClass::bitMask},
+   {.name = "flowLabel",    .value = MatchCompType::flowLabel,    .label = "FL",      .detailLabel = "Flow Label",         .max = 1048575, .compClass = MatchCompClass::numericalRange},
+   // clang-format on
+};
+static_assert(
+   [] {
+      for (std::uint32_t i = 0; i < numComponentTypes; ++i) {
+         if (static_cast<std::uint32_t>(matchCompTypeTable[i].value) != i) return false;
+      }
+      return true;
+   }(),
+   "matchCompTypeTable is indexed by the kind's number");
+
+/// The table's entry of `t`, or null for a number outside the enumeration.
+constexpr MatchCompTypeInfo const* matchCompTypeInfo(MatchCompType t) noexcept {
+   auto const i = static_cast<std::uint32_t>(t);
+   return i < numComponentTypes ? &matchCompTypeTable[i] : nullptr;
+}
+
 /// The registered enumeration "Flowspec::MatchCompType" (the framework's
 /// hook, found by argument-dependent lookup).
 Vex::EnumType const& vexEnumType(MatchCompType);
@@ -75,18 +131,8 @@ constexpr bool isPrefixType(MatchCompType t) noexcept {
 /// ipProto, the three ports, icmpType, icmpCode, packetLength, dscp and
 /// flowLabel: the kinds whose values are numerical ranges.
 constexpr bool isNumericalRangeType(MatchCompType t) noexcept {
-   switch (t) {
-   case MatchCompType::ipProto:
-   case MatchCompType::port:
-   case MatchCompType::destPort:
-   case MatchCompType::srcPort:
-   case MatchCompType::icmpType:
-   case MatchCompType::icmpCode:
-   case MatchCompType::packetLength:
-   case MatchCompType::dscp:
-   case MatchCompType::flowLabel: return true;
-   default: return false;
-   }
+   MatchCompTypeInfo const* info = matchCompTypeInfo(t);
+   return info && info->compClass == MatchCompClass::numericalRange;
 }
 
 /// Whether the kind's match values are bit masks: true for tcpFlags and

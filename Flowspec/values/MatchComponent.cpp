@@ -2,6 +2,7 @@
 
 #include "Flowspec/framework/Dump.h"
 #include "Flowspec/framework/LogSequence.h"
+#include "Vex/ReflectTable.h"
 
 #include <ostream>
 #include <string>
@@ -115,5 +116,34 @@ void MatchComponent::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
    dumpSet(ctx, indent, "%*cipBitMasks #%u\n", ipBitMask_);
    dumpSet(ctx, indent, "%*ctcpBitMasks #%u\n", tcpBitMask_);
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto matchComponentRows = Vex::valueRows({
+   Vex::identity<&MatchComponent::compType>("compType"),
+   Vex::field<&MatchComponent::prefix, &MatchComponent::prefixIs>("prefix"),
+   VEX_COLLECTION_ROW(MatchComponent, numericalRange, "key"),
+   VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "key"),
+   VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "key"),
+   Vex::method<&MatchComponent::matchTypePrefix>("matchTypePrefix"),
+   Vex::method<&MatchComponent::matchTypeNumericalRange>("matchTypeNumericalRange"),
+   Vex::method<&MatchComponent::matchTypeBitMask>("matchTypeBitMask"),
+   Vex::method<&MatchComponent::toStrep>("toStrep"),
+   Vex::method<&MatchComponent::dumpState, "dumpCtx", "indentCount">("dumpState"),
+});
+
+constexpr Vex::Param matchComponentArgs[] = {
+   {"compType", &Vex::Reflection::typeFn<MatchCompType>}};
+
+} // namespace
+
+constinit Vex::VexType const MatchComponent::_vexType = Vex::valueDescriptor<MatchComponent>({
+   .name = vexTypeName,
+   .rows = matchComponentRows,
+   .ctorArgs = matchComponentArgs,
+   .construct = &Vex::Reflection::constructValue<MatchComponent, MatchCompType>,
+});
 
 } // namespace Flowspec

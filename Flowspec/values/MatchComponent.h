@@ -44,6 +44,7 @@ class MatchComponent {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   static constexpr char vexTypeName[] = "Flowspec::MatchComponent";
 
    /// A component of kind `compType` with the empty prefix and empty sets.
    explicit MatchComponent(MatchCompType compType) noexcept : compType_(compType) {}

@@ -3,6 +3,7 @@
 #include "Flowspec/values/FlowspecUtil.h"
 #include "Flowspec/values/IpBitMask.h"
 #include "Flowspec/values/TcpBitMask.h"
+#include "Vex/ReflectTable.h"
 
 #include <charconv>
 #include <cstddef>
@@ -97,5 +98,47 @@ void MatchOpValResult::formatForCliDetail(std::ostream& out, bool first) const {
       out << val32_;
    }
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+using PairBits = OperatorBits<MatchOpVal>;
+using ResultBits = OperatorBits<MatchOpValResult>;
+
+constexpr auto matchOpValRows = Vex::valueRows(
+   Vex::fieldRows<MatchOpVal>(),
+   Vex::field<&MatchOpVal::matchType, &MatchOpVal::matchTypeIs>("matchType"),
+   Vex::field<&MatchOpVal::op, &MatchOpVal::opIs>("op"),
+   Vex::field<&MatchOpVal::val, &MatchOpVal::valIs>("val"),
+   Vex::field<&PairBits::endOfList, &PairBits::endOfListIs>("endOfList"),
+   Vex::field<&PairBits::andPrevious, &PairBits::andPreviousIs>("andPrevious"),
+   Vex::field<&PairBits::len, &PairBits::lenIs>("len"),
+   Vex::field<&PairBits::lt, &PairBits::ltIs>("lt"),
+   Vex::field<&PairBits::gt, &PairBits::gtIs>("gt"),
+   Vex::field<&PairBits::eq, &PairBits::eqIs>("eq"),
+   Vex::field<&PairBits::invert, &PairBits::invertIs>("invert"),
+   Vex::field<&PairBits::match, &PairBits::matchIs>("match"),
+   Vex::field<&PairBits::byteLength>("byteLength"),
+   Vex::method<&MatchOpVal::toStrep>("toStrep"));
+
+constexpr auto matchOpValResultRows = Vex::valueRows(
+   Vex::fieldRows<MatchOpValResult, 0, 1, 2>(), // matchType, op, val32
+   Vex::field<&ResultBits::endOfList, &ResultBits::endOfListIs>("endOfList"),
+   Vex::field<&ResultBits::andPrevious, &ResultBits::andPreviousIs>("andPrevious"),
+   Vex::field<&ResultBits::len, &ResultBits::lenIs>("len"),
+   Vex::field<&ResultBits::lt, &ResultBits::ltIs>("lt"),
+   Vex::field<&ResultBits::gt, &ResultBits::gtIs>("gt"),
+   Vex::field<&ResultBits::eq, &ResultBits::eqIs>("eq"),
+   Vex::field<&ResultBits::invert, &ResultBits::invertIs>("invert"),
+   Vex::field<&ResultBits::match, &ResultBits::matchIs>("match"),
+   Vex::fieldRows<MatchOpValResult, 3>(), // nextIndex
+   Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")));
+
+} // namespace
+
+constinit Vex::VexType const MatchOpVal::_vexType = Vex::valueDescriptor<MatchOpVal>(matchOpValRows);
+constinit Vex::VexType const MatchOpValResult::_vexType =
+   Vex::valueDescriptor<MatchOpValResult>(matchOpValResultRows);
 
 } // namespace Flowspec

@@ -48,12 +48,13 @@ class OperatorBits {
    static constexpr std::uint8_t gtBit = 0x02;
    static constexpr std::uint8_t ltBit = 0x04;
    static constexpr std::uint8_t lenMask = 0x30;
+   static constexpr unsigned lenShift = 4;
    static constexpr std::uint8_t andPreviousBit = 0x40;
    static constexpr std::uint8_t endOfListBit = 0x80;
 
    constexpr bool endOfList() const noexcept { return opBit(endOfListBit); }
    constexpr bool andPrevious() const noexcept { return opBit(andPreviousBit); }
-   constexpr std::uint8_t len() const noexcept { return (self().op() & lenMask) >> 4; }
+   constexpr std::uint8_t len() const noexcept { return (self().op() & lenMask) >> lenShift; }
    constexpr bool lt() const noexcept { return opBit(ltBit); }
    constexpr bool gt() const noexcept { return opBit(gtBit); }
    constexpr bool eq() const noexcept { return opBit(eqBit); }
@@ -64,9 +65,14 @@ class OperatorBits {
 
    constexpr void endOfListIs(bool on) noexcept { opBitIs(endOfListBit, on); }
    constexpr void andPreviousIs(bool on) noexcept { opBitIs(andPreviousBit, on); }
+   /// The operator bits of the length `len` (the value is 1 << len bytes):
+   /// lenBits(1) for a 2-byte value, lenBits(2) for a 4-byte one.
+   static constexpr std::uint8_t lenBits(unsigned len) noexcept {
+      return static_cast<std::uint8_t>(len << lenShift & lenMask);
+   }
    /// Stores the low two bits of `v`.
    constexpr void lenIs(std::uint8_t v) noexcept {
-      self().opIs(static_cast<std::uint8_t>((self().op() & ~lenMask) | (v & 3) << 4));
+      self().opIs(static_cast<std::uint8_t>((self().op() & ~lenMask) | lenBits(v)));
    }
    constexpr void ltIs(bool on) noexcept { opBitIs(ltBit, on); }
    constexpr void gtIs(bool on) noexcept { opBitIs(gtBit, on); }
@@ -89,9 +95,9 @@ class MatchOpVal : public OperatorBits<MatchOpVal> {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::MatchOpVal";
+   static constexpr char vexTypeName[] = "Flowspec::MatchOpVal";
    static constexpr auto vexFields() {
-      return std::tuple{Vex::field("storage", [](MatchOpVal p) { return p.storage(); })};
+      return std::tuple{Vex::valueField("storage", &MatchOpVal::storage, &MatchOpVal::storageIs)};
    }
 
    constexpr MatchOpVal() noexcept = default;
@@ -136,13 +142,13 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::MatchOpValResult";
+   static constexpr char vexTypeName[] = "Flowspec::MatchOpValResult";
    static constexpr auto vexFields() {
       using R = MatchOpValResult;
-      return std::tuple{Vex::field("matchType", [](R const& r) { return r.matchType(); }),
-                        Vex::field("op", [](R const& r) { return r.op(); }),
-                        Vex::field("val32", [](R const& r) { return r.val32(); }),
-                        Vex::field("nextIndex", [](R const& r) { return r.nextIndex(); })};
+      return std::tuple{Vex::valueField("matchType", &R::matchType, &R::matchTypeIs),
+                        Vex::valueField("op", &R::op, &R::opIs),
+                        Vex::valueField("val32", &R::val32, &R::val32Is),
+                        Vex::valueField("nextIndex", &R::nextIndex, &R::nextIndexIs)};
    }
    constexpr MatchOpValResult() noexcept = default;
    constexpr MatchOpValResult(MatchCompType matchType, std::uint8_t op, std::uint32_t val32,

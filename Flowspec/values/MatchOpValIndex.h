@@ -10,6 +10,7 @@
 
 #include "Flowspec/framework/ValueCodec.h"
 #include "Vex/Exception.h"
+#include "Vex/Reflect.h"
 
 #include <compare>
 #include <cstdint>
@@ -31,9 +32,10 @@ class MatchOpValIndex {
    static constexpr char const* rangeMessage =
       "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
 
-   static constexpr char const* vexTypeName = "Flowspec::MatchOpValIndex";
+   static constexpr char vexTypeName[] = "Flowspec::MatchOpValIndex";
    static constexpr auto vexFields() {
-      return std::tuple{Vex::field("value", [](MatchOpValIndex i) { return i.value(); })};
+      // Read-only through reflection: the index changes only by arithmetic.
+      return std::tuple{Vex::valueField("value", &MatchOpValIndex::value)};
    }
    static constexpr MatchOpValIndex vexFromFields(std::uint16_t v) { return checked(v); }
 
@@ -70,6 +72,11 @@ class MatchOpValIndex {
       return r += o;
    }
    constexpr std::uint32_t hash() const noexcept { return value_; }
+
+   /// The type-level operations of reflection: the null test (AttrOp::isNull)
+   /// and the addition (AttrOp::add); anything else is not allowed.
+   static int vexTypeOp(Vex::GenericValue* result, MatchOpValIndex& index, Vex::AttrOp op,
+                        Vex::GenericArgs args);
 
    friend constexpr bool operator==(MatchOpValIndex, MatchOpValIndex) noexcept = default;
    friend constexpr std::strong_ordering operator<=>(MatchOpValIndex,

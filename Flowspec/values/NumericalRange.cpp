@@ -3,6 +3,7 @@
 #include "Vex/Assert.h"
 #include "Vex/Exception.h"
 #include "Vex/Hash.h"
+#include "Vex/ReflectTable.h"
 
 #include <algorithm>
 #include <string>
@@ -56,15 +57,8 @@ std::uint32_t NumericalRange::matchCompTypeMax(MatchCompType matchCompType) {
                       matchCompType != MatchCompType::srcPrefix,
                    "!isBitfieldType( matchCompType ) && matchCompType != destPrefix() && "
                    "matchCompType != srcPrefix()");
-   switch (matchCompType) {
-   case MatchCompType::port:
-   case MatchCompType::destPort:
-   case MatchCompType::srcPort:
-   case MatchCompType::packetLength: return 65535;
-   case MatchCompType::flowLabel: return 1048575;
-   case MatchCompType::dscp: return 63;
-   default: return 255;
-   }
+   // Only invalid and the range kinds pass the assertion: each has its limit.
+   return matchCompTypeInfo(matchCompType)->max;
 }
 
 std::uint32_t NumericalRange::hash() const noexcept {
@@ -77,5 +71,28 @@ std::uint32_t NumericalRange::hash() const noexcept {
 Vex::String NumericalRange::toStrep() const {
    return Vex::String("[ " + std::to_string(rangeMin_) + ", " + std::to_string(rangeMax_) + " ]");
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto numericalRangeRows = Vex::valueRows(
+   Vex::constant<&NumericalRange::min>("min"),
+   Vex::constant<&NumericalRange::max>("max"),
+   Vex::constant<&NumericalRange::invalidValue>("invalidValue"),
+   Vex::fieldRows<NumericalRange>(),
+   Vex::method<&NumericalRange::isRangeOverlap, "otherRange">("isRangeOverlap"),
+   Vex::method<&NumericalRange::rangeIntersection, "otherRange">("rangeIntersection"),
+   Vex::method<&NumericalRange::rangeUnion, "otherRange">("rangeUnion"),
+   Vex::method<&NumericalRange::isValid>("isValid"),
+   Vex::method<&NumericalRange::toStrep>("toStrep"),
+   Vex::method<&NumericalRange::contains, "value">("contains"),
+   Vex::method<&NumericalRange::matchCompTypeMax, "matchCompType">("matchCompTypeMax"),
+   Vex::method<&NumericalRange::hash>("hash"));
+
+} // namespace
+
+constinit Vex::VexType const NumericalRange::_vexType =
+   Vex::valueDescriptor<NumericalRange>(numericalRangeRows);
 
 } // namespace Flowspec

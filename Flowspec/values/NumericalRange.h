@@ -31,11 +31,11 @@ class NumericalRange {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
+   static constexpr char vexTypeName[] = "Flowspec::NumericalRange";
    static constexpr auto vexFields() {
       return std::tuple{
-         Vex::field("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),
-         Vex::field("rangeMax", [](NumericalRange const& r) { return r.rangeMax(); })};
+         Vex::valueField("rangeMin", &NumericalRange::rangeMin, &NumericalRange::rangeMinIs),
+         Vex::valueField("rangeMax", &NumericalRange::rangeMax, &NumericalRange::rangeMaxIs)};
    }
 
    static constexpr std::uint32_t min = 0;

@@ -22,7 +22,7 @@
 #include "Flowspec/values/BitMask.h"
 #include "Vex/Enum.h"
 
-#include <array>
+#include <iterator>
 #include <cstdint>
 #include <iosfwd>
 
@@ -51,15 +51,28 @@ class TcpBitMask : public BitMask<TcpBitMask> {
       tcpNs = 8,
    };
 
-   static constexpr std::uint32_t lastBit = 8;
-   static constexpr std::uint16_t maskForAllBits = 0x1ff;
+   /// Every bit, indexed by its number, with its command-line name.
+   static constexpr BitMaskBit<TcpBit> bitTable[] = {
+      // clang-format off
+      {.name = "tcpFin", .value = TcpBit::tcpFin, .cliName = "FIN"},
+      {.name = "tcpSyn", .value = TcpBit::tcpSyn, .cliName = "SYN"},
+      {.name = "tcpRst", .value = TcpBit::tcpRst, .cliName = "RST"},
+      {.name = "tcpPsh", .value = TcpBit::tcpPsh, .cliName = "PSH"},
+      {.name = "tcpAck", .value = TcpBit::tcpAck, .cliName = "ACK"},
+      {.name = "tcpUrg", .value = TcpBit::tcpUrg, .cliName = "URG"},
+      {.name = "tcpEce", .value = TcpBit::tcpEce, .cliName = "ECE"},
+      {.name = "tcpCwr", .value = TcpBit::tcpCwr, .cliName = "CWR"},
+      {.name = "tcpNs",  .value = TcpBit::tcpNs,  .cliName = "NS"},
+      // clang-format on
+   };
+   static constexpr std::uint32_t lastBit = std::size(bitTable) - 1;
+   static constexpr std::uint16_t maskForAllBits = (1u << std::size(bitTable)) - 1;
    /// The bits supported for matching: tcpFin to tcpUrg. Offered to users; no
    /// operation of the library tests a mask against it.
    static constexpr std::uint16_t supportedTcpBits = 0x3f;
-   static constexpr std::array<char const*, 9> bitNames = {"FIN", "SYN", "RST", "PSH", "ACK",
-                                                           "URG", "ECE", "CWR", "NS"};
 
-   static constexpr char const* vexTypeName = "Flowspec::TcpBitMask";
+   static constexpr char vexTypeName[] = "Flowspec::TcpBitMask";
+   static constexpr char vexTypeName_TcpBit[] = "Flowspec::TcpBitMask::TcpBit";
 
    using BitMask::BitMask;
    /// Read the value text (matchAll, val, mask) or the log (bool, u16, u16).

@@ -27,12 +27,13 @@ class TrafficRedirect {
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
 
-   static constexpr char const* vexTypeName = "Flowspec::TrafficRedirect";
+   static constexpr char vexTypeName[] = "Flowspec::TrafficRedirect";
    static constexpr auto vexFields() {
       using R = TrafficRedirect;
-      return std::tuple{Vex::field("vrfId", [](R const& r) { return r.vrfId(); }),
-                        Vex::field("addr", [](R const& r) { return r.addr(); }),
-                        Vex::field("copy", [](R const& r) { return r.copy(); })};
+      return std::tuple{
+         Vex::valueField("vrfId", &R::vrfId, &R::vrfIdIs, &Vrf::VrfIdMap::vrfIdType),
+         Vex::valueField("addr", &R::addr, &R::addrIs),
+         Vex::valueField("copy", &R::copy, &R::copyIs)};
    }
 
    TrafficRedirect() = default;

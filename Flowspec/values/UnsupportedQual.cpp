@@ -3,6 +3,7 @@
 #include "Flowspec/framework/Dump.h"
 #include "Flowspec/framework/LogSequence.h"
 #include "Flowspec/values/FlowspecUtil.h"
+#include "Vex/ReflectTable.h"
 
 namespace Flowspec {
 
@@ -56,5 +57,27 @@ void UnsupportedQual::dumpState(Kiln::DumpContext const& ctx, unsigned indent) c
                i.value().c_str());
    }
 }
+
+// --- Reflection ----------------------------------------------------------------
+
+namespace {
+
+constexpr auto unsupportedQualRows = Vex::valueRows({
+   Vex::identity<&UnsupportedQual::af>("af"),
+   VEX_COLLECTION_ROW(UnsupportedQual, qual, "key"),
+   Vex::method<&UnsupportedQual::dumpState, "dumpCtx", "indentCount">("dumpState"),
+});
+
+constexpr Vex::Param unsupportedQualArgs[] = {
+   {"af", &Vex::Reflection::typeFn<Ipkit::AddressFamily>}};
+
+} // namespace
+
+constinit Vex::VexType const UnsupportedQual::_vexType = Vex::valueDescriptor<UnsupportedQual>({
+   .name = vexTypeName,
+   .rows = unsupportedQualRows,
+   .ctorArgs = unsupportedQualArgs,
+   .construct = &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>,
+});
 
 } // namespace Flowspec

@@ -28,6 +28,7 @@ class UnsupportedQual {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   static constexpr char vexTypeName[] = "Flowspec::UnsupportedQual";
 
    explicit UnsupportedQual(Ipkit::AddressFamily af = Ipkit::ipunknown) noexcept : af_(af) {}
    /// The value text cannot be read back (it prints "None" for `qual`): this

@@ -52,20 +52,6 @@ std::uint32_t IntfId::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, IntfId const& id) {
-   return os << id.stringValue();
-}
-
-Vex::String valueToStrep(IntfId const& id) {
-   return Vex::valueToStrep(id.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IntfId& id) {
-   Vex::String name;
-   Vex::sequenceToValue(pos, end, name);
-   id = IntfId(name);
-}
-
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IntfId const& id) {
    out->writeString(id.stringValue());

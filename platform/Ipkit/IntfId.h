@@ -4,6 +4,7 @@
 // interface" (the default). Names compare byte by byte.
 #pragma once
 
+#include "Ipkit/TextForm.h"
 #include "Vex/NboAttrLog.h"
 #include "Vex/ValueText.h"
 
@@ -22,6 +23,8 @@ class IntfId {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   /// Text adapters from stringValue() (Ipkit/TextForm.h).
+   static constexpr bool ipkitTextForm = true;
 
    /// The empty id: no interface.
    IntfId() = default;
@@ -56,9 +59,6 @@ private:
 //
 // Log encoding: the name as a Vex::String (u32 byte count, then the bytes).
 
-std::ostream& operator<<(std::ostream& os, IntfId const& id);
-Vex::String valueToStrep(IntfId const& id);
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IntfId& id);
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IntfId const& id);
 

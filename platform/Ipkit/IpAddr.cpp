@@ -31,10 +31,10 @@ int hexDigit(char c) noexcept {
    return -1;
 }
 
-/// One part of a dotted quad: 1 to 3 decimal digits, no leading zero, <= 255.
-bool readQuadPart(std::string_view part, int number, std::uint32_t& v,
+/// One octet of a dotted quad: 1 to 3 decimal digits, no leading zero, <= 255.
+bool readOctet(std::string_view part, int number, std::uint32_t& v,
                   std::string& why) {
-   std::string const which = "part " + std::to_string(number);
+   std::string const which = "octet " + std::to_string(number);
    if (part.empty()) {
       why = which + " is empty";
       return false;
@@ -75,7 +75,7 @@ bool readDottedQuad(std::string_view text, std::uint32_t& v, std::string& why) {
    std::uint32_t result = 0;
    for (int number = 1; number <= 4; ++number) {
       std::size_t dot = text.find('.');
-      if (!readQuadPart(text.substr(0, dot), number, result, why)) return false;
+      if (!readOctet(text.substr(0, dot), number, result, why)) return false;
       text.remove_prefix(dot == std::string_view::npos ? text.size() : dot + 1);
    }
    v = result;
@@ -238,20 +238,6 @@ std::uint32_t IpAddr::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, IpAddr const& a) {
-   return os << a.stringValue();
-}
-
-Vex::String valueToStrep(IpAddr const& a) {
-   return Vex::valueToStrep(a.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpAddr& a) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   a = IpAddr(text);
-}
-
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpAddr const& a) {
    out->writeU32(a.value());
@@ -319,20 +305,6 @@ std::uint32_t Ip6Addr::hash() const noexcept {
    Vex::HashAccumulator h;
    h.mixBytes(bytes_.data(), bytes_.size());
    return h.result();
-}
-
-std::ostream& operator<<(std::ostream& os, Ip6Addr const& a) {
-   return os << a.stringValue();
-}
-
-Vex::String valueToStrep(Ip6Addr const& a) {
-   return Vex::valueToStrep(a.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Ip6Addr& a) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   a = Ip6Addr(text);
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const&

@@ -9,6 +9,7 @@
 //   Ipkit::Ip6Addr b("2001:DB8:0:0::1");    // b.stringValue() == "2001:db8::1"
 #pragma once
 
+#include "Ipkit/TextForm.h"
 #include "Vex/NboAttrLog.h"
 #include "Vex/ValueText.h"
 
@@ -28,6 +29,8 @@ class IpAddr {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   /// Text adapters from stringValue() (Ipkit/TextForm.h).
+   static constexpr bool ipkitTextForm = true;
 
    /// 0.0.0.0.
    constexpr IpAddr() noexcept = default;
@@ -36,7 +39,7 @@ class IpAddr {
    constexpr explicit IpAddr(std::uint32_t hostOrderValue) noexcept
        : value_(hostOrderValue) {}
    /// Reads a dotted quad: exactly four decimal numbers 0..255 separated by
-   /// '.', with no blanks, signs or other characters. A part with a leading
+   /// '.', with no blanks, signs or other characters. An octet with a leading
    /// zero ("010") is refused, because some readers take it as octal. Raises
    /// Vex::Exception whose message quotes the text and says what is wrong.
    explicit IpAddr(Vex::String const& text);
@@ -63,6 +66,8 @@ class Ip6Addr {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   /// Text adapters from stringValue() (Ipkit/TextForm.h).
+   static constexpr bool ipkitTextForm = true;
 
    using Bytes = std::array<std::uint8_t, 16>;
 
@@ -104,16 +109,10 @@ private:
 // as a Vex::String ('10.0.0.1'); reading it accepts what the text constructor
 // accepts and leaves the value unchanged when it raises.
 
-std::ostream& operator<<(std::ostream& os, IpAddr const& a);
-Vex::String valueToStrep(IpAddr const& a);
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpAddr& a);
 /// Writes value() as u32 (so the bytes are in network order).
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpAddr const& a);
 
-std::ostream& operator<<(std::ostream& os, Ip6Addr const& a);
-Vex::String valueToStrep(Ip6Addr const& a);
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Ip6Addr& a);
 /// Writes the 16 bytes as they are.
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Ip6Addr const& a);

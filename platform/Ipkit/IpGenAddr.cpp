@@ -68,20 +68,6 @@ std::uint32_t IpGenAddr::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, IpGenAddr const& a) {
-   return os << a.stringValue();
-}
-
-Vex::String valueToStrep(IpGenAddr const& a) {
-   return Vex::valueToStrep(a.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpGenAddr& a) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   a = text.empty() ? IpGenAddr() : IpGenAddr(text);
-}
-
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenAddr const& a) {
    out << a.af();

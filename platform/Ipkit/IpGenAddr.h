@@ -8,6 +8,7 @@
 //   assert(a < b && Ipkit::IpGenAddr().isUnspecified());
 #pragma once
 
+#include "Ipkit/TextForm.h"
 #include "Ipkit/AddressFamily.h"
 #include "Ipkit/IpAddr.h"
 
@@ -28,6 +29,9 @@ class IpGenAddr {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   /// Text adapters from stringValue() (Ipkit/TextForm.h).
+   static constexpr bool ipkitTextForm = true;
+   static constexpr bool emptyTextIsDefault = true;
 
    /// The unspecified address: no family, no bytes.
    constexpr IpGenAddr() noexcept = default;
@@ -89,9 +93,6 @@ private:
 // Log encoding: af() as s32, then the 4 or 16 bytes of bytes() (nothing for
 // the unspecified address).
 
-std::ostream& operator<<(std::ostream& os, IpGenAddr const& a);
-Vex::String valueToStrep(IpGenAddr const& a);
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpGenAddr& a);
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenAddr const& a);
 

@@ -131,20 +131,6 @@ std::uint32_t IpGenPrefix::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, IpGenPrefix const& p) {
-   return os << p.stringValue();
-}
-
-Vex::String valueToStrep(IpGenPrefix const& p) {
-   return Vex::valueToStrep(p.stringValue());
-}
-
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpGenPrefix& p) {
-   Vex::String text;
-   Vex::sequenceToValue(pos, end, text);
-   p = text.empty() ? IpGenPrefix() : IpGenPrefix(text);
-}
-
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenPrefix const& p) {
    out << p.addr();

@@ -8,6 +8,7 @@
 //   Ipkit::IpGenPrefix h("2001:db8::1");  // a host prefix, "2001:db8::1/128"
 #pragma once
 
+#include "Ipkit/TextForm.h"
 #include "Ipkit/IpGenAddr.h"
 
 #include <compare>
@@ -25,6 +26,9 @@ class IpGenPrefix {
  public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
+   /// Text adapters from stringValue() (Ipkit/TextForm.h).
+   static constexpr bool ipkitTextForm = true;
+   static constexpr bool emptyTextIsDefault = true;
 
    /// The empty prefix: no family, the unspecified address, length 0.
    constexpr IpGenPrefix() noexcept = default;
@@ -81,9 +85,6 @@ private:
 // Log encoding: the address as IpGenAddr writes it (s32 family, then 4, 16 or
 // no bytes), then the length as u8.
 
-std::ostream& operator<<(std::ostream& os, IpGenPrefix const& p);
-Vex::String valueToStrep(IpGenPrefix const& p);
-void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, IpGenPrefix& p);
 Vex::Ptr<Vex::NboAttrLog::Out> const&
 operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenPrefix const& p);
 

@@ -15,11 +15,21 @@ using Vex::field;
 using Vex::method;
 
 constexpr Vex::EnumType::Enumerator afEnumerators[] = {{"ipunknown", 0}, {"ipv4", 1}, {"ipv6", 2}};
-constexpr auto afRows = Vex::enumRows(afEnumerators);
+constexpr auto& afRows = Vex::enumRowsOf<afEnumerators>;
 
-constexpr Vex::CtorArg textArgs[] = {{"text", "Vex::String"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg intfArgs[] = {{"name", "Vex::String"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg byteArgs[] = {{"value", "U32"}, {nullptr, nullptr}};
+constexpr Vex::Param textArgs[] = {{"text", &Vex::Reflection::typeFn<Vex::String>}};
+constexpr Vex::Param intfArgs[] = {{"name", &Vex::Reflection::typeFn<Vex::String>}};
+constexpr Vex::Param byteArgs[] = {{"value", &Vex::Reflection::typeFn<std::uint32_t>}};
+
+/// A value built from one argument of type A.
+template <class T, class A>
+constexpr Vex::VexType descriptor(char const* name, std::span<Vex::AttrRow const> rows,
+                                  std::span<Vex::Param const> args) {
+   return Vex::valueDescriptor<T>({.name = name,
+                                   .rows = rows,
+                                   .ctorArgs = args,
+                                   .construct = &Vex::Reflection::constructValue<T, A>});
+}
 
 constexpr auto intfRows = Vex::valueRows({
    field<&IntfId::stringValue>("stringValue"),
@@ -64,25 +74,20 @@ constinit Vex::VexType const _vexType_AddressFamily =
    Vex::enumDescriptor<AddressFamily>("Ipkit::AddressFamily", afRows);
 Vex::VexType const& vexTypeOf(AddressFamily const*) { return _vexType_AddressFamily; }
 
-constinit Vex::VexType const IntfId::_vexType = Vex::valueDescriptor<IntfId>(
-   "Ipkit::IntfId", intfRows, intfArgs, &Vex::Reflection::constructValue<IntfId, Vex::String>);
-constinit Vex::VexType const IpAddr::_vexType = Vex::valueDescriptor<IpAddr>(
-   "Ipkit::IpAddr", ipAddrRows, textArgs, &Vex::Reflection::constructValue<IpAddr, Vex::String>);
+constinit Vex::VexType const IntfId::_vexType =
+   descriptor<IntfId, Vex::String>("Ipkit::IntfId", intfRows, intfArgs);
+constinit Vex::VexType const IpAddr::_vexType =
+   descriptor<IpAddr, Vex::String>("Ipkit::IpAddr", ipAddrRows, textArgs);
 constinit Vex::VexType const Ip6Addr::_vexType =
-   Vex::valueDescriptor<Ip6Addr>("Ipkit::Ip6Addr", ip6AddrRows, textArgs,
-                                 &Vex::Reflection::constructValue<Ip6Addr, Vex::String>);
+   descriptor<Ip6Addr, Vex::String>("Ipkit::Ip6Addr", ip6AddrRows, textArgs);
 constinit Vex::VexType const IpGenAddr::_vexType =
-   Vex::valueDescriptor<IpGenAddr>("Ipkit::IpGenAddr", genAddrRows, textArgs,
-                                   &Vex::Reflection::constructValue<IpGenAddr, Vex::String>);
+   descriptor<IpGenAddr, Vex::String>("Ipkit::IpGenAddr", genAddrRows, textArgs);
 constinit Vex::VexType const IpGenPrefix::_vexType =
-   Vex::valueDescriptor<IpGenPrefix>("Ipkit::IpGenPrefix", prefixRows, textArgs,
-                                     &Vex::Reflection::constructValue<IpGenPrefix, Vex::String>);
-constinit Vex::VexType const IpTos::_vexType = Vex::valueDescriptor<IpTos>(
-   "Ipkit::IpTos", tosRows, byteArgs, &Vex::Reflection::constructValue<IpTos, std::uint32_t>);
+   descriptor<IpGenPrefix, Vex::String>("Ipkit::IpGenPrefix", prefixRows, textArgs);
+constinit Vex::VexType const IpTos::_vexType =
+   descriptor<IpTos, std::uint32_t>("Ipkit::IpTos", tosRows, byteArgs);
 constinit Vex::VexType const IpProtocolNumber::_vexType =
-   Vex::valueDescriptor<IpProtocolNumber>(
-      "Ipkit::IpProtocolNumber", protoRows, byteArgs,
-      &Vex::Reflection::constructValue<IpProtocolNumber, std::uint32_t>);
+   descriptor<IpProtocolNumber, std::uint32_t>("Ipkit::IpProtocolNumber", protoRows, byteArgs);
 
 namespace {
 

@@ -7,9 +7,8 @@ namespace Kiln {
 
 namespace {
 
-constexpr Vex::CtorArg idArgs[] = {
-   {"origin", "U64"}, {"sequence", "U64"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg noArgs[] = {{nullptr, nullptr}};
+constexpr Vex::Param idArgs[] = {{"origin", &Vex::Reflection::typeFn<std::uint64_t>},
+                                  {"sequence", &Vex::Reflection::typeFn<std::uint64_t>}};
 
 constexpr auto idRows = Vex::valueRows({
    Vex::field<&UniqueId::origin>("origin"),
@@ -40,14 +39,19 @@ struct ContextMethods {
 
 } // namespace
 
-constinit Vex::VexType const UniqueId::_vexType = Vex::valueDescriptor<UniqueId>(
-   "Kiln::UniqueId", idRows, idArgs,
-   &Vex::Reflection::constructValue<UniqueId, std::uint64_t, std::uint64_t>);
+constinit Vex::VexType const UniqueId::_vexType = Vex::valueDescriptor<UniqueId>({
+   .name = "Kiln::UniqueId",
+   .rows = idRows,
+   .ctorArgs = idArgs,
+   .construct = &Vex::Reflection::constructValue<UniqueId, std::uint64_t, std::uint64_t>,
+});
 
 constinit Vex::VexType const DumpContext::_vexType = [] {
-   Vex::VexType t = Vex::valueDescriptor<DumpContext>(
-      "Kiln::DumpContext", contextRows, noArgs, &Vex::Reflection::constructValue<DumpContext>,
-      ContextMethods::table);
+   Vex::VexType t = Vex::valueDescriptor<DumpContext, ContextMethods::table>({
+      .name = "Kiln::DumpContext",
+      .rows = contextRows,
+      .construct = &Vex::Reflection::constructValue<DumpContext>,
+   });
    t.sizeFlags_ = sizeof(DumpContext);
    return t;
 }();

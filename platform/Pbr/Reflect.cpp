@@ -11,12 +11,15 @@ namespace {
 using Vex::field;
 using Vex::method;
 
-constexpr Vex::CtorArg viaArgs[] = {
-   {"addr", "Ipkit::IpGenAddr"}, {"intf", "Ipkit::IntfId"}, {"weight", "U32"}, {nullptr, nullptr}};
-constexpr Vex::CtorArg setArgs[] = {{"groupId", "U32"},       {"recursive", "bool"},
-                                    {"drop", "bool"},         {"vrfName", "Vex::String"},
-                                    {"ttl", "U32"},           {nullptr, nullptr}};
-constexpr Vex::CtorArg infoArgs[] = {{"nexthopSet", "Pbr::NexthopSet"}, {nullptr, nullptr}};
+template <class T>
+constexpr Vex::TypeFn type = &Vex::Reflection::typeFn<T>;
+
+constexpr Vex::Param viaArgs[] = {
+   {"addr", type<Ipkit::IpGenAddr>}, {"intf", type<Ipkit::IntfId>}, {"weight", type<std::uint32_t>}};
+constexpr Vex::Param setArgs[] = {{"groupId", type<std::uint32_t>}, {"recursive", type<bool>},
+                                  {"drop", type<bool>},             {"vrfName", type<Vex::String>},
+                                  {"ttl", type<std::uint32_t>}};
+constexpr Vex::Param infoArgs[] = {{"nexthopSet", type<NexthopSet>}};
 
 constexpr auto viaRows = Vex::valueRows({
    field<&Via::addr, &Via::addrIs>("addr"),
@@ -36,25 +39,35 @@ constexpr auto setRows = Vex::valueRows({
 });
 constexpr auto infoRows = Vex::valueRows({
    field<&ResolvedNexthopInfo::nexthopSet, &ResolvedNexthopInfo::nexthopSetIs>("nexthopSet"),
-   method<&ResolvedNexthopInfo::viaActiveIs>("viaActiveIs", "Pbr::Via via"),
-   method<&ResolvedNexthopInfo::viaActiveDel>("viaActiveDel", "Pbr::Via via"),
-   method<&ResolvedNexthopInfo::viaActiveHas>("viaActiveHas", "Pbr::Via via"),
+   method<&ResolvedNexthopInfo::viaActiveIs, "via">("viaActiveIs"),
+   method<&ResolvedNexthopInfo::viaActiveDel, "via">("viaActiveDel"),
+   method<&ResolvedNexthopInfo::viaActiveHas, "via">("viaActiveHas"),
    method<&ResolvedNexthopInfo::viaActiveSize>("viaActiveSize"),
 });
 
 } // namespace
 
-constinit Vex::VexType const Via::_vexType = Vex::valueDescriptor<Via>(
-   "Pbr::Via", viaRows, viaArgs,
-   &Vex::Reflection::constructValue<Via, Ipkit::IpGenAddr, Ipkit::IntfId, std::uint32_t>);
-constinit Vex::VexType const NexthopSet::_vexType = Vex::valueDescriptor<NexthopSet>(
-   "Pbr::NexthopSet", setRows, setArgs,
-   &Vex::Reflection::constructValue<NexthopSet, std::uint32_t, bool, bool, Vex::String,
-                                    std::uint32_t>);
+constinit Vex::VexType const Via::_vexType = Vex::valueDescriptor<Via>({
+   .name = "Pbr::Via",
+   .rows = viaRows,
+   .ctorArgs = viaArgs,
+   .construct =
+      &Vex::Reflection::constructValue<Via, Ipkit::IpGenAddr, Ipkit::IntfId, std::uint32_t>,
+});
+constinit Vex::VexType const NexthopSet::_vexType = Vex::valueDescriptor<NexthopSet>({
+   .name = "Pbr::NexthopSet",
+   .rows = setRows,
+   .ctorArgs = setArgs,
+   .construct = &Vex::Reflection::constructValue<NexthopSet, std::uint32_t, bool, bool,
+                                                 Vex::String, std::uint32_t>,
+});
 constinit Vex::VexType const ResolvedNexthopInfo::_vexType =
-   Vex::valueDescriptor<ResolvedNexthopInfo>(
-      "Pbr::ResolvedNexthopInfo", infoRows, infoArgs,
-      &Vex::Reflection::constructValue<ResolvedNexthopInfo, NexthopSet>);
+   Vex::valueDescriptor<ResolvedNexthopInfo>({
+      .name = "Pbr::ResolvedNexthopInfo",
+      .rows = infoRows,
+      .ctorArgs = infoArgs,
+      .construct = &Vex::Reflection::constructValue<ResolvedNexthopInfo, NexthopSet>,
+   });
 
 namespace {
 

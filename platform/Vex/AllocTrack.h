@@ -14,7 +14,7 @@
 //   class Rule : public Vex::PtrInterface, public Vex::AllocTracked<Rule> {
 //    public:
 //      static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-//      static constexpr char const* vexAllocTrackName = "Rule";
+//      static constexpr char vexTypeName[] = "Rule";
 //   };
 //   Vex::AllocTrackCounts c = Vex::allocTrackCounts(Rule::vexAllocTrackTypeInfo_);
 #pragma once
@@ -56,7 +56,7 @@ class AllocTracked {
  public:
    static void* operator new(std::size_t size) {
       void* p = ::operator new(size);
-      allocTrackAllocated(T::vexAllocTrackTypeInfo_, T::vexAllocTrackName, size);
+      allocTrackAllocated(T::vexAllocTrackTypeInfo_, T::vexTypeName, size);
       return p;
    }
    static void operator delete(void* p) noexcept {

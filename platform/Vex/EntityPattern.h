@@ -26,16 +26,55 @@
 //
 // The VEX_*_COLLECTION macros give an entity the named operations of one
 // collection `x` with the callback `onX(key)` of its NotifieeConst.
+//
+// An entity lists its attributes and collections once, in table order, as a
+// macro of the shape
+//
+//   #define FLOWSPEC_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)
+//      ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)
+//      COLLECTION(T, matchSet, MatchSet, MatchCompType, "compType")
+//
+// (each line but the last ending in a backslash; an attribute: name, capitalised name, type, initial value; a collection:
+// name, capitalised name, key type, key name, and the key's descriptor
+// function where the key type is an alias). Expanded with the pieces below it
+// gives the NotifieeConst callbacks (VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION), the
+// attribute accessors and setters (VEX_ATTRIBUTE_OF) and their storage
+// (VEX_ATTRIBUTE_MEMBER); with those of Vex/ReflectTable.h, the attribute
+// rows and the reflection observer's tells.
 #pragma once
 
+#include "Vex/AllocTrack.h"
 #include "Vex/CollectionNode.h"
 #include "Vex/Entity.h"
 #include "Vex/Ptr.h"
 
 #include <cstddef>
+#include <type_traits>
 #include <utility>
 
 namespace Vex {
+
+/// The base of a named root entity: its name, read with name() and replaced
+/// only by nameIsFromBackup, which tells nobody (and does nothing when given
+/// the entity's own name object).
+class NamedEntity : public Entity {
+ public:
+   Name name() const override { return name_; }
+   void nameIsFromBackup(Name const& name) override {
+      if (&name != &name_) name_ = name;
+   }
+
+ protected:
+   explicit NamedEntity(Name const& name) : name_(name) {}
+
+ private:
+   Name name_;
+};
+
+/// The type of a collection callback's key: scalars (numbers, enumerations)
+/// by value, anything else by const reference.
+template <class Key>
+using CallbackArg = std::conditional_t<std::is_scalar_v<Key>, Key, Key const&>;
 
 /// Makes an entity: tracked allocation (T's operator new), construction,
 /// a Ptr, and notification switched on. A constructor that throws releases
@@ -272,7 +311,6 @@ class SetCollection : public CollectionBase<Map> {
    bool x##Has(Key const& key) const noexcept { return member.has(key); }              \
    std::size_t x##Size() const noexcept { return member.size(); }                      \
    auto x##IteratorConst() const noexcept { return member.iterator(); }                \
-   auto x##Iterator() const noexcept { return member.iterator(); }
 
 /// Children: xIs(key), xDel(key), xDel(iterator), xDelAll(), x(key).
 #define VEX_CHILD_COLLECTION(x, X, Child, Key, member)                                \
@@ -341,3 +379,39 @@ class SetCollection : public CollectionBase<Map> {
       member.delAll([this](Key const& k) { x##Notify(k); });                           \
    }                                                                                   \
    bool x(Key const& key) const noexcept { return member.has(key); }
+
+/// What every entity class declares first, inside its public section: its
+/// descriptor `_vexType` (defined beside the type) and fwkType(); its
+/// observer classes, NotifieeConst with the callbacks of its member list
+/// `MEMBERS` and Notifiee; its allocation-tracking slot and registered name
+/// `qualifiedName`; and its static creator TIs(identity), which makes the
+/// entity with entityIs.
+#define VEX_ENTITY_DECLARATIONS(T, qualifiedName, MEMBERS, Identity)                       \
+   static ::Vex::VexType const _vexType;                                                   \
+   ::Vex::VexType const* fwkType() const noexcept override { return &_vexType; }           \
+   class NotifieeConst : public ::Vex::NotifieeConstOf<T> {                                \
+    public:                                                                                \
+      MEMBERS(T, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)                                      \
+   };                                                                                      \
+   using Notifiee = ::Vex::NotifieeOf<T>;                                                  \
+   static ::Vex::AllocTrackSlot vexAllocTrackTypeInfo_;                                    \
+   static constexpr char vexTypeName[] = qualifiedName;                                    \
+   static ::Vex::Ptr<T> T##Is(Identity identity) { return ::Vex::entityIs<T>(identity); }
+
+// --- The pieces an entity's member list expands to ----------------------------
+
+/// onX() of an attribute.
+#define VEX_ON_ATTRIBUTE(T, x, X, Type, init) \
+   virtual void on##X() {}
+/// onX(key), onX() and onXvexImmediate() of a collection.
+#define VEX_ON_COLLECTION(T, x, X, Key, keyName, ...) \
+   virtual void on##X(::Vex::CallbackArg<Key>) {}    \
+   virtual void on##X() {}                           \
+   virtual void on##X##vexImmediate() {}
+/// x() and xIs(v) of an attribute stored in x_.
+#define VEX_ATTRIBUTE_OF(T, x, X, Type, init) VEX_ATTRIBUTE(x, X, Type, x##_)
+/// The storage of an attribute, x_, with its initial value.
+#define VEX_ATTRIBUTE_MEMBER(T, x, X, Type, init) Type x##_{init};
+/// Nothing: for the kind of member an expansion does not concern.
+#define VEX_NO_ATTRIBUTE(T, x, X, Type, init)
+#define VEX_NO_COLLECTION(T, x, X, Key, keyName, ...)

@@ -29,12 +29,17 @@ AttrRow const* VexType::attributeNumbered(std::uint32_t number) const noexcept {
    return nullptr;
 }
 
-std::span<CtorArg const> VexType::ctorArgs() const noexcept {
-   std::size_t n = 0;
-   if (ctorArgs_) {
-      while (ctorArgs_[n].name != nullptr) ++n;
+std::string_view Param::typeName() const noexcept { return type().name(); }
+
+std::string AttrRow::paramsText() const {
+   std::string text;
+   for (Param const& p : params) {
+      if (!text.empty()) text += ", ";
+      text += p.typeName();
+      text += ' ';
+      text += p.name;
    }
-   return {ctorArgs_, n};
+   return text;
 }
 
 bool VexType::isA(VexType const& other) const noexcept {
@@ -369,45 +374,28 @@ template struct EnumMethods<std::int32_t>;
 // --- The framework's own descriptors ----------------------------------------------
 
 namespace {
-
-constexpr CtorArg nameArgs[] = {{"name", "Vex::Name"}, {nullptr, nullptr}};
-constexpr auto entityTable = [] {
-   std::array<AttrRow, 5> rows{};
-   for (int i = 0; i < 5; ++i) rows[i] = entityBaseRow(i);
-   return rows;
-}();
-
-constexpr std::array<AttrRow, 0> noRows{};
-
+constexpr Param nameArgs[] = {{"name", &Reflection::typeFn<Name>}};
 } // namespace
 
-AttrRow const entityBaseRows[5] = {entityTable[0], entityTable[1], entityTable[2],
-                                   entityTable[3], entityTable[4]};
-
-constinit VexType const Entity::_vexType{"Vex::Entity",
-                                         nullptr,
-                                         entityTable.data(),
-                                         nameArgs,
-                                         nullptr,
-                                         nullptr,
-                                         nullptr,
-                                         &Reflection::entityMethods,
-                                         nullptr,
-                                         &Reflection::attributeOp<Entity>,
-                                         nullptr,
-                                         nullptr,
-                                         static_cast<std::uint32_t>(sizeof(Entity)) |
-                                            typeRefCounted,
-                                         5,
-                                         static_cast<std::uint32_t>(TypeKind::entity)};
+constinit VexType const Entity::_vexType{
+   .name_ = "Vex::Entity",
+   .kind_ = TypeKind::entity,
+   .rows_ = Reflection::entityBaseRows,
+   .ctorArgs_ = nameArgs,
+   .sizeFlags_ = static_cast<std::uint32_t>(sizeof(Entity)) | typeRefCounted,
+   .methods_ = &Reflection::entityMethods,
+   .attributeOp_ = &Reflection::attributeOp<Entity>,
+};
 
 namespace {
 
 // The scalars and strings: no attributes, one constructor argument, the value.
+template <class T>
+constexpr Param valueArg[] = {{"value", &Reflection::typeFn<T>}};
+
 #define VEX_SCALAR_TYPE(var, T, text)                                                      \
-   constexpr CtorArg var##Args[] = {{"value", text}, {nullptr, nullptr}};                  \
-   constinit VexType const var =                                                           \
-      valueDescriptor<T>(text, noRows, var##Args, &Reflection::constructValue<T, T>);      \
+   constinit VexType const var = valueDescriptor<T>(                                       \
+      {.name = text, .ctorArgs = valueArg<T>, .construct = &Reflection::constructValue<T, T>}); \
    }                                                                                       \
    VexType const& vexTypeOf(T const*) { return var; }                                      \
    namespace {

@@ -33,6 +33,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -87,32 +88,42 @@ enum AttrOpStatus : int {
 using GenericArgs = std::span<GenericValue const>;
 using TypeFn = VexType const& (*)();
 
-/// One row of an attribute table.
-struct AttrRow {
+/// A named, typed parameter: a constructor's argument, a method's argument or
+/// a collection's key. The type is given by its descriptor function, so the
+/// name shown is the one the type is registered under.
+struct Param {
    char const* name;
-   /// The key of a collection or the arguments of a method, as
-   /// "<type> <name>" separated by ", "; "" for any other row.
-   char const* args;
-   std::uint32_t number;
-   std::uint32_t flags; ///< AttrFlag bits
-   /// Performs `op` on `object` (null for an enumerator); returns an AttrOpStatus.
-   int (*access)(AttrOp op, void* object, GenericValue* result, GenericArgs args);
-   /// A snapshot of a collection's members (collections only).
-   GenericIterator (*iterate)(void const* object);
-   /// The type of the attribute, of a collection's members, or of a method's
-   /// result; null for a method without result and for an enumerator.
    TypeFn type;
-   /// The type of a collection's key; null for other rows.
-   TypeFn keyType;
 
-   constexpr bool has(AttrFlag flag) const noexcept { return (flags & flag) != 0; }
+   /// The qualified name of the parameter's type.
+   std::string_view typeName() const noexcept;
 };
 
-/// One constructor argument: its name and its type's qualified name. A list of
-/// them ends with {nullptr, nullptr}.
-struct CtorArg {
-   char const* name;
-   char const* typeName;
+/// One constructor argument.
+using CtorArg = Param;
+
+/// One row of an attribute table. Tables are built with the row builders of
+/// Vex/ReflectTable.h; a row names only what it has, the rest stays empty.
+struct AttrRow {
+   char const* name = "";
+   std::uint32_t number = 0;
+   std::uint32_t flags = 0; ///< AttrFlag bits
+   /// The key of a collection (one parameter) or the arguments of a method;
+   /// empty for any other row.
+   std::span<Param const> params{};
+   /// Performs `op` on `object` (null for an enumerator); returns an AttrOpStatus.
+   int (*access)(AttrOp op, void* object, GenericValue* result, GenericArgs args) = nullptr;
+   /// A snapshot of a collection's members (collections only).
+   GenericIterator (*iterate)(void const* object) = nullptr;
+   /// The type of the attribute, of a collection's members, or of a method's
+   /// result; null for a method without result and for an enumerator.
+   TypeFn type = nullptr;
+   /// The type of a collection's key; null for other rows.
+   TypeFn keyType = nullptr;
+
+   constexpr bool has(AttrFlag flag) const noexcept { return (flags & flag) != 0; }
+   /// The parameters as "<type> <name>", joined by ", " ("" when there are none).
+   std::string paramsText() const;
 };
 
 /// How generic code handles an instance it knows only by its descriptor.
@@ -148,54 +159,56 @@ enum TypeFlag : std::uint32_t {
 };
 
 /// A type descriptor: constant data, built once per type at compile time.
-/// The fields are public so that descriptors can be written as aggregates;
-/// read them through the accessors.
+/// The fields are public so that descriptors can be written as aggregates
+/// with designated initialisers (the builders of Vex/ReflectTable.h do);
+/// whatever a kind of type does not have stays null. Read them through the
+/// accessors.
 class VexType {
  public:
-   char const* name_;       ///< the qualified type name
-   VexType const* base_;    ///< the base type's descriptor, or null
-   AttrRow const* rows_;    ///< the attribute (or enumerator) table
-   CtorArg const* ctorArgs_;
-   /// Named roots only: makes the root `name` in `directory`.
-   Ptr<Entity> (*newEntityForDir_)(Name const& name, Directory* directory);
-   /// Entities only: reads the identity from an attribute-log record and makes
-   /// the entity.
-   Ptr<Entity> (*newEntityForAttrLog_)(NboAttrLog::In& in);
-   /// Entities with children only: reads a child's identity from a record and
-   /// makes the child in `parent`'s collection `row`.
-   Ptr<Entity> (*childAttrLogIs_)(Entity& parent, AttrRow const& row, NboAttrLog::In& in);
-   GenericIfMethods const* methods_;
+   char const* name_ = "";          ///< the qualified type name
+   TypeKind kind_ = TypeKind::value;
+   VexType const* base_ = nullptr;  ///< the base type's descriptor, or null
+   std::span<AttrRow const> rows_{}; ///< the attribute (or enumerator) table
+   std::span<Param const> ctorArgs_{};
+   std::uint32_t sizeFlags_ = 0;    ///< instance size | TypeFlag bits
+   GenericIfMethods const* methods_ = nullptr;
    /// Builds an instance from its constructor arguments (an entity through its
-   /// factory).
-   GenericValue (*constructFromCtorArgs_)(GenericArgs args);
+   /// creator).
+   GenericValue (*constructFromCtorArgs_)(GenericArgs args) = nullptr;
    /// Performs `op` on row `row` of `object`, or the type-level `op` when
    /// `row` is null; returns an AttrOpStatus.
    int (*attributeOp_)(GenericValue* result, void* object, AttrRow const* row, AttrOp op,
-                       GenericArgs args);
+                       GenericArgs args) = nullptr;
    /// A snapshot of collection row `row` of `object` (types with collections).
-   GenericIterator (*iterator_)(void const* object, AttrRow const& row);
+   GenericIterator (*iterator_)(void const* object, AttrRow const& row) = nullptr;
    /// Entities only: attaches `observer` to `entity` through the entity's own
    /// observer class, and returns that observer object; destroying it detaches.
    std::unique_ptr<ObserverHandle> (*notifiee_)(Ptr<Entity> const& entity,
-                                              GenericNotifiee& observer);
-   std::uint32_t sizeFlags_; ///< instance size | TypeFlag bits
-   std::uint32_t rowCount_;
-   std::uint32_t kind_; ///< a TypeKind
+                                              GenericNotifiee& observer) = nullptr;
+   /// Named roots only: makes the root `name` in `directory`.
+   Ptr<Entity> (*newEntityForDir_)(Name const& name, Directory* directory) = nullptr;
+   /// Entities only: reads the identity from an attribute-log record and makes
+   /// the entity.
+   Ptr<Entity> (*newEntityForAttrLog_)(NboAttrLog::In& in) = nullptr;
+   /// Entities with children only: reads a child's identity from a record and
+   /// makes the child in `parent`'s collection `row`.
+   Ptr<Entity> (*childAttrLogIs_)(Entity& parent, AttrRow const& row,
+                                  NboAttrLog::In& in) = nullptr;
 
    std::string_view name() const noexcept { return name_; }
    VexType const* base() const noexcept { return base_; }
-   TypeKind kind() const noexcept { return static_cast<TypeKind>(kind_); }
+   TypeKind kind() const noexcept { return kind_; }
    std::size_t instanceSize() const noexcept { return sizeFlags_ & 0xffffffu; }
    bool has(TypeFlag flag) const noexcept { return (sizeFlags_ & flag) != 0; }
-   std::size_t attributeCount() const noexcept { return rowCount_; }
+   std::size_t attributeCount() const noexcept { return rows_.size(); }
    /// Row `i` of the table, i in [0, attributeCount()).
    AttrRow const& attribute(std::size_t i) const noexcept { return rows_[i]; }
-   std::span<AttrRow const> attributes() const noexcept { return {rows_, rowCount_}; }
+   std::span<AttrRow const> attributes() const noexcept { return rows_; }
    /// The row named `name` or numbered `number`, or null.
    AttrRow const* attribute(std::string_view name) const noexcept;
    AttrRow const* attributeNumbered(std::uint32_t number) const noexcept;
    /// The constructor's arguments, in order.
-   std::span<CtorArg const> ctorArgs() const noexcept;
+   std::span<Param const> ctorArgs() const noexcept { return ctorArgs_; }
    /// Whether this type is `other` or derives from it.
    bool isA(VexType const& other) const noexcept;
 };

@@ -44,20 +44,20 @@ struct Registry {
       }
    }
 
-   static unsigned parseLevels(std::string const& spec) {
+   static unsigned parseLevels(std::string const& levels) {
       unsigned mask = 0;
       std::size_t i = 0;
-      while (i < spec.size()) {
-         char c = spec[i];
+      while (i < levels.size()) {
+         char c = levels[i];
          if (c == '*') {
             mask = 0x3ff;
             ++i;
          } else if (c >= '0' && c <= '9') {
             unsigned lo = static_cast<unsigned>(c - '0');
             unsigned hi = lo;
-            if (i + 2 < spec.size() && spec[i + 1] == '-' && spec[i + 2] >= '0' &&
-                spec[i + 2] <= '9') {
-               hi = static_cast<unsigned>(spec[i + 2] - '0');
+            if (i + 2 < levels.size() && levels[i + 1] == '-' && levels[i + 2] >= '0' &&
+                levels[i + 2] <= '9') {
+               hi = static_cast<unsigned>(levels[i + 2] - '0');
                i += 2;
             }
             for (unsigned l = lo; l <= hi; ++l) mask |= 1U << l;

@@ -5,11 +5,11 @@
 //
 //   class NumericalRange {
 //    public:
-//      static constexpr char const* vexTypeName = "Flowspec::NumericalRange";
+//      static constexpr char vexTypeName[] = "Flowspec::NumericalRange";
 //      static constexpr auto vexFields() {
 //         return std::tuple{
-//            Vex::field("rangeMin", [](NumericalRange const& r) { return r.rangeMin(); }),
-//            Vex::field("rangeMax", [](NumericalRange const& r) { return r.rangeMax(); })};
+//            Vex::valueField("rangeMin", &NumericalRange::rangeMin, &NumericalRange::rangeMinIs),
+//            Vex::valueField("rangeMax", &NumericalRange::rangeMax, &NumericalRange::rangeMaxIs)};
 //      }
 //      ...
 //   };
@@ -23,6 +23,9 @@
 //     value from the fields read, through T::vexFromFields(fields...) when T
 //     has it and the constructor T(fields...) otherwise, so the type's own
 //     checks run on the whole value;
+//   - its reflection rows (Vex::fieldRows in Vex/ReflectTable.h), settable
+//     where a setter is given, and its constructor's arguments
+//     (Vex::ctorFromFields);
 //   - its attribute-log encoding: the fields one after the other, each with
 //     its own type's encoding (Vex::nboWrite / Vex::nboRead), and the same
 //     construction when reading.
@@ -33,6 +36,7 @@
 #include "Vex/ValueText.h"
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <tuple>
 #include <type_traits>
@@ -40,15 +44,28 @@
 
 namespace Vex {
 
-/// One field of a value: its name and how to read it from the value.
-template <class Get>
+class VexType;
+using TypeFn = VexType const& (*)();
+
+/// One field of a value: its name; its getter (a member function, or any
+/// function of the value); its setter (a member function), or none for a
+/// field that reflection shows read-only; and, where the field's C++ type is
+/// an alias that does not tell its registered type (Vrf::VrfIdMap::VrfId is a
+/// std::uint32_t), that type's descriptor function.
+template <class Get, class Set = std::nullptr_t, class Type = std::nullptr_t>
 struct Field {
    char const* name;
    Get get;
+   Set set = nullptr;
+   Type type = nullptr; ///< a TypeFn, or nullptr: the field's own type
 };
-template <class Get>
-constexpr Field<Get> field(char const* name, Get get) {
-   return Field<Get>{name, get};
+template <class Get, class Set = std::nullptr_t>
+constexpr Field<Get, Set> valueField(char const* name, Get get, Set set = nullptr) {
+   return Field<Get, Set>{name, get, set};
+}
+template <class Get, class Set>
+constexpr Field<Get, Set, TypeFn> valueField(char const* name, Get get, Set set, TypeFn type) {
+   return Field<Get, Set, TypeFn>{name, get, set, type};
 }
 
 /// A type that describes its fields with vexTypeName and vexFields().
@@ -61,7 +78,7 @@ concept FieldDescribed = requires {
 namespace Internal {
 
 template <class T, class F>
-using FieldType = std::decay_t<decltype(std::declval<F const&>().get(std::declval<T const&>()))>;
+using FieldType = std::decay_t<std::invoke_result_t<decltype(std::declval<F const&>().get), T const&>>;
 
 template <class T, class Tuple>
 struct FieldTypes;
@@ -95,7 +112,7 @@ String fieldsToStrep(T const& v) {
    char const* sep = "";
    std::apply(
       [&](auto const&... f) {
-         ((s += sep, s += '\'', s += f.name, s += "': ", s += valueToStrep(f.get(v)).str(),
+         ((s += sep, s += '\'', s += f.name, s += "': ", s += valueToStrep(std::invoke(f.get, v)).str(),
            sep = ", "),
           ...);
       },
@@ -132,7 +149,7 @@ T fieldsFromStrep(TextIter& pos, TextIter end) {
 /// Writes the fields of `v` one after the other.
 template <FieldDescribed T>
 void fieldsToLog(Ptr<NboAttrLog::Out> const& out, T const& v) {
-   std::apply([&](auto const&... f) { (nboWrite(out, f.get(v)), ...); }, T::vexFields());
+   std::apply([&](auto const&... f) { (nboWrite(out, std::invoke(f.get, v)), ...); }, T::vexFields());
 }
 
 /// Reads the fields of a T one after the other and builds it.

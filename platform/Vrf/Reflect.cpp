@@ -6,8 +6,7 @@ namespace Vrf {
 
 namespace {
 
-constexpr Vex::CtorArg idArgs[] = {{"value", "U32"}, {nullptr, nullptr}};
-constexpr std::array<Vex::AttrRow, 0> noRows{};
+constexpr Vex::Param idArgs[] = {{"value", &Vex::Reflection::typeFn<std::uint32_t>}};
 
 [[maybe_unused]] bool const registered = [] {
    Vex::typeNodeIs(VrfIdMap::_vexType_VrfId);
@@ -16,8 +15,12 @@ constexpr std::array<Vex::AttrRow, 0> noRows{};
 
 } // namespace
 
-constinit Vex::VexType const VrfIdMap::_vexType_VrfId = Vex::valueDescriptor<VrfIdMap::VrfId>(
-   "Vrf::VrfIdMap::VrfId", noRows, idArgs,
-   &Vex::Reflection::constructValue<VrfIdMap::VrfId, std::uint32_t>);
+constinit Vex::VexType const VrfIdMap::_vexType_VrfId = Vex::valueDescriptor<VrfIdMap::VrfId>({
+   .name = "Vrf::VrfIdMap::VrfId",
+   .ctorArgs = idArgs,
+   .construct = &Vex::Reflection::constructValue<VrfIdMap::VrfId, std::uint32_t>,
+});
+
+Vex::VexType const& VrfIdMap::vrfIdType() { return _vexType_VrfId; }
 
 } // namespace Vrf

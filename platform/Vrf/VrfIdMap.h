@@ -36,6 +36,9 @@ class VrfIdMap {
    /// reached through reflection is a "U32"; this names it in constructor
    /// arguments.
    static Vex::VexType const _vexType_VrfId;
+   /// Returns _vexType_VrfId: the descriptor function reflection tables give
+   /// where a VrfId argument, key or field must be named as one.
+   static Vex::VexType const& vrfIdType();
 
    /// The id of the VRF named "default", known to every map.
    static constexpr VrfId defaultVrfId = 0;

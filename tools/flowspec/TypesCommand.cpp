@@ -45,9 +45,9 @@ std::string rightAligned(std::string text, std::size_t width) {
 std::string rowSignature(Vex::AttrRow const& row) {
    std::string type = row.type ? std::string(row.type().name()) : "";
    if (row.has(Vex::attrMethod)) {
-      return "(" + std::string(row.args) + ")" + (type.empty() ? "" : " -> " + type);
+      return "(" + row.paramsText() + ")" + (type.empty() ? "" : " -> " + type);
    }
-   if (row.has(Vex::attrCollection)) return "[" + std::string(row.args) + "] -> " + type;
+   if (row.has(Vex::attrCollection)) return "[" + row.paramsText() + "] -> " + type;
    return type;
 }
 
@@ -105,7 +105,7 @@ int describeCommand(Args const& args, std::ostream& out, std::ostream& err) {
       out << "constructor(";
       char const* sep = "";
       for (Vex::CtorArg const& a : t->ctorArgs()) {
-         out << sep << a.typeName << " " << a.name;
+         out << sep << a.typeName() << " " << a.name;
          sep = ", ";
       }
       out << ")\n";

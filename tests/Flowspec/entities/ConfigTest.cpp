@@ -1,7 +1,7 @@
 #include "Flowspec/entities/Config.h"
 
 #include "EntityTestUtil.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 #include <gtest/gtest.h>
 
@@ -58,7 +58,7 @@ TEST(VrfRuleConfig, DeletionWalksInAscendingKeyOrder) {
    }
    VrfConfigRec rec(vrf);
    // A walk may delete the member it stands on: the "*" rule, last in key order.
-   for (auto i = vrf->ruleIterator(); i; ++i) {
+   for (auto i = vrf->ruleIteratorConst(); i; ++i) {
       visited.push_back(cli(i.key()));
       if (i->ruleId() == 1) { EXPECT_EQ(vrf->ruleDel(i)->ruleId(), 1u); }
    }

@@ -4,7 +4,7 @@
 #include "Flowspec/entities/Status.h"
 
 #include "EntityTestUtil.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 #include <gtest/gtest.h>
 
@@ -146,7 +146,7 @@ TEST(RuleConfig, MatchSetDeletionWalksInTypeOrder) {
    fill(); // deleting the member a walk stands on leaves the walk going
    rec.calls.clear();
    Calls visited;
-   for (auto i = rule->matchSetIterator(); i; ++i) {
+   for (auto i = rule->matchSetIteratorConst(); i; ++i) {
       visited.push_back(stringValue(i.key()).str());
       if (i.key() == T::ipProto) {
          EXPECT_EQ(rule->matchSetDel(i), ranges(T::ipProto, {{1, 1}}));

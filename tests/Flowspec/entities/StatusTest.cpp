@@ -2,7 +2,7 @@
 #include "Flowspec/entities/Status.h"
 
 #include "EntityTestUtil.h"
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 #include <gtest/gtest.h>
 
@@ -85,7 +85,7 @@ TEST(VrfRuleStatus, WalkDeletingEachRuleAndDeleteAllGoInKeyOrder) {
    rec.calls.clear();
    Calls const order{"10.1.0.0/16;*;", "10.2.0.0/16;*;IP:=6;", "10.2.0.0/16;*;", "*;*;"};
    Calls visited, expected;
-   auto i = vrf->ruleStatusIterator();
+   auto i = vrf->ruleStatusIteratorConst();
    for (; i; ++i) {
       visited.push_back(cli(i.key()));
       auto const removed = vrf->ruleStatusDel(i);

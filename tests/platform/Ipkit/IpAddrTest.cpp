@@ -52,18 +52,18 @@ TEST(IpAddr, ReadsStrictDottedQuads) {
        {"three parts", "1.2.3", "expected 4 decimal parts separated by '.', found 3"},
        {"five parts", "1.2.3.4.5",
         "expected 4 decimal parts separated by '.', found 5"},
-       {"empty part", "1..3.4", "part 2 is empty"},
-       {"trailing dot", "1.2.3.", "part 4 is empty"},
+       {"empty octet", "1..3.4", "octet 2 is empty"},
+       {"trailing dot", "1.2.3.", "octet 4 is empty"},
        {"leading zero", "010.0.0.1",
-        "part 1 ('010') has a leading zero, which is ambiguous (octal or decimal)"},
-       {"above 255", "1.2.3.256", "part 4 ('256') is greater than 255"},
-       {"four digits", "1.2.1000.4", "part 3 ('1000') is greater than 255"},
-       {"leading blank", " 1.2.3.4", "part 1 (' 1') is not a decimal number"},
-       {"trailing blank", "1.2.3.4 ", "part 4 ('4 ') is not a decimal number"},
-       {"trailing text", "1.2.3.4x", "part 4 ('4x') is not a decimal number"},
-       {"hex part", "1.2.3.0x4", "part 4 ('0x4') is not a decimal number"},
+        "octet 1 ('010') has a leading zero, which is ambiguous (octal or decimal)"},
+       {"above 255", "1.2.3.256", "octet 4 ('256') is greater than 255"},
+       {"four digits", "1.2.1000.4", "octet 3 ('1000') is greater than 255"},
+       {"leading blank", " 1.2.3.4", "octet 1 (' 1') is not a decimal number"},
+       {"trailing blank", "1.2.3.4 ", "octet 4 ('4 ') is not a decimal number"},
+       {"trailing text", "1.2.3.4x", "octet 4 ('4x') is not a decimal number"},
+       {"hex octet", "1.2.3.0x4", "octet 4 ('0x4') is not a decimal number"},
        {"newline escaped in the message", "1.2.3.4\n",
-        "part 4 ('4\\n') is not a decimal number"},
+        "octet 4 ('4\\n') is not a decimal number"},
    };
    for (auto const& c : invalid) {
       EXPECT_EQ(messageOf([&] { IpAddr{Vex::String(c.text)}; }),
@@ -137,7 +137,7 @@ TEST(Ip6Addr, ReadsRfc4291FormsAndPrintsCanonically) {
        {"short dotted quad", "::1.2.3",
         "dotted-quad part '1.2.3': expected 4 decimal parts separated by '.', found 3"},
        {"dotted quad with leading zero", "::ffff:010.0.0.1",
-        "dotted-quad part '010.0.0.1': part 1 ('010') has a leading zero, which is "
+        "dotted-quad part '010.0.0.1': octet 1 ('010') has a leading zero, which is "
         "ambiguous "
         "(octal or decimal)"},
    };
@@ -178,7 +178,7 @@ TEST(IpAddr, ValueTextIsTheQuotedAddress) {
           IpAddr v;
           Vex::strepToValue(Vex::String("'1.2.3.04'"), v);
        }),
-       "invalid IPv4 address '1.2.3.04': part 4 ('04') has a leading zero, which is "
+       "invalid IPv4 address '1.2.3.04': octet 4 ('04') has a leading zero, which is "
        "ambiguous (octal or decimal)");
 }
 

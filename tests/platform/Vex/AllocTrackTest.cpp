@@ -10,7 +10,7 @@ namespace {
 class Tracked : public Vex::PtrInterface, public Vex::AllocTracked<Tracked> {
  public:
    static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-   static constexpr char const* vexAllocTrackName = "AllocTrackTest::Tracked";
+   static constexpr char vexTypeName[] = "AllocTrackTest::Tracked";
    explicit Tracked(bool fail) {
       if (fail) throw std::runtime_error("constructor failed");
    }

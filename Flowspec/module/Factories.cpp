@@ -1,4 +1,4 @@
-#include "Flowspec/framework/Factories.h"
+#include "Flowspec/module/Factories.h"
 
 namespace Flowspec {
 

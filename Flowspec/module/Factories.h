@@ -1,4 +1,4 @@
-// Flowspec/framework/Factories.h: the module's factories, one per entity
+// Flowspec/module/Factories.h: the module's factories, one per entity
 // type but InfeasibleRule. Each does what the type's static creator does and
 // returns a new entity with notification switched on.
 #pragma once

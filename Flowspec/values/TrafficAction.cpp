@@ -1,0 +1,9 @@
+#include "Flowspec/values/TrafficAction.h"
+#include "Flowspec/values/FlagSetDescriptor.h"
+
+namespace Flowspec {
+
+constinit Vex::VexType const TrafficAction::_vexType =
+    flagSetDescriptor<TrafficAction>();
+
+} // namespace Flowspec
