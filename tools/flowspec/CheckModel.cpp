@@ -73,7 +73,7 @@ std::string maskText(Mask const& m) {
    for (std::uint32_t b = 0; b <= Mask::lastBit; ++b) {
       if (!(m.mask() >> b & 1U)) continue;
       bits += std::string(bits.empty() ? "" : ", ") +
-              (m.val() >> b & 1U ? "" : "not ") + Mask::bitNames[b];
+              (m.val() >> b & 1U ? "" : "not ") + Mask::bitTable[b].cliName;
    }
    return (m.matchAll() ? "all of " : "any of ") + bits;
 }

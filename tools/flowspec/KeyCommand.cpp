@@ -21,11 +21,11 @@ namespace FlowspecTool {
 namespace {
 
 // "FIN 1, SYN 2, ...": the bits of a bit mask and their values.
-template <std::size_t n>
-std::string bitList(std::array<char const*, n> const& names) {
+template <class Bit, std::size_t n>
+std::string bitList(Bit const (&bits)[n]) {
    std::string list;
    for (std::size_t b = 0; b < n; ++b)
-      list += std::string(b ? ", " : "") + names[b] + " " + std::to_string(1U << b);
+      list += std::string(b ? ", " : "") + bits[b].cliName + " " + std::to_string(1U << b);
    return list;
 }
 
@@ -58,8 +58,8 @@ at most once:
                          "number needs an operator. TCP flags and fragments are bit masks: =MASK wants "
                          "all bits of MASK set, a bare MASK any of them, ! negates: TCP:=2&!=16 is SYN "
                          "without ACK. TCP bits: " +
-                             bitList(Flowspec::TcpBitMask::bitNames) + "; fragment bits: " +
-                             bitList(Flowspec::IpBitMask::bitNames) +
+                             bitList(Flowspec::TcpBitMask::bitTable) + "; fragment bits: " +
+                             bitList(Flowspec::IpBitMask::bitTable) +
                              ". Numbers are decimal (without leading zeros) or hexadecimal (0x12).",
                          0);
 }
