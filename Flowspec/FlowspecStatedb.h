@@ -29,7 +29,7 @@
 #include "Flowspec/values/UnsupportedQual.h"
 #include "Flowspec/wire/ActionCodec.h"
 #include "Flowspec/wire/KeyComponents.h"
+#include "Flowspec/wire/Mrt.h"
 #include "Flowspec/wire/NlriCodec.h"
 #include "Flowspec/wire/Precedence.h"
-#include "Flowspec/wire/Mrt.h"
 #include "Flowspec/wire/Update.h"

@@ -39,14 +39,18 @@ inline constinit thread_local std::uint64_t allocations = 0;
 //
 // Neither side is inlined, so that the compiler does not see free() meet a
 // pointer from malloc() behind new and delete.
-#define BENCH_COUNTING_OPERATOR_NEW()                                                            \
-   [[gnu::noinline]] void* operator new(std::size_t size) {                                     \
-      ++Bench::allocations;                                                                      \
-      if (void* p = std::malloc(size ? size : 1)) return p;                                      \
-      throw std::bad_alloc();                                                                    \
-   }                                                                                             \
-   [[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }                    \
-   [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }       \
+#define BENCH_COUNTING_OPERATOR_NEW()                                                              \
+   [[gnu::noinline]] void* operator new(std::size_t size) {                                        \
+      ++Bench::allocations;                                                                        \
+      if (void* p = std::malloc(size ? size : 1)) return p;                                        \
+      throw std::bad_alloc();                                                                      \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p) noexcept {                                      \
+      std::free(p);                                                                                \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {                         \
+      std::free(p);                                                                                \
+   }                                                                                               \
    static_assert(true, "a semicolon follows the macro")
 
 namespace Bench {
@@ -58,7 +62,9 @@ namespace Bench {
 // array) merges them all, which would charge the teardown of one container to
 // the timed fill of the next: 100 000 insertions into a Vex::HashMap2018 took
 // from 25 to 180 ms by what ran before.
-inline void settleHeap() { malloc_trim(0); }
+inline void settleHeap() {
+   malloc_trim(0);
+}
 
 // Each iteration fills a fresh M with `fill(m)` and times only that; the
 // emptying of the map and then `afterTeardown()` (settleHeap, or nothing) are

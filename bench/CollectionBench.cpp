@@ -34,7 +34,8 @@ struct Key40 {
    }
    std::uint32_t hash() const noexcept {
       Vex::HashAccumulator h;
-      for (auto v : w) h.mixU64(v);
+      for (auto v : w)
+         h.mixU64(v);
       return h.result();
    }
 };
@@ -51,7 +52,8 @@ std::vector<Key40> const& keys(std::size_t n) {
    if (v.empty()) {
       std::mt19937_64 rng(n);
       v.resize(n);
-      for (auto& k : v) k = Key40{{0xffffff, 1, 0x0a000000, rng() & 0xffffffff, rng()}};
+      for (auto& k : v)
+         k = Key40{{0xffffff, 1, 0x0a000000, rng() & 0xffffffff, rng()}};
       std::sort(v.begin(), v.end());
       v.erase(std::unique(v.begin(), v.end()), v.end());
       std::shuffle(v.begin(), v.end(), rng);
@@ -91,7 +93,8 @@ std::uint64_t get(M const& m, Key40 const& k) {
 template <class M>
 void fill(M& m, std::vector<Key40> const& ks) {
    std::uint64_t i = 0;
-   for (auto const& k : ks) put(m, k, i++);
+   for (auto const& k : ks)
+      put(m, k, i++);
 }
 
 template <class M>
@@ -111,7 +114,8 @@ void BM_Find(benchmark::State& state) {
    std::shuffle(probe.begin(), probe.end(), std::mt19937(1));
    for (auto _ : state) {
       std::uint64_t sum = 0;
-      for (auto const& k : probe) sum += get(m, k);
+      for (auto const& k : probe)
+         sum += get(m, k);
       benchmark::DoNotOptimize(sum);
    }
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(ks.size()));
@@ -125,9 +129,11 @@ void BM_Walk(benchmark::State& state) {
    for (auto _ : state) {
       std::uint64_t sum = 0;
       if constexpr (std::is_same_v<M, RbTreeMap> || std::is_same_v<M, HashMap2018>) {
-         for (auto const& n : m) sum += n.value();
+         for (auto const& n : m)
+            sum += n.value();
       } else {
-         for (auto const& [k, v] : m) sum += v;
+         for (auto const& [k, v] : m)
+            sum += v;
       }
       benchmark::DoNotOptimize(sum);
    }
@@ -144,7 +150,8 @@ void BM_Erase(benchmark::State& state) {
       M m;
       fill(m, ks);
       state.ResumeTiming();
-      for (auto const& k : order) m.erase(k);
+      for (auto const& k : order)
+         m.erase(k);
       benchmark::DoNotOptimize(m);
    }
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(ks.size()));

@@ -53,7 +53,8 @@ using Bench::v4Prefix;
 // The prefix whose first 32 bits are `top` and the rest 0.
 Ipkit::IpGenPrefix v6Prefix(std::uint32_t top, unsigned len) {
    Ipkit::Ip6Addr::Bytes b{};
-   for (int i = 0; i < 4; ++i) b[i] = static_cast<std::uint8_t>(top >> (24 - 8 * i));
+   for (int i = 0; i < 4; ++i)
+      b[i] = static_cast<std::uint8_t>(top >> (24 - 8 * i));
    return Ipkit::IpGenPrefix(Ipkit::IpGenAddr(Ipkit::Ip6Addr(b)), len);
 }
 
@@ -140,7 +141,8 @@ struct FlatKey {
    // as the key feeds its pairs.
    std::uint32_t hash() const noexcept {
       OneAtATime h;
-      for (std::uint32_t i = 0; i < header; ++i) h.bytes(w[i], 4);
+      for (std::uint32_t i = 0; i < header; ++i)
+         h.bytes(w[i], 4);
       for (std::uint32_t i = header; i < size; i += 2) {
          h.bytes(w[i], 2);
          h.bytes(w[i + 1], 4);
@@ -152,7 +154,7 @@ struct FlatKey {
    }
    bool operator<(FlatKey const& o) const noexcept {
       return std::lexicographical_compare(w.begin(), w.begin() + size, o.w.begin(),
-                                           o.w.begin() + o.size);
+                                          o.w.begin() + o.size);
    }
 };
 
@@ -191,7 +193,8 @@ void BM_KeyOp(benchmark::State& state) {
    typename Impl::Type a = Impl::make(portKey(af, pairs, 8080));
    typename Impl::Type b = Impl::make(portKey(af, pairs, 8081));
    std::uint64_t const before = allocations;
-   for (int i = 0; i < 1000; ++i) benchmark::DoNotOptimize(run<op>(a, b, Impl::equal));
+   for (int i = 0; i < 1000; ++i)
+      benchmark::DoNotOptimize(run<op>(a, b, Impl::equal));
    std::uint64_t const allocs = allocations - before;
    state.counters["allocs"] = static_cast<double>(allocs);
    if (allocs != 0) state.SkipWithError("the operation allocated");
@@ -206,7 +209,7 @@ void BM_KeyOp(benchmark::State& state) {
    }
 }
 
-#define KEY_OP(name, impl, op, af)                                                               \
+#define KEY_OP(name, impl, op, af)                                                                 \
    BENCHMARK_TEMPLATE(BM_KeyOp, impl, op, af)->Name(name)->Arg(0)->Arg(4)->Arg(16)
 KEY_OP("BM_HashV4<Key>", Key, Op::hash, Ipkit::ipv4);
 KEY_OP("BM_HashV4<Flat>", Flat, Op::hash, Ipkit::ipv4);
@@ -270,7 +273,8 @@ void BM_TextStoul(benchmark::State& state) {
       for (std::size_t i = 0; i < copy.size(); ++i) {
          if (copy[i] != '/' && copy[i] != '=') continue;
          std::size_t end = i + 1;
-         while (end < copy.size() && copy[end] >= '0' && copy[end] <= '9') ++end;
+         while (end < copy.size() && copy[end] >= '0' && copy[end] <= '9')
+            ++end;
          sum += std::stoul(std::string(copy, i + 1, end - i - 1));
          i = end - 1;
       }
@@ -298,7 +302,8 @@ std::vector<FlowspecKey> distinctKeys(std::size_t n) {
 std::vector<FlowspecKey> const& manyKeys(std::size_t n) {
    static std::map<std::size_t, std::vector<FlowspecKey>> const sets = [] {
       std::map<std::size_t, std::vector<FlowspecKey>> s;
-      for (std::size_t size : {100000, 1000000}) s[size] = distinctKeys(size);
+      for (std::size_t size : {100000, 1000000})
+         s[size] = distinctKeys(size);
       return s;
    }();
    return sets.at(n);
@@ -348,7 +353,8 @@ void BM_Find(benchmark::State& state) {
    fill(m, ks);
    std::vector<FlowspecKey const*> probe;
    probe.reserve(ks.size());
-   for (auto const& k : ks) probe.push_back(&k);
+   for (auto const& k : ks)
+      probe.push_back(&k);
    std::shuffle(probe.begin(), probe.end(), std::mt19937(1));
    for (auto _ : state) {
       std::uint64_t sum = 0;
@@ -369,8 +375,8 @@ void BM_Find(benchmark::State& state) {
 // A 1M run takes one to four seconds, and filling the map to be searched as
 // long again: fixed, small numbers of iterations keep the whole binary within
 // two minutes.
-#define COLLECTION(op, M)                                                                        \
-   BENCHMARK_TEMPLATE(op, M)->Arg(100000)->Iterations(3)->Unit(benchmark::kMillisecond);         \
+#define COLLECTION(op, M)                                                                          \
+   BENCHMARK_TEMPLATE(op, M)->Arg(100000)->Iterations(3)->Unit(benchmark::kMillisecond);           \
    BENCHMARK_TEMPLATE(op, M)->Arg(1000000)->Iterations(1)->Unit(benchmark::kMillisecond)
 COLLECTION(BM_Insert, KeyStdMap);
 COLLECTION(BM_Insert, KeyRbTreeMap);

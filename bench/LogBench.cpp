@@ -61,7 +61,8 @@ struct Fixture {
 
    Fixture() : keys(distinctKeys(keyCount)) {
       auto out = Vex::NboAttrLog::Out::OutIs();
-      for (auto const& k : keys) out << k;
+      for (auto const& k : keys)
+         out << k;
       bytes = out->bytes();
       Vex::NboAttrLog::In in(bytes.data(), bytes.size());
       for (auto const& k : keys) {
@@ -97,7 +98,8 @@ void BM_WriteKeyLog(benchmark::State& state) {
    std::uint64_t const before = allocations;
    for (auto _ : state) {
       out->clear();
-      for (auto const& k : f.keys) out << k;
+      for (auto const& k : f.keys)
+         out << k;
       benchmark::DoNotOptimize(out->bytes().data());
       benchmark::ClobberMemory();
    }
@@ -121,7 +123,9 @@ void memcpyLog(benchmark::State& state) {
    report(state, f.bytes.size(), before);
 }
 
-void BM_WriteMemcpy(benchmark::State& state) { memcpyLog(state); }
+void BM_WriteMemcpy(benchmark::State& state) {
+   memcpyLog(state);
+}
 
 // ---- read --------------------------------------------------------------------
 
@@ -144,7 +148,9 @@ void BM_ReadKeyLog(benchmark::State& state) {
    report(state, f.bytes.size(), before);
 }
 
-void BM_ReadMemcpy(benchmark::State& state) { memcpyLog(state); }
+void BM_ReadMemcpy(benchmark::State& state) {
+   memcpyLog(state);
+}
 
 // One pass takes 4 (memcpy) to about 140 ms (read); the default half second
 // per benchmark keeps the run, key generation included, within a minute.

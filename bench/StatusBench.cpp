@@ -91,7 +91,8 @@ struct Workload {
       std::vector<std::uint32_t> order;
       order.reserve(counterKeys.size() * updatesPerKey);
       for (std::uint32_t k = 0; k < counterKeys.size(); ++k) {
-         for (std::size_t r = 0; r < updatesPerKey; ++r) order.push_back(k);
+         for (std::size_t r = 0; r < updatesPerKey; ++r)
+            order.push_back(k);
       }
       std::mt19937 rng(7);
       std::shuffle(order.begin(), order.end(), rng);
@@ -101,7 +102,8 @@ struct Workload {
          std::uint64_t const n = ++seen[k];
          updates.push_back({k, CounterVersion(n * 1000 + k, Kiln::UniqueId(1, k + 1))});
       }
-      for (auto const& k : ruleKeys) probe.push_back(&k);
+      for (auto const& k : ruleKeys)
+         probe.push_back(&k);
       std::shuffle(probe.begin(), probe.end(), rng);
    }
 };
@@ -237,9 +239,7 @@ struct VrfRuleStatusImpl {
    static Vex::Ptr<RuleStatus> is(Type const& v, FlowspecKey const& k) {
       return v->ruleStatusIs(k);
    }
-   static Vex::Ptr<RuleStatus> get(Type const& v, FlowspecKey const& k) {
-      return v->ruleStatus(k);
-   }
+   static Vex::Ptr<RuleStatus> get(Type const& v, FlowspecKey const& k) { return v->ruleStatus(k); }
 };
 
 // Create-or-return in one walk (try_emplace, then the payload only when the
@@ -269,7 +269,8 @@ void BM_RuleStatusIs(benchmark::State& state) {
       std::uint64_t const before = allocations;
       state.ResumeTiming();
 
-      for (FlowspecKey const& k : w.ruleKeys) benchmark::DoNotOptimize(Impl::is(v, k));
+      for (FlowspecKey const& k : w.ruleKeys)
+         benchmark::DoNotOptimize(Impl::is(v, k));
 
       state.PauseTiming();
       allocs += allocations - before;
@@ -285,7 +286,8 @@ void BM_RuleStatus(benchmark::State& state) {
    auto const& w = workload();
    settleHeap();
    auto v = Impl::make();
-   for (FlowspecKey const& k : w.ruleKeys) Impl::is(v, k);
+   for (FlowspecKey const& k : w.ruleKeys)
+      Impl::is(v, k);
    std::uint64_t const before = allocations;
    std::size_t found = 0;
    for (auto _ : state) {
@@ -302,11 +304,8 @@ void BM_RuleStatus(benchmark::State& state) {
 
 // A run of 100 000 items takes tens of milliseconds: fixed numbers of
 // iterations keep the whole binary within half a minute.
-#define STATUS_BENCH(bm, name, impl, iterations)                                                 \
-   BENCHMARK_TEMPLATE(bm, impl)                                                                  \
-       ->Name(name)                                                                              \
-       ->Iterations(iterations)                                                                  \
-       ->Unit(benchmark::kMillisecond)
+#define STATUS_BENCH(bm, name, impl, iterations)                                                   \
+   BENCHMARK_TEMPLATE(bm, impl)->Name(name)->Iterations(iterations)->Unit(benchmark::kMillisecond)
 
 STATUS_BENCH(BM_Snapshot, "BM_Snapshot<StdUnorderedMap>/100000", StdUnorderedMapImpl, 20);
 STATUS_BENCH(BM_Snapshot, "BM_Snapshot<Counter>/100000", CounterImpl, 20);

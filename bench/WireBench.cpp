@@ -57,8 +57,7 @@ std::uint8_t op(std::uint32_t value, std::uint8_t flags) {
 }
 constexpr std::uint8_t eq = MatchOpVal::eqBit;
 constexpr std::uint8_t ge = MatchOpVal::gtBit | MatchOpVal::eqBit;
-constexpr std::uint8_t le =
-    MatchOpVal::ltBit | MatchOpVal::eqBit | MatchOpVal::andPreviousBit;
+constexpr std::uint8_t le = MatchOpVal::ltBit | MatchOpVal::eqBit | MatchOpVal::andPreviousBit;
 constexpr std::uint8_t end = MatchOpVal::endOfListBit;
 
 std::vector<FlowspecKey> gobgpShapedKeys(std::size_t n) {
@@ -81,17 +80,14 @@ std::vector<FlowspecKey> gobgpShapedKeys(std::size_t n) {
          std::uint32_t const p = 1 + rng() % 65535;
          i = key.setOpVal(i, MatchCompType::srcPort, op(p, eq | end), p);
       }
-      if (maybe())
-         i = key.setOpVal(i, MatchCompType::tcpFlags, eq | end, 1u << rng() % 6);
+      if (maybe()) i = key.setOpVal(i, MatchCompType::tcpFlags, eq | end, 1u << rng() % 6);
       if (maybe()) {
          std::uint32_t const l = 20 + rng() % 1000;
          i = key.setOpVal(i, MatchCompType::packetLength, op(l, ge), l);
-         i = key.setOpVal(i, MatchCompType::packetLength, op(l + 500, le | end),
-                          l + 500);
+         i = key.setOpVal(i, MatchCompType::packetLength, op(l + 500, le | end), l + 500);
       }
       if (maybe()) i = key.setOpVal(i, MatchCompType::dscp, eq | end, rng() % 64);
-      if (maybe())
-         i = key.setOpVal(i, MatchCompType::fragment, eq | end, 1u << rng() % 4);
+      if (maybe()) i = key.setOpVal(i, MatchCompType::fragment, eq | end, 1u << rng() % 4);
       keys.push_back(std::move(key));
    }
    return keys;
@@ -223,8 +219,7 @@ void BM_EncodeMemcpy(benchmark::State& state) {
 }
 
 template <class Compare>
-void comparePairs(benchmark::State& state, std::vector<FlowspecKey> const& keys,
-                  Compare compare) {
+void comparePairs(benchmark::State& state, std::vector<FlowspecKey> const& keys, Compare compare) {
    std::uint64_t const before = allocations;
    for (auto _ : state) {
       int sum = 0;
@@ -255,25 +250,15 @@ void BM_CompareListsKeyLess(benchmark::State& state) {
 }
 
 BENCHMARK(BM_DecodeNlri)->Name("BM_Decode<Nlri>/10000")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_DecodeMemcpy)
-    ->Name("BM_Decode<Memcpy>/10000")
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_DecodeKeepNlri)
-    ->Name("BM_DecodeKeep<Nlri>/10000")
-    ->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_DecodeKeepMemcpy)
-    ->Name("BM_DecodeKeep<Memcpy>/10000")
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DecodeMemcpy)->Name("BM_Decode<Memcpy>/10000")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DecodeKeepNlri)->Name("BM_DecodeKeep<Nlri>/10000")->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_DecodeKeepMemcpy)->Name("BM_DecodeKeep<Memcpy>/10000")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_EncodeNlri)->Name("BM_Encode<Nlri>/10000")->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_EncodeMemcpy)
-    ->Name("BM_Encode<Memcpy>/10000")
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_EncodeMemcpy)->Name("BM_Encode<Memcpy>/10000")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_ComparePrecedence)
     ->Name("BM_Compare<Precedence>/10000")
     ->Unit(benchmark::kMicrosecond);
-BENCHMARK(BM_CompareKeyLess)
-    ->Name("BM_Compare<KeyLess>/10000")
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_CompareKeyLess)->Name("BM_Compare<KeyLess>/10000")->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_CompareListsPrecedence)
     ->Name("BM_CompareLists<Precedence>/10000")
     ->Unit(benchmark::kMicrosecond);

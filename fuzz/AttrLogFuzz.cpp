@@ -71,8 +71,7 @@ void readOne(Vex::NboAttrLog::In& in) {
    Fuzz::checkLogRoundTrip(v);
    // MatchComponent and UnsupportedQual print "None" for their collections
    // and their text readers abort by design: they are printed, never read.
-   if constexpr (std::is_same_v<T, MatchComponent> ||
-                 std::is_same_v<T, UnsupportedQual>) {
+   if constexpr (std::is_same_v<T, MatchComponent> || std::is_same_v<T, UnsupportedQual>) {
       (void)Fuzz::textOf(v);
    } else if constexpr (std::is_same_v<T, FlowspecKey>) {
       (void)Fuzz::textOf(v);

@@ -33,8 +33,8 @@ using Bytes = std::vector<unsigned char>;
 
 /// Aborts with `condition` and `detail` (anything std::string can be made
 /// from) when `condition` is false.
-#define FUZZ_CHECK(condition, detail)                                                  \
-   ((condition) ? static_cast<void>(0)                                                 \
+#define FUZZ_CHECK(condition, detail)                                                              \
+   ((condition) ? static_cast<void>(0)                                                             \
                 : ::Fuzz::fail(#condition, __FILE__, __LINE__, std::string(detail)))
 
 /// `text` with every byte outside printable ASCII as \xHH, for messages.
@@ -108,9 +108,8 @@ void checkTextRoundTrip(T const& v, bool equal = true) {
    }
    FUZZ_CHECK(!equal || again == v,
               "the value read back from " + printable(text.view()) + " differs");
-   FUZZ_CHECK(textOf(again) == text, "printing it again gives " +
-                                         printable(textOf(again).view()) + ", not " +
-                                         printable(text.view()));
+   FUZZ_CHECK(textOf(again) == text, "printing it again gives " + printable(textOf(again).view()) +
+                                         ", not " + printable(text.view()));
 }
 
 // ---- choosing a reader ---------------------------------------------------------

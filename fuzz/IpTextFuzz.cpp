@@ -48,11 +48,9 @@ void address(Vex::String const& text) {
       bool const v6 = text.view().find(':') != std::string_view::npos;
       bool const v4 = !v6 && text.view().find('.') != std::string_view::npos;
       unsigned char bytes[16] = {};
-      bool const libc =
-          (v6 || v4) && inet_pton(v6 ? AF_INET6 : AF_INET, text.c_str(), bytes) == 1;
-      FUZZ_CHECK(a.has_value() == libc,
-                 where + (libc ? " is refused but inet_pton reads it"
-                               : " is read but inet_pton refuses it"));
+      bool const libc = (v6 || v4) && inet_pton(v6 ? AF_INET6 : AF_INET, text.c_str(), bytes) == 1;
+      FUZZ_CHECK(a.has_value() == libc, where + (libc ? " is refused but inet_pton reads it"
+                                                      : " is read but inet_pton refuses it"));
       if (a) {
          FUZZ_CHECK(a->af() == (v6 ? Ipkit::ipv6 : Ipkit::ipv4), where);
          FUZZ_CHECK(std::memcmp(a->bytes().data(), bytes, a->bytes().size()) == 0,
@@ -76,8 +74,7 @@ void prefix(Vex::String const& text) {
    std::string const where = Fuzz::printable(text.view());
    FUZZ_CHECK(!p->isEmpty(), where + ": a text never reads as the empty prefix");
    FUZZ_CHECK(p->len() <= p->addr().bitLength(), where);
-   FUZZ_CHECK(Ipkit::IpGenPrefix(p->addr(), p->len()) == *p,
-              where + " keeps host bits");
+   FUZZ_CHECK(Ipkit::IpGenPrefix(p->addr(), p->len()) == *p, where + " keeps host bits");
    Vex::String const printed = p->stringValue();
    std::optional<Ipkit::IpGenPrefix> again = fromText<Ipkit::IpGenPrefix>(printed);
    FUZZ_CHECK(again && *again == *p, where + " prints as " + printed.str());

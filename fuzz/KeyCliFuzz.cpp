@@ -68,8 +68,7 @@ struct Pair {
 std::vector<Pair> walk(FlowspecKey const& k) {
    std::vector<Pair> pairs;
    MatchOpValResult const end;
-   for (MatchOpValResult r = k.getOptVal(0); !(r == end);
-        r = k.getOptVal(r.nextIndex()))
+   for (MatchOpValResult r = k.getOptVal(0); !(r == end); r = k.getOptVal(r.nextIndex()))
       pairs.push_back({r.matchType(), r.op(), r.val32()});
    return pairs;
 }
@@ -97,8 +96,7 @@ std::string describe(std::vector<Pair> const& pairs) {
 
 FlowspecKey parsed(Vex::String const& text, char const* what) {
    FlowspecKey k;
-   FUZZ_CHECK(k.copyInStrCli(text),
-              std::string(what) + " " + Fuzz::printable(text.view()));
+   FUZZ_CHECK(k.copyInStrCli(text), std::string(what) + " " + Fuzz::printable(text.view()));
    return k;
 }
 
@@ -109,14 +107,12 @@ void checkAccepted(Vex::String const& text, FlowspecKey const& k1) {
 
    // The command line, up to the normalisation.
    FlowspecKey k2 = parsed(t1, "the parser refuses what the printer wrote:");
-   FUZZ_CHECK(k2.destPrefix() == k1.destPrefix() && k2.srcPrefix() == k1.srcPrefix(),
-              where);
+   FUZZ_CHECK(k2.destPrefix() == k1.destPrefix() && k2.srcPrefix() == k1.srcPrefix(), where);
    std::vector<Pair> const want = normalised(walk(k1)), got = walk(k2);
-   FUZZ_CHECK(got == want, where + " then " + Fuzz::printable(t1.view()) + ": " +
-                               describe(got) + " instead of " + describe(want));
+   FUZZ_CHECK(got == want, where + " then " + Fuzz::printable(t1.view()) + ": " + describe(got) +
+                               " instead of " + describe(want));
    Vex::String const t2 = k2.toStrepCli();
-   FUZZ_CHECK(t2 == t1,
-              Fuzz::printable(t1.view()) + " prints as " + Fuzz::printable(t2.view()));
+   FUZZ_CHECK(t2 == t1, Fuzz::printable(t1.view()) + " prints as " + Fuzz::printable(t2.view()));
    FlowspecKey const k3 = parsed(t2, "the parser refuses what the printer wrote:");
    FUZZ_CHECK(k3 == k2, where);
    FUZZ_CHECK(k3.hash() == k2.hash() && !(k3 < k2) && !(k2 < k3), where);

@@ -43,8 +43,7 @@ std::string hex(std::span<std::uint8_t const> bytes) {
 void checkKey(FlowspecKey const& key, std::span<std::uint8_t const> nlri, NlriSafi safi,
               std::uint64_t rd, Ipkit::AddressFamily af) {
    std::string const where = "NLRI " + hex(nlri) + " as " + key.toStrepCli().str();
-   FUZZ_CHECK(key.addressFamily() == af && key.vrfId() == Vrf::VrfIdMap::noVrfId,
-              where);
+   FUZZ_CHECK(key.addressFamily() == af && key.vrfId() == Vrf::VrfIdMap::noVrfId, where);
    std::vector<std::uint8_t> out;
    auto error = encodeNlri(key, out, safi, rd);
    FUZZ_CHECK(!error, where + ": " + nlriEncodeErrorMessage(*error));
@@ -54,11 +53,10 @@ void checkKey(FlowspecKey const& key, std::span<std::uint8_t const> nlri, NlriSa
    FlowspecKey again;
    std::uint64_t rd2 = 0;
    auto refused = decodeOneNlri(out, offset, af, again, safi, &rd2);
-   FUZZ_CHECK(!refused, where + ": its encoding " + hex(out) +
-                            " is refused: " + nlriErrorMessage(*refused));
+   FUZZ_CHECK(!refused,
+              where + ": its encoding " + hex(out) + " is refused: " + nlriErrorMessage(*refused));
    FUZZ_CHECK(offset == out.size() && again == key && rd2 == rd,
-              where + ": its encoding " + hex(out) + " decodes as " +
-                  again.toStrepCli().str());
+              where + ": its encoding " + hex(out) + " decodes as " + again.toStrepCli().str());
    std::vector<std::uint8_t> out2;
    FUZZ_CHECK(!encodeNlri(again, out2, safi, rd) && out2 == out, where);
    FUZZ_CHECK(comparePrecedence(key, again) == 0, where);
@@ -85,8 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
       FlowspecKey fresh;
       std::size_t freshOffset = start;
       auto freshError = decodeOneNlri(bytes, freshOffset, af, fresh, safi);
-      FUZZ_CHECK(fresh == key && freshOffset == offset && freshError == error,
-                 hex(bytes));
+      FUZZ_CHECK(fresh == key && freshOffset == offset && freshError == error, hex(bytes));
       if (error) {
          FUZZ_CHECK(offset == start && error->nlriOffset == start &&
                         error->offset <= bytes.size() && error->offset >= start,

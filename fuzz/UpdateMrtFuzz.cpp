@@ -48,8 +48,7 @@ void checkContents(UpdateContents const& u, std::size_t end) {
 
    // The round trip.
    std::vector<FlowspecRoute> const announce =
-       u.action <= UpdateAction::attributeDiscard ? u.announced
-                                                  : std::vector<FlowspecRoute>{};
+       u.action <= UpdateAction::attributeDiscard ? u.announced : std::vector<FlowspecRoute>{};
    if (announce.empty() && u.withdrawn.empty()) return;
    // Routes read from one message share their actions and next hop, and so
    // go into one group; keys keep the VRF the reader gave them.
@@ -59,13 +58,10 @@ void checkContents(UpdateContents const& u, std::size_t end) {
    for (auto const& m : built.messages) {
       UpdateContents const again = Flowspec::readUpdate(m);
       FUZZ_CHECK(again.action == UpdateAction::accept,
-                 "a built message is malformed: " + (again.problems.empty()
-                                                         ? std::string()
-                                                         : again.problems[0].reason));
-      announcedAgain.insert(announcedAgain.end(), again.announced.begin(),
-                            again.announced.end());
-      withdrawnAgain.insert(withdrawnAgain.end(), again.withdrawn.begin(),
-                            again.withdrawn.end());
+                 "a built message is malformed: " +
+                     (again.problems.empty() ? std::string() : again.problems[0].reason));
+      announcedAgain.insert(announcedAgain.end(), again.announced.begin(), again.announced.end());
+      withdrawnAgain.insert(withdrawnAgain.end(), again.withdrawn.begin(), again.withdrawn.end());
    }
    FUZZ_CHECK(announcedAgain == announce, "the announced routes read back differ");
    FUZZ_CHECK(withdrawnAgain == u.withdrawn, "the withdrawn routes read back differ");
@@ -87,8 +83,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* data, std::size_t size
              ++updates;
           });
       FUZZ_CHECK(s.updates == updates, "the summary miscounts the UPDATEs");
-      FUZZ_CHECK(s.updates + s.otherMessages + s.skippedRecords + s.errors.size() >=
-                     s.records,
+      FUZZ_CHECK(s.updates + s.otherMessages + s.skippedRecords + s.errors.size() >= s.records,
                  "a record neither read, skipped nor reported");
       for (auto const& e : s.errors)
          FUZZ_CHECK(e.offset <= input.size(), "an MRT error past the file");

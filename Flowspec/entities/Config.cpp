@@ -26,9 +26,9 @@ void Config::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
 namespace Flowspec {
 namespace {
 
-constexpr auto configRows = Vex::entityRows(
-    VEX_MEMBER_ROWS(Config, FLOWSPEC_CONFIG_MEMBERS),
-    Vex::method<&Config::dumpState, "dumpCtx", "indentCount">("dumpState"));
+constexpr auto configRows =
+    Vex::entityRows(VEX_MEMBER_ROWS(Config, FLOWSPEC_CONFIG_MEMBERS),
+                    Vex::method<&Config::dumpState, "dumpCtx", "indentCount">("dumpState"));
 VEX_ENTITY_OBSERVER(ConfigObserver, Config, FLOWSPEC_CONFIG_MEMBERS);
 
 constexpr auto cliConfigRows =
@@ -39,8 +39,7 @@ VEX_ENTITY_OBSERVER(CliConfigObserver, CliConfig, FLOWSPEC_CLI_CONFIG_MEMBERS);
 } // namespace Flowspec
 
 constinit Vex::VexType const Flowspec::Config::_vexType =
-    Vex::entityDescriptor<Config, ConfigObserver, &Config::ConfigIs, &Config::ConfigIs>(
-        configRows);
+    Vex::entityDescriptor<Config, ConfigObserver, &Config::ConfigIs, &Config::ConfigIs>(configRows);
 constinit Vex::VexType const Flowspec::CliConfig::_vexType =
     Vex::entityDescriptor<CliConfig, CliConfigObserver, &CliConfig::CliConfigIs,
                           &CliConfig::CliConfigIs>(cliConfigRows);

@@ -22,16 +22,15 @@ class VexType;
 namespace Flowspec {
 
 /// Config's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                              \
-   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                       \
-   ATTRIBUTE(T, enabledIntfAll, EnabledIntfAll, bool, false)                           \
-   COLLECTION(T, vrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId, "key",            \
+#define FLOWSPEC_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                                          \
+   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                                   \
+   ATTRIBUTE(T, enabledIntfAll, EnabledIntfAll, bool, false)                                       \
+   COLLECTION(T, vrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId, "key",                        \
               &Vrf::VrfIdMap::vrfIdType)
 
 class Config : public Vex::NamedEntity, public Vex::AllocTracked<Config> {
-public:
-   VEX_ENTITY_DECLARATIONS(Config, "Flowspec::Config", FLOWSPEC_CONFIG_MEMBERS,
-                           Vex::Name const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(Config, "Flowspec::Config", FLOWSPEC_CONFIG_MEMBERS, Vex::Name const&)
 
    explicit Config(Vex::Name const& name) : NamedEntity(name) {}
    ~Config() override;
@@ -40,14 +39,14 @@ public:
    /// enabledIntfNotify, enabledIntf(intf) (false when absent), ...
    VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, bool, enabledIntf_)
    FLOWSPEC_CONFIG_MEMBERS(Config, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
-   VEX_CHILD_COLLECTION(vrfRuleConfig, VrfRuleConfig, VrfRuleConfig,
-                        Vrf::VrfIdMap::VrfId, vrfRuleConfig_)
+   VEX_CHILD_COLLECTION(vrfRuleConfig, VrfRuleConfig, VrfRuleConfig, Vrf::VrfIdMap::VrfId,
+                        vrfRuleConfig_)
 
    /// "FlowspecConfig: vrfRuleConfigs #<n>", then each VrfRuleConfig at
    /// indent + 2 in the collection's order. The interfaces are not dumped.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, bool, Vex::HashLink>;
 
    Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, bool,
@@ -60,14 +59,14 @@ private:
 };
 
 /// CliConfig's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_CLI_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                          \
-   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                       \
+#define FLOWSPEC_CLI_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                                      \
+   COLLECTION(T, enabledIntf, EnabledIntf, Ipkit::IntfId, "key")                                   \
    ATTRIBUTE(T, counterUpdateRequestTime, CounterUpdateRequestTime, double, 0.0)
 
 class CliConfig : public Vex::NamedEntity, public Vex::AllocTracked<CliConfig> {
-public:
-   VEX_ENTITY_DECLARATIONS(CliConfig, "Flowspec::CliConfig",
-                           FLOWSPEC_CLI_CONFIG_MEMBERS, Vex::Name const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(CliConfig, "Flowspec::CliConfig", FLOWSPEC_CLI_CONFIG_MEMBERS,
+                           Vex::Name const&)
 
    explicit CliConfig(Vex::Name const& name) : NamedEntity(name) {}
 
@@ -76,7 +75,7 @@ public:
    VEX_MAP_COLLECTION(enabledIntf, EnabledIntf, Ipkit::IntfId, IpVersion, enabledIntf_)
    FLOWSPEC_CLI_CONFIG_MEMBERS(CliConfig, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
-private:
+ private:
    using EnabledIntfNode = Vex::MapNode<Ipkit::IntfId, IpVersion, Vex::HashLink>;
 
    Vex::MapCollection<EnabledIntfNode, Ipkit::IntfId, IpVersion,

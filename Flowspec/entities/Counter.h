@@ -22,19 +22,18 @@ class VexType;
 namespace Flowspec {
 
 /// Counter's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_COUNTER_MEMBERS(T, ATTRIBUTE, COLLECTION)                             \
-   COLLECTION(T, snapshot, Snapshot, FlowspecKey, "key")                               \
+#define FLOWSPEC_COUNTER_MEMBERS(T, ATTRIBUTE, COLLECTION)                                         \
+   COLLECTION(T, snapshot, Snapshot, FlowspecKey, "key")                                           \
    ATTRIBUTE(T, timestamp, Timestamp, double, 0.0)
 
 class Counter : public Vex::NamedEntity, public Vex::AllocTracked<Counter> {
-public:
-   VEX_ENTITY_DECLARATIONS(Counter, "Flowspec::Counter", FLOWSPEC_COUNTER_MEMBERS,
-                           Vex::Name const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(Counter, "Flowspec::Counter", FLOWSPEC_COUNTER_MEMBERS, Vex::Name const&)
 
    /// The node that holds one rule's key and counter.
    class VexSnapshot : public Vex::MapNode<FlowspecKey, CounterVersion, Vex::HashLink>,
                        public Vex::AllocTracked<VexSnapshot> {
-   public:
+    public:
       using MapNode::MapNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
       static constexpr char vexTypeName[] = "Flowspec::Counter::VexSnapshot";
@@ -45,7 +44,7 @@ public:
    VEX_MAP_COLLECTION(snapshot, Snapshot, FlowspecKey, CounterVersion, snapshot_)
    FLOWSPEC_COUNTER_MEMBERS(Counter, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
 
-private:
+ private:
    Vex::MapCollection<VexSnapshot, FlowspecKey, CounterVersion,
                       Vex::HashMap2018<VexSnapshot, FlowspecKey, CounterVersion>>
        snapshot_;

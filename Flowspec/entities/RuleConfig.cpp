@@ -33,8 +33,7 @@ bool ipProtoContains(RuleConfig const& rule,
    return false;
 }
 
-bool ipProtoAllows(RuleConfig const& rule,
-                   std::initializer_list<std::uint8_t> numbers) {
+bool ipProtoAllows(RuleConfig const& rule, std::initializer_list<std::uint8_t> numbers) {
    std::vector<Ipkit::IpProtocolNumber> protocols;
    for (auto n : numbers)
       protocols.emplace_back(n);
@@ -88,10 +87,8 @@ MatchCompType RuleConfig::sanitizeMatchSet() {
       matchSetIs(w);
    }
    if (firstPort(*this) != T::invalid) {
-      if (ipProtoAllows(*this, {tcp}))
-         w.numericalRangeIs(NumericalRange(tcp, tcp), true);
-      if (ipProtoAllows(*this, {udp}))
-         w.numericalRangeIs(NumericalRange(udp, udp), true);
+      if (ipProtoAllows(*this, {tcp})) w.numericalRangeIs(NumericalRange(tcp, tcp), true);
+      if (ipProtoAllows(*this, {udp})) w.numericalRangeIs(NumericalRange(udp, udp), true);
       matchSetIs(w);
    }
    return T::invalid;
@@ -106,11 +103,9 @@ void RuleConfig::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
    dumpLine(ctx, indent,
             "%*cactionFieldSet is %d, trafficAction is %d, trafficRedirect is (vrf=%d, "
             "addr=%s, copy=%d), trafficMarkingDscp is %d\n",
-            static_cast<int>(actionFieldSet_.value()),
-            static_cast<int>(trafficAction_.value()),
+            static_cast<int>(actionFieldSet_.value()), static_cast<int>(trafficAction_.value()),
             static_cast<int>(trafficRedirect_.vrfId()),
-            trafficRedirect_.addr().stringValue().c_str(),
-            trafficRedirect_.copy() ? 1 : 0,
+            trafficRedirect_.addr().stringValue().c_str(), trafficRedirect_.copy() ? 1 : 0,
             static_cast<int>(trafficMarkingDscp_.value()));
 }
 
@@ -141,12 +136,11 @@ constexpr auto ruleConfigRows = Vex::entityRows(
     Vex::method<&RuleConfig::dumpState, "dumpCtx", "indentCount">("dumpState"));
 VEX_ENTITY_OBSERVER(RuleConfigObserver, RuleConfig, FLOWSPEC_RULE_CONFIG_MEMBERS);
 
-constexpr auto infeasibleRuleRows = Vex::entityRows(
-    Vex::identity<&InfeasibleRule::key>("ruleKey"),
-    VEX_MEMBER_ROWS(InfeasibleRule, FLOWSPEC_INFEASIBLE_RULE_MEMBERS),
-    Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"));
-VEX_ENTITY_OBSERVER(InfeasibleRuleObserver, InfeasibleRule,
-                    FLOWSPEC_INFEASIBLE_RULE_MEMBERS);
+constexpr auto infeasibleRuleRows =
+    Vex::entityRows(Vex::identity<&InfeasibleRule::key>("ruleKey"),
+                    VEX_MEMBER_ROWS(InfeasibleRule, FLOWSPEC_INFEASIBLE_RULE_MEMBERS),
+                    Vex::method<&InfeasibleRule::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(InfeasibleRuleObserver, InfeasibleRule, FLOWSPEC_INFEASIBLE_RULE_MEMBERS);
 
 } // namespace
 } // namespace Flowspec

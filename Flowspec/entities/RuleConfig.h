@@ -41,32 +41,30 @@ class VexType;
 namespace Flowspec {
 
 /// RuleConfig's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                         \
-   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                      \
-   COLLECTION(T, matchSet, MatchSet, MatchCompType, "compType")                        \
-   ATTRIBUTE(T, actionFieldSet, ActionFieldSet, ActionFieldSet, )                      \
-   ATTRIBUTE(T, trafficRateLimit, TrafficRateLimit, float, 0.0f)                       \
-   ATTRIBUTE(T, trafficAction, TrafficAction, TrafficAction, )                         \
-   ATTRIBUTE(T, trafficRedirect, TrafficRedirect, TrafficRedirect, )                   \
+#define FLOWSPEC_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                                     \
+   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                                  \
+   COLLECTION(T, matchSet, MatchSet, MatchCompType, "compType")                                    \
+   ATTRIBUTE(T, actionFieldSet, ActionFieldSet, ActionFieldSet, )                                  \
+   ATTRIBUTE(T, trafficRateLimit, TrafficRateLimit, float, 0.0f)                                   \
+   ATTRIBUTE(T, trafficAction, TrafficAction, TrafficAction, )                                     \
+   ATTRIBUTE(T, trafficRedirect, TrafficRedirect, TrafficRedirect, )                               \
    ATTRIBUTE(T, trafficMarkingDscp, TrafficMarkingDscp, Ipkit::IpTos, )
 
 class RuleConfig : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleConfig> {
-public:
-   VEX_ENTITY_DECLARATIONS(RuleConfig, "Flowspec::RuleConfig",
-                           FLOWSPEC_RULE_CONFIG_MEMBERS, FlowspecKey const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(RuleConfig, "Flowspec::RuleConfig", FLOWSPEC_RULE_CONFIG_MEMBERS,
+                           FlowspecKey const&)
 
    struct MatchSetKey {
-      MatchCompType operator()(MatchComponent const& c) const noexcept {
-         return c.compType();
-      }
+      MatchCompType operator()(MatchComponent const& c) const noexcept { return c.compType(); }
    };
    /// The node that holds one component of the match set.
-   class VexMatchSet : public Vex::InternalKeyNode<MatchCompType, MatchComponent,
-                                                   MatchSetKey, Vex::RbTreeLink>,
-                       public Vex::AllocTracked<VexMatchSet> {
-   public:
+   class VexMatchSet
+       : public Vex::InternalKeyNode<MatchCompType, MatchComponent, MatchSetKey, Vex::RbTreeLink>,
+         public Vex::AllocTracked<VexMatchSet> {
+    public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
       static constexpr char vexTypeName[] = "Flowspec::RuleConfig::VexMatchSet";
@@ -105,13 +103,12 @@ public:
    /// indent + 2 in type order, then the action fields.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    using MatchSetMap = Vex::RbTreeMap<VexMatchSet, MatchCompType, MatchComponent>;
 
    FlowspecKey key_;
    FLOWSPEC_RULE_CONFIG_MEMBERS(RuleConfig, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
-   Vex::ElementCollection<VexMatchSet, MatchCompType, MatchComponent, MatchSetMap>
-       matchSet_;
+   Vex::ElementCollection<VexMatchSet, MatchCompType, MatchComponent, MatchSetMap> matchSet_;
 };
 
 /// Whether the rule's ipProto component allows one of `protocols`: true when
@@ -124,15 +121,15 @@ bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
 std::ostream& operator<<(std::ostream& os, RuleConfig const* rule);
 
 /// InfeasibleRule's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_INFEASIBLE_RULE_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
-   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                      \
+#define FLOWSPEC_INFEASIBLE_RULE_MEMBERS(T, ATTRIBUTE, COLLECTION)                                 \
+   ATTRIBUTE(T, ruleId, RuleId, std::uint64_t, 0)                                                  \
    ATTRIBUTE(T, matchCompType, MatchCompType, MatchCompType, MatchCompType::invalid)
 
 /// A rule whose match set can never match, with the type to blame.
 class InfeasibleRule : public Vex::Entity,
                        public Vex::RbTreeLink,
                        public Vex::AllocTracked<InfeasibleRule> {
-public:
+ public:
    VEX_ENTITY_DECLARATIONS(InfeasibleRule, "Flowspec::InfeasibleRule",
                            FLOWSPEC_INFEASIBLE_RULE_MEMBERS, FlowspecKey const&)
 
@@ -145,10 +142,9 @@ public:
    /// "ruleKey: <command-line key>, ruleId: <id>", then "matchCompType is <n>".
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    FlowspecKey key_;
-   FLOWSPEC_INFEASIBLE_RULE_MEMBERS(InfeasibleRule, VEX_ATTRIBUTE_MEMBER,
-                                    VEX_NO_COLLECTION)
+   FLOWSPEC_INFEASIBLE_RULE_MEMBERS(InfeasibleRule, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
 };
 
 } // namespace Flowspec

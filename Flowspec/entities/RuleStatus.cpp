@@ -18,8 +18,7 @@ void RuleStatus::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
    Pbr::ResolvedNexthopInfo const info = resolvedNexthopInfo_;
    dumpLine(ctx, indent, "%*ckey: %s\n", key_.toStrepCli().c_str());
    dumpLine(ctx, indent, "%*cstatusCode %d, errorReason %s, version %s\n",
-            static_cast<int>(statusCode_), errorReason_.c_str(),
-            version_.toStrep().c_str());
+            static_cast<int>(statusCode_), errorReason_.c_str(), version_.toStrep().c_str());
    dumpLine(ctx, indent, "%*cresolvedNexthopInfo nexthopSet: %s\n",
             info.nexthopSet().toStrepCli().c_str());
    dumpLine(ctx, indent, "%*cresolvedNexthopInfo viasActive #%u\n",
@@ -38,11 +37,11 @@ void RuleStatus::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
 namespace Flowspec {
 namespace {
 
-constexpr auto ruleStatusRows = Vex::entityRows(
-    Vex::identity<&RuleStatus::key>("key"), Vex::field<&RuleStatus::key>("ruleKey"),
-    VEX_MEMBER_ROWS(RuleStatus, FLOWSPEC_RULE_STATUS_MEMBERS),
-    Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
-    Vex::method<&RuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"));
+constexpr auto ruleStatusRows =
+    Vex::entityRows(Vex::identity<&RuleStatus::key>("key"), Vex::field<&RuleStatus::key>("ruleKey"),
+                    VEX_MEMBER_ROWS(RuleStatus, FLOWSPEC_RULE_STATUS_MEMBERS),
+                    Vex::field<&RuleStatus::isProgrammed>("isProgrammed"),
+                    Vex::method<&RuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"));
 VEX_ENTITY_OBSERVER(RuleStatusObserver, RuleStatus, FLOWSPEC_RULE_STATUS_MEMBERS);
 
 } // namespace

@@ -35,20 +35,20 @@ class VexType;
 namespace Flowspec {
 
 /// RuleStatus's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                         \
-   ATTRIBUTE(T, statusCode, StatusCode, HwRuleProgrammingStatus,                       \
-             HwRuleProgrammingStatus::unprocessed)                                     \
-   ATTRIBUTE(T, errorReason, ErrorReason, Vex::String, "Not processed")                \
-   ATTRIBUTE(T, packetCount, PacketCount, std::uint64_t, 0)                            \
-   ATTRIBUTE(T, version, Version, Kiln::UniqueId, )                                    \
+#define FLOWSPEC_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                                     \
+   ATTRIBUTE(T, statusCode, StatusCode, HwRuleProgrammingStatus,                                   \
+             HwRuleProgrammingStatus::unprocessed)                                                 \
+   ATTRIBUTE(T, errorReason, ErrorReason, Vex::String, "Not processed")                            \
+   ATTRIBUTE(T, packetCount, PacketCount, std::uint64_t, 0)                                        \
+   ATTRIBUTE(T, version, Version, Kiln::UniqueId, )                                                \
    ATTRIBUTE(T, resolvedNexthopInfo, ResolvedNexthopInfo, Pbr::ResolvedNexthopInfo, )
 
 class RuleStatus : public Vex::Entity,
                    public Vex::RbTreeLink,
                    public Vex::AllocTracked<RuleStatus> {
-public:
-   VEX_ENTITY_DECLARATIONS(RuleStatus, "Flowspec::RuleStatus",
-                           FLOWSPEC_RULE_STATUS_MEMBERS, FlowspecKey const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(RuleStatus, "Flowspec::RuleStatus", FLOWSPEC_RULE_STATUS_MEMBERS,
+                           FlowspecKey const&)
 
    explicit RuleStatus(FlowspecKey const& key);
 
@@ -70,7 +70,7 @@ public:
    /// active via ("<addr>, <intf>, <weight>") at indent + 2.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    FlowspecKey key_;
    FLOWSPEC_RULE_STATUS_MEMBERS(RuleStatus, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
 };

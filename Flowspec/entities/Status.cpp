@@ -44,17 +44,16 @@ void Status::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const {
 namespace Flowspec {
 namespace {
 
-constexpr auto statusRows = Vex::entityRows(
-    VEX_MEMBER_ROWS(Status, FLOWSPEC_STATUS_MEMBERS),
-    Vex::method<&Status::dumpState, "dumpCtx", "indentCount">("dumpState"));
+constexpr auto statusRows =
+    Vex::entityRows(VEX_MEMBER_ROWS(Status, FLOWSPEC_STATUS_MEMBERS),
+                    Vex::method<&Status::dumpState, "dumpCtx", "indentCount">("dumpState"));
 VEX_ENTITY_OBSERVER(StatusObserver, Status, FLOWSPEC_STATUS_MEMBERS);
 
-constexpr auto vrfRuleStatusRows = Vex::entityRows(
-    Vex::identity<&VrfRuleStatus::vrfId>("vrfId"),
-    VEX_MEMBER_ROWS(VrfRuleStatus, FLOWSPEC_VRF_RULE_STATUS_MEMBERS),
-    Vex::method<&VrfRuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"));
-VEX_ENTITY_OBSERVER(VrfRuleStatusObserver, VrfRuleStatus,
-                    FLOWSPEC_VRF_RULE_STATUS_MEMBERS);
+constexpr auto vrfRuleStatusRows =
+    Vex::entityRows(Vex::identity<&VrfRuleStatus::vrfId>("vrfId"),
+                    VEX_MEMBER_ROWS(VrfRuleStatus, FLOWSPEC_VRF_RULE_STATUS_MEMBERS),
+                    Vex::method<&VrfRuleStatus::dumpState, "dumpCtx", "indentCount">("dumpState"));
+VEX_ENTITY_OBSERVER(VrfRuleStatusObserver, VrfRuleStatus, FLOWSPEC_VRF_RULE_STATUS_MEMBERS);
 
 constexpr auto afIntfCollRows =
     Vex::entityRows(Vex::identity<&AfIntfColl::af>("af"),
@@ -65,12 +64,10 @@ VEX_ENTITY_OBSERVER(AfIntfCollObserver, AfIntfColl, FLOWSPEC_AF_INTF_COLL_MEMBER
 } // namespace Flowspec
 
 constinit Vex::VexType const Flowspec::Status::_vexType =
-    Vex::entityDescriptor<Status, StatusObserver, &Status::StatusIs, &Status::StatusIs>(
-        statusRows);
+    Vex::entityDescriptor<Status, StatusObserver, &Status::StatusIs, &Status::StatusIs>(statusRows);
 constinit Vex::VexType const Flowspec::VrfRuleStatus::_vexType =
-    Vex::entityDescriptor<VrfRuleStatus, VrfRuleStatusObserver,
-                          &VrfRuleStatus::VrfRuleStatusIs, nullptr,
-                          &Vrf::VrfIdMap::vrfIdType>(vrfRuleStatusRows);
+    Vex::entityDescriptor<VrfRuleStatus, VrfRuleStatusObserver, &VrfRuleStatus::VrfRuleStatusIs,
+                          nullptr, &Vrf::VrfIdMap::vrfIdType>(vrfRuleStatusRows);
 constinit Vex::VexType const Flowspec::AfIntfColl::_vexType =
     Vex::entityDescriptor<AfIntfColl, AfIntfCollObserver, &AfIntfColl::AfIntfCollIs>(
         afIntfCollRows);

@@ -30,16 +30,14 @@ class VexType;
 namespace Flowspec {
 
 /// AfIntfColl's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_AF_INTF_COLL_MEMBERS(T, ATTRIBUTE, COLLECTION)                        \
+#define FLOWSPEC_AF_INTF_COLL_MEMBERS(T, ATTRIBUTE, COLLECTION)                                    \
    COLLECTION(T, intf, Intf, Ipkit::IntfId, "key")
 
 /// The active interfaces of one address family.
-class AfIntfColl : public Vex::Entity,
-                   public Vex::HashLink,
-                   public Vex::AllocTracked<AfIntfColl> {
-public:
-   VEX_ENTITY_DECLARATIONS(AfIntfColl, "Flowspec::AfIntfColl",
-                           FLOWSPEC_AF_INTF_COLL_MEMBERS, Ipkit::AddressFamily)
+class AfIntfColl : public Vex::Entity, public Vex::HashLink, public Vex::AllocTracked<AfIntfColl> {
+ public:
+   VEX_ENTITY_DECLARATIONS(AfIntfColl, "Flowspec::AfIntfColl", FLOWSPEC_AF_INTF_COLL_MEMBERS,
+                           Ipkit::AddressFamily)
 
    explicit AfIntfColl(Ipkit::AddressFamily af) : af_(af) {}
 
@@ -50,25 +48,24 @@ public:
    /// intfDelAll(), intfNotify(intf), intf(intf) (membership), ...
    VEX_SET_COLLECTION(intf, Intf, Ipkit::IntfId, intf_)
 
-private:
+ private:
    using IntfNode = Vex::SetNode<Ipkit::IntfId, Vex::HashLink>;
 
    Ipkit::AddressFamily af_;
-   Vex::SetCollection<IntfNode, Ipkit::IntfId,
-                      Vex::HashMap2018<IntfNode, Ipkit::IntfId, void>>
+   Vex::SetCollection<IntfNode, Ipkit::IntfId, Vex::HashMap2018<IntfNode, Ipkit::IntfId, void>>
        intf_;
 };
 
 /// VrfRuleStatus's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_VRF_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
-   COLLECTION(T, activeIntfPerAf, ActiveIntfPerAf, Ipkit::AddressFamily, "key")        \
-   COLLECTION(T, intfError, IntfError, IntfErrorKey, "key")                            \
+#define FLOWSPEC_VRF_RULE_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                                 \
+   COLLECTION(T, activeIntfPerAf, ActiveIntfPerAf, Ipkit::AddressFamily, "key")                    \
+   COLLECTION(T, intfError, IntfError, IntfErrorKey, "key")                                        \
    COLLECTION(T, ruleStatus, RuleStatus, FlowspecKey, "key")
 
 class VrfRuleStatus : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleStatus> {
-public:
+ public:
    VEX_ENTITY_DECLARATIONS(VrfRuleStatus, "Flowspec::VrfRuleStatus",
                            FLOWSPEC_VRF_RULE_STATUS_MEMBERS, Vrf::VrfIdMap::VrfId)
 
@@ -78,8 +75,8 @@ public:
    Vrf::VrfIdMap::VrfId vrfId() const noexcept { return vrfId_; }
    Vrf::VrfIdMap::VrfId fwkKey() const noexcept { return vrfId_; }
 
-   VEX_CHILD_COLLECTION(activeIntfPerAf, ActiveIntfPerAf, AfIntfColl,
-                        Ipkit::AddressFamily, activeIntfPerAf_)
+   VEX_CHILD_COLLECTION(activeIntfPerAf, ActiveIntfPerAf, AfIntfColl, Ipkit::AddressFamily,
+                        activeIntfPerAf_)
    /// intfErrorIs(key, text) (silent when equal), intfError(key) (the text,
    /// "" when absent), intfErrorDel, intfErrorDelAll, intfErrorNotify.
    VEX_MAP_COLLECTION(intfError, IntfError, IntfErrorKey, Vex::String, intfError_)
@@ -92,7 +89,7 @@ public:
    /// at indent + 2. Interfaces and errors are not dumped.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    using IntfErrorNode = Vex::MapNode<IntfErrorKey, Vex::String, Vex::HashLink>;
 
    Vrf::VrfIdMap::VrfId vrfId_;
@@ -102,36 +99,31 @@ private:
    Vex::MapCollection<IntfErrorNode, IntfErrorKey, Vex::String,
                       Vex::HashMap2018<IntfErrorNode, IntfErrorKey, Vex::String>>
        intfError_;
-   Vex::ChildCollection<RuleStatus, FlowspecKey,
-                        Vex::RbTreeMap<RuleStatus, FlowspecKey>>
+   Vex::ChildCollection<RuleStatus, FlowspecKey, Vex::RbTreeMap<RuleStatus, FlowspecKey>>
        ruleStatus_;
 };
 
 /// Status's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                              \
-   COLLECTION(T, vrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId, "key",            \
-              &Vrf::VrfIdMap::vrfIdType)                                               \
-   ATTRIBUTE(T, counterUpdateTime, CounterUpdateTime, double, 0.0)                     \
-   ATTRIBUTE(T, flowspecSupported, FlowspecSupported, bool, false)                     \
+#define FLOWSPEC_STATUS_MEMBERS(T, ATTRIBUTE, COLLECTION)                                          \
+   COLLECTION(T, vrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId, "key",                        \
+              &Vrf::VrfIdMap::vrfIdType)                                                           \
+   ATTRIBUTE(T, counterUpdateTime, CounterUpdateTime, double, 0.0)                                 \
+   ATTRIBUTE(T, flowspecSupported, FlowspecSupported, bool, false)                                 \
    COLLECTION(T, unsupportedQual, UnsupportedQual, Ipkit::AddressFamily, "af")
 
 class Status : public Vex::NamedEntity, public Vex::AllocTracked<Status> {
-public:
-   VEX_ENTITY_DECLARATIONS(Status, "Flowspec::Status", FLOWSPEC_STATUS_MEMBERS,
-                           Vex::Name const&)
+ public:
+   VEX_ENTITY_DECLARATIONS(Status, "Flowspec::Status", FLOWSPEC_STATUS_MEMBERS, Vex::Name const&)
 
    /// Keys an UnsupportedQual by its address family.
    struct UnsupportedQualKeyFunktor {
-      Ipkit::AddressFamily operator()(UnsupportedQual const& q) const noexcept {
-         return q.af();
-      }
+      Ipkit::AddressFamily operator()(UnsupportedQual const& q) const noexcept { return q.af(); }
    };
    /// The node that holds one UnsupportedQual; its key is always its af.
-   class VexUnsupportedQual
-       : public Vex::InternalKeyNode<Ipkit::AddressFamily, UnsupportedQual,
-                                     UnsupportedQualKeyFunktor, Vex::HashLink>,
-         public Vex::AllocTracked<VexUnsupportedQual> {
-   public:
+   class VexUnsupportedQual : public Vex::InternalKeyNode<Ipkit::AddressFamily, UnsupportedQual,
+                                                          UnsupportedQualKeyFunktor, Vex::HashLink>,
+                              public Vex::AllocTracked<VexUnsupportedQual> {
+    public:
       using InternalKeyNode::InternalKeyNode;
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
       static constexpr char vexTypeName[] = "Flowspec::Status::VexUnsupportedQual";
@@ -140,20 +132,20 @@ public:
    explicit Status(Vex::Name const& name) : NamedEntity(name) {}
    ~Status() override;
 
-   VEX_CHILD_COLLECTION(vrfRuleStatus, VrfRuleStatus, VrfRuleStatus,
-                        Vrf::VrfIdMap::VrfId, vrfRuleStatus_)
+   VEX_CHILD_COLLECTION(vrfRuleStatus, VrfRuleStatus, VrfRuleStatus, Vrf::VrfIdMap::VrfId,
+                        vrfRuleStatus_)
    FLOWSPEC_STATUS_MEMBERS(Status, VEX_ATTRIBUTE_OF, VEX_NO_COLLECTION)
    /// unsupportedQualIs(q) keyed by q.af(): silent when an equal value is
    /// stored, otherwise replaces or inserts and tells onUnsupportedQual(af);
    /// unsupportedQualDel(af) (the removed value, or UnsupportedQual(0)), ...
-   VEX_ELEMENT_COLLECTION(unsupportedQual, UnsupportedQual, UnsupportedQual,
-                          Ipkit::AddressFamily, unsupportedQual_)
+   VEX_ELEMENT_COLLECTION(unsupportedQual, UnsupportedQual, UnsupportedQual, Ipkit::AddressFamily,
+                          unsupportedQual_)
 
    /// "FlowspecStatus: vrfRuleStatuses #<n>", each VrfRuleStatus at indent +
    /// 2, "Unsupported AF quals: #<n>", each UnsupportedQual at indent + 2.
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    Vex::ChildCollection<VrfRuleStatus, Vrf::VrfIdMap::VrfId,
                         Vex::HashMap<VrfRuleStatus, Vrf::VrfIdMap::VrfId>>
        vrfRuleStatus_;

@@ -21,14 +21,14 @@ class VexType;
 namespace Flowspec {
 
 /// VrfRuleConfig's attributes and collections, in table order (Vex/EntityPattern.h).
-#define FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                     \
-   COLLECTION(T, rule, Rule, FlowspecKey, "key")                                       \
+#define FLOWSPEC_VRF_RULE_CONFIG_MEMBERS(T, ATTRIBUTE, COLLECTION)                                 \
+   COLLECTION(T, rule, Rule, FlowspecKey, "key")                                                   \
    COLLECTION(T, infeasibleRule, InfeasibleRule, FlowspecKey, "key")
 
 class VrfRuleConfig : public Vex::Entity,
                       public Vex::HashLink,
                       public Vex::AllocTracked<VrfRuleConfig> {
-public:
+ public:
    VEX_ENTITY_DECLARATIONS(VrfRuleConfig, "Flowspec::VrfRuleConfig",
                            FLOWSPEC_VRF_RULE_CONFIG_MEMBERS, Vrf::VrfIdMap::VrfId)
 
@@ -49,13 +49,10 @@ public:
 
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
-private:
+ private:
    Vrf::VrfIdMap::VrfId vrfId_;
-   Vex::ChildCollection<RuleConfig, FlowspecKey,
-                        Vex::RbTreeMap<RuleConfig, FlowspecKey>>
-       rule_;
-   Vex::ChildCollection<InfeasibleRule, FlowspecKey,
-                        Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
+   Vex::ChildCollection<RuleConfig, FlowspecKey, Vex::RbTreeMap<RuleConfig, FlowspecKey>> rule_;
+   Vex::ChildCollection<InfeasibleRule, FlowspecKey, Vex::RbTreeMap<InfeasibleRule, FlowspecKey>>
        infeasibleRule_;
 };
 

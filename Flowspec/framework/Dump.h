@@ -16,8 +16,7 @@
 namespace Flowspec {
 
 template <class... Args>
-void dumpLine(Kiln::DumpContext const& ctx, unsigned indent, char const* format,
-              Args... args) {
+void dumpLine(Kiln::DumpContext const& ctx, unsigned indent, char const* format, Args... args) {
    VEX_ASSERT(std::strncmp(format, "%*c", 3) == 0);
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"

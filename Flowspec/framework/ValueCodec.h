@@ -44,7 +44,7 @@ std::ostream& operator<<(std::ostream& os, T const& v) {
 }
 template <Vex::FieldDescribed T>
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   T const& v) {
+                                                 T const& v) {
    Vex::fieldsToLog(out, v);
    return out;
 }

@@ -2,7 +2,9 @@
 
 namespace Flowspec {
 
-Vex::Ptr<Config> configFactory(Vex::Name const& name) { return Config::ConfigIs(name); }
+Vex::Ptr<Config> configFactory(Vex::Name const& name) {
+   return Config::ConfigIs(name);
+}
 
 Vex::Ptr<CliConfig> cliConfigFactory(Vex::Name const& name) {
    return CliConfig::CliConfigIs(name);
@@ -16,7 +18,9 @@ Vex::Ptr<RuleConfig> ruleConfigFactory(FlowspecKey const& key) {
    return RuleConfig::RuleConfigIs(key);
 }
 
-Vex::Ptr<Status> statusFactory(Vex::Name const& name) { return Status::StatusIs(name); }
+Vex::Ptr<Status> statusFactory(Vex::Name const& name) {
+   return Status::StatusIs(name);
+}
 
 Vex::Ptr<VrfRuleStatus> vrfRuleStatusFactory(Vrf::VrfIdMap::VrfId vrfId) {
    return VrfRuleStatus::VrfRuleStatusIs(vrfId);
@@ -30,6 +34,8 @@ Vex::Ptr<AfIntfColl> afIntfCollFactory(Ipkit::AddressFamily af) {
    return AfIntfColl::AfIntfCollIs(af);
 }
 
-Vex::Ptr<Counter> counterFactory(Vex::Name const& name) { return Counter::CounterIs(name); }
+Vex::Ptr<Counter> counterFactory(Vex::Name const& name) {
+   return Counter::CounterIs(name);
+}
 
 } // namespace Flowspec

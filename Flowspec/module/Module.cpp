@@ -22,11 +22,10 @@ namespace {
     RuleStatus::vexTypeName, VrfRuleConfig::vexTypeName, RuleConfig::vexTypeName,
     InfeasibleRule::vexTypeName, NumericalRange::vexTypeName, FlowspecKey::vexTypeName,
     MatchOpVal::vexTypeName, UnsupportedQual::vexTypeName, AfIntfColl::vexTypeName,
-    IntfErrorKey::vexTypeName, TrafficRedirect::vexTypeName,
-    MatchOpValResult::vexTypeName, TcpBitMask::vexTypeName_TcpBit,
-    TcpBitMask::vexTypeName, ActionFieldSet::vexTypeName, MatchOpValIndex::vexTypeName,
-    TrafficAction::vexTypeName, VrfRuleStatus::vexTypeName, CounterVersion::vexTypeName,
-    Status::vexTypeName, vexTypeName_MatchCompType> const typeNames{};
+    IntfErrorKey::vexTypeName, TrafficRedirect::vexTypeName, MatchOpValResult::vexTypeName,
+    TcpBitMask::vexTypeName_TcpBit, TcpBitMask::vexTypeName, ActionFieldSet::vexTypeName,
+    MatchOpValIndex::vexTypeName, TrafficAction::vexTypeName, VrfRuleStatus::vexTypeName,
+    CounterVersion::vexTypeName, Status::vexTypeName, vexTypeName_MatchCompType> const typeNames{};
 
 // The descriptors, registered in the reverse of the section's order. The
 // platform libraries' descriptors they name in their fields are registered by

@@ -3,7 +3,6 @@
 
 namespace Flowspec {
 
-constinit Vex::VexType const ActionFieldSet::_vexType =
-    flagSetDescriptor<ActionFieldSet>();
+constinit Vex::VexType const ActionFieldSet::_vexType = flagSetDescriptor<ActionFieldSet>();
 
 } // namespace Flowspec

@@ -14,13 +14,13 @@ class VexType;
 namespace Flowspec {
 
 /// The flags of ActionFieldSet, in bit order.
-#define FLOWSPEC_ACTION_FIELD_SET_FLAGS(FLAG) \
-   FLAG(ActionFieldSet, invalid, 0) \
-   FLAG(ActionFieldSet, trafficPermit, 1) \
-   FLAG(ActionFieldSet, trafficDrop, 2) \
-   FLAG(ActionFieldSet, trafficRate, 3) \
-   FLAG(ActionFieldSet, trafficAction, 4) \
-   FLAG(ActionFieldSet, trafficRedirect, 5) \
+#define FLOWSPEC_ACTION_FIELD_SET_FLAGS(FLAG)                                                      \
+   FLAG(ActionFieldSet, invalid, 0)                                                                \
+   FLAG(ActionFieldSet, trafficPermit, 1)                                                          \
+   FLAG(ActionFieldSet, trafficDrop, 2)                                                            \
+   FLAG(ActionFieldSet, trafficRate, 3)                                                            \
+   FLAG(ActionFieldSet, trafficAction, 4)                                                          \
+   FLAG(ActionFieldSet, trafficRedirect, 5)                                                        \
    FLAG(ActionFieldSet, trafficMarking, 6)
 
 class ActionFieldSet : public FlagSet<ActionFieldSet> {

@@ -79,7 +79,8 @@ class BitMask {
    Vex::String toStrepCli() const {
       static constexpr auto names = [] {
          std::array<char const*, std::size(Derived::bitTable)> out{};
-         for (std::size_t i = 0; i < out.size(); ++i) out[i] = Derived::bitTable[i].cliName;
+         for (std::size_t i = 0; i < out.size(); ++i)
+            out[i] = Derived::bitTable[i].cliName;
          return out;
       }();
       return Internal::bitMaskToStrepCli(val_, mask_, names);

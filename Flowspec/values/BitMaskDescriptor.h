@@ -14,15 +14,11 @@
 namespace Flowspec::Internal {
 
 template <class D, auto Supported, auto const& SupportedName>
-inline constexpr auto
-    bitMaskRows = Vex::valueRows(Vex::fieldRows<D>(),
-                                 Vex::method<&D::isValid>("isValid"),
-                                 Vex::constant<&D::lastBit>("lastBit"),
-                                 Vex::constant<&D::maskForAllBits>("maskForAllBits"),
-                                 Vex::constant<Supported>(SupportedName),
-                                 Vex::method<&BitMask<D>::toStrep>("toStrep"),
-                                 Vex::method<&BitMask<D>::toStrepCli>("toStrepCli"),
-                                 Vex::method<&BitMask<D>::hash>("hash"));
+inline constexpr auto bitMaskRows = Vex::valueRows(
+    Vex::fieldRows<D>(), Vex::method<&D::isValid>("isValid"), Vex::constant<&D::lastBit>("lastBit"),
+    Vex::constant<&D::maskForAllBits>("maskForAllBits"), Vex::constant<Supported>(SupportedName),
+    Vex::method<&BitMask<D>::toStrep>("toStrep"),
+    Vex::method<&BitMask<D>::toStrepCli>("toStrepCli"), Vex::method<&BitMask<D>::hash>("hash"));
 
 /// The descriptor of mask kind D, whose supported bits are the constant
 /// `Supported`, shown as the row `SupportedName`.

@@ -140,8 +140,12 @@ class FlagSet {
 
 /// The pieces a flag set's list of FLAG(Type, name, bit) entries expands to.
 #define FLOWSPEC_FLAG_NAME(T, x, bit) #x,
-#define FLOWSPEC_FLAG_ACCESSORS(T, x, bit)                                                 \
-   constexpr bool x() const noexcept { return flag(bit); }                                 \
-   constexpr void x##Is(bool on) noexcept { flagIs(bit, on); }                             \
+#define FLOWSPEC_FLAG_ACCESSORS(T, x, bit)                                                         \
+   constexpr bool x() const noexcept {                                                             \
+      return flag(bit);                                                                            \
+   }                                                                                               \
+   constexpr void x##Is(bool on) noexcept {                                                        \
+      flagIs(bit, on);                                                                             \
+   }                                                                                               \
    static T const x##_;
 #define FLOWSPEC_FLAG_CONSTANT(T, x, bit) inline constexpr T T::x##_ = withValue(1u << (bit));

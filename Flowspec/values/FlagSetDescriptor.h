@@ -43,8 +43,7 @@ template <class D, std::size_t... Bit>
 constexpr auto flagSetRows(std::index_sequence<Bit...>) {
    using F = FlagSet<D>;
    Vex::AttrRow const rows[] = {
-       Vex::field<&F::template flagAt<Bit>, &F::template flagAtIs<Bit>>(
-           D::flagNames[Bit])...,
+       Vex::field<&F::template flagAt<Bit>, &F::template flagAtIs<Bit>>(D::flagNames[Bit])...,
        Vex::field<&F::value, &F::valueIs>("value"),
        Vex::constant<&flagWord<Bit>>(flagWordName<D, Bit>.data())...,
    };
@@ -55,8 +54,7 @@ template <class D>
 inline constexpr auto
     flagSetRowsOf = flagSetRows<D>(std::make_index_sequence<D::flagNames.size()>());
 
-inline constexpr Vex::Param flagSetArgs[] = {
-    {"value", &Vex::Reflection::typeFn<std::uint32_t>}};
+inline constexpr Vex::Param flagSetArgs[] = {{"value", &Vex::Reflection::typeFn<std::uint32_t>}};
 
 template <class D>
 Vex::GenericValue flagSetFromArgs(Vex::GenericArgs args) {

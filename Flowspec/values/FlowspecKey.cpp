@@ -10,7 +10,9 @@ Vex::AllocTrackSlot FlowspecKey::VexMatchOpVal::vexAllocTrackTypeInfo_{nullptr};
 
 namespace {
 
-[[noreturn]] void indexOutOfRange() { throw Vex::RangeException(MatchOpValIndex::rangeMessage); }
+[[noreturn]] void indexOutOfRange() {
+   throw Vex::RangeException(MatchOpValIndex::rangeMessage);
+}
 
 // Bob Jenkins' one-at-a-time hash, fed byte by byte, lowest byte first.
 class OneAtATime {
@@ -78,8 +80,8 @@ void FlowspecKey::matchOpValDel(MatchOpValMap::Iterator& i) noexcept {
    if (i && i->rbTreeMember()) matchOpVal_.erase(i.ptr());
 }
 
-MatchOpValIndex FlowspecKey::setOpVal(MatchOpValIndex index, MatchCompType mtype,
-                                      std::uint8_t op, std::uint32_t val) {
+MatchOpValIndex FlowspecKey::setOpVal(MatchOpValIndex index, MatchCompType mtype, std::uint8_t op,
+                                      std::uint32_t val) {
    MatchOpVal pair;
    pair.matchTypeIs(mtype);
    pair.opIs(op);
@@ -105,7 +107,9 @@ MatchOpValIndex FlowspecKey::setOpVal(MatchOpValIndex index, MatchCompType mtype
       next = index.value() + 2U;
       break;
    }
-   default: VEX_ASSERT_TEXT(false, "byteLength != 8"); return MatchOpValIndex();
+   default:
+      VEX_ASSERT_TEXT(false, "byteLength != 8");
+      return MatchOpValIndex();
    }
    if (next > MatchOpValIndex::max) indexOutOfRange();
    return MatchOpValIndex(static_cast<std::uint16_t>(next));
@@ -134,7 +138,9 @@ MatchOpValResult FlowspecKey::getOptVal(MatchOpValIndex index) const {
       if (next > MatchOpValIndex::max) indexOutOfRange();
       break;
    }
-   default: VEX_ASSERT_TEXT(false, "byteLength != 8"); return r;
+   default:
+      VEX_ASSERT_TEXT(false, "byteLength != 8");
+      return r;
    }
    r.nextIndexIs(MatchOpValIndex(static_cast<std::uint16_t>(next)));
    return r;
@@ -148,7 +154,8 @@ bool FlowspecKey::compare(FlowspecKey const& other) const {
    }
    VexMatchOpVal const* iter = matchOpVal_.first();
    VexMatchOpVal const* argIter = other.matchOpVal_.first();
-   for (; iter && argIter; iter = MatchOpValMap::next(iter), argIter = MatchOpValMap::next(argIter)) {
+   for (; iter && argIter;
+        iter = MatchOpValMap::next(iter), argIter = MatchOpValMap::next(argIter)) {
       if (iter->fwkKey() != argIter->fwkKey() || !(iter->value() == argIter->value())) {
          return false;
       }
@@ -206,7 +213,7 @@ FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon)
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   FlowspecKey const& key) {
+                                                 FlowspecKey const& key) {
    out->writeU32(key.vrfId());
    Vex::nboWrite(out, key.addressFamily());
    out << key.destPrefix() << key.srcPrefix();
@@ -246,26 +253,26 @@ Vex::String compEndText() {
 }
 
 constexpr auto flowspecKeyRows = Vex::valueRows({
-   Vex::field<&FlowspecKey::vrfId, &FlowspecKey::vrfIdIs>("vrfId"),
-   Vex::field<&FlowspecKey::addressFamily, &FlowspecKey::addressFamilyIs>("addressFamily"),
-   Vex::field<&FlowspecKey::destPrefix, &FlowspecKey::destPrefixIs>("destPrefix"),
-   Vex::field<&FlowspecKey::srcPrefix, &FlowspecKey::srcPrefixIs>("srcPrefix"),
-   Vex::constant<&compSeparatorText>("compSeparator"),
-   Vex::constant<&compEndText>("compEnd"),
-   VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "index"),
-   Vex::method<&FlowspecKey::hash>("hash"),
-   Vex::method<&FlowspecKey::compare, "other">("compare"),
-   Vex::method<&FlowspecKey::cmpPrefix, "a", "b">("cmpPrefix"),
-   Vex::method<&FlowspecKey::copyIn, "other">("copyIn"),
-   Vex::method<&FlowspecKey::copyInStr, "text">("copyInStr"),
-   Vex::method<&FlowspecKey::toStrep>("toStrep"),
-   Vex::method<&FlowspecKey::toStrepCli>("toStrepCli"),
-   Vex::method<&FlowspecKey::toStrepCliDetail>("toStrepCliDetail"),
-   Vex::method<&FlowspecKey::copyInStrCli, "text">("copyInStrCli"),
-   Vex::method<&FlowspecKey::stringValue>("stringValue"),
-   Vex::method<&FlowspecKey::copyInStringValue, "text">("copyInStringValue"),
-   Vex::method<&FlowspecKey::setOpVal, "index", "mtype", "op", "val">("setOpVal"),
-   Vex::method<&FlowspecKey::getOptVal, "index">("getOptVal"),
+    Vex::field<&FlowspecKey::vrfId, &FlowspecKey::vrfIdIs>("vrfId"),
+    Vex::field<&FlowspecKey::addressFamily, &FlowspecKey::addressFamilyIs>("addressFamily"),
+    Vex::field<&FlowspecKey::destPrefix, &FlowspecKey::destPrefixIs>("destPrefix"),
+    Vex::field<&FlowspecKey::srcPrefix, &FlowspecKey::srcPrefixIs>("srcPrefix"),
+    Vex::constant<&compSeparatorText>("compSeparator"),
+    Vex::constant<&compEndText>("compEnd"),
+    VEX_COLLECTION_ROW(FlowspecKey, matchOpVal, "index"),
+    Vex::method<&FlowspecKey::hash>("hash"),
+    Vex::method<&FlowspecKey::compare, "other">("compare"),
+    Vex::method<&FlowspecKey::cmpPrefix, "a", "b">("cmpPrefix"),
+    Vex::method<&FlowspecKey::copyIn, "other">("copyIn"),
+    Vex::method<&FlowspecKey::copyInStr, "text">("copyInStr"),
+    Vex::method<&FlowspecKey::toStrep>("toStrep"),
+    Vex::method<&FlowspecKey::toStrepCli>("toStrepCli"),
+    Vex::method<&FlowspecKey::toStrepCliDetail>("toStrepCliDetail"),
+    Vex::method<&FlowspecKey::copyInStrCli, "text">("copyInStrCli"),
+    Vex::method<&FlowspecKey::stringValue>("stringValue"),
+    Vex::method<&FlowspecKey::copyInStringValue, "text">("copyInStringValue"),
+    Vex::method<&FlowspecKey::setOpVal, "index", "mtype", "op", "val">("setOpVal"),
+    Vex::method<&FlowspecKey::getOptVal, "index">("getOptVal"),
 });
 
 template <class T>
@@ -289,10 +296,10 @@ Vex::GenericValue flowspecKeyFromArgs(Vex::GenericArgs args) {
 } // namespace
 
 constinit Vex::VexType const FlowspecKey::_vexType = Vex::valueDescriptor<FlowspecKey>({
-   .name = vexTypeName,
-   .rows = flowspecKeyRows,
-   .ctorArgs = flowspecKeyArgs,
-   .construct = &flowspecKeyFromArgs,
+    .name = vexTypeName,
+    .rows = flowspecKeyRows,
+    .ctorArgs = flowspecKeyArgs,
+    .construct = &flowspecKeyFromArgs,
 });
 
 } // namespace Flowspec

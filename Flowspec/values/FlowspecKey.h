@@ -214,7 +214,7 @@ std::ostream& operator<<(std::ostream& os, FlowspecKey const& key);
 /// Writes the log encoding; a pair at index 2047, which the reader would
 /// take for the end, aborts (see Flowspec/framework/LogSequence.h).
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   FlowspecKey const& key);
+                                                 FlowspecKey const& key);
 
 /// The key's value text: its raw form followed by "@".
 Vex::String valueToStrep(FlowspecKey const& key);

@@ -71,8 +71,7 @@ std::uint32_t largestValue(MatchCompType kind) {
 std::string labelList() {
    FlowspecUtil const util;
    std::string list;
-   for (std::uint32_t t = std::uint32_t(MatchCompType::ipProto); t < numComponentTypes;
-        ++t) {
+   for (std::uint32_t t = std::uint32_t(MatchCompType::ipProto); t < numComponentTypes; ++t) {
       if (!list.empty()) list += t + 1 == numComponentTypes ? " and " : ", ";
       list += util.compTypeToLabel(MatchCompType(t)).view();
    }
@@ -82,10 +81,8 @@ std::string labelList() {
 // The kind whose label is exactly `label`, or invalid.
 MatchCompType kindOfLabel(std::string_view label) {
    FlowspecUtil const util;
-   for (std::uint32_t t = std::uint32_t(MatchCompType::ipProto); t < numComponentTypes;
-        ++t) {
-      if (util.compTypeToLabel(MatchCompType(t)).view() == label)
-         return MatchCompType(t);
+   for (std::uint32_t t = std::uint32_t(MatchCompType::ipProto); t < numComponentTypes; ++t) {
+      if (util.compTypeToLabel(MatchCompType(t)).view() == label) return MatchCompType(t);
    }
    return MatchCompType::invalid;
 }
@@ -93,29 +90,26 @@ MatchCompType kindOfLabel(std::string_view label) {
 // "DP (Destination Port)".
 std::string kindName(MatchCompType kind) {
    FlowspecUtil const util;
-   return util.compTypeToLabel(kind).str() + " (" +
-          util.compTypeToDetailLabel(kind).str() + ")";
+   return util.compTypeToLabel(kind).str() + " (" + util.compTypeToDetailLabel(kind).str() + ")";
 }
 
 // Reads one key. Each check says under which policy it applies; a failure
 // carries the strict message and column, or the lenient trace text.
 class Scanner {
-public:
-   Scanner(std::string_view text, FlowspecKey& key, Policy policy,
-           Ipkit::AddressFamily af)
+ public:
+   Scanner(std::string_view text, FlowspecKey& key, Policy policy, Ipkit::AddressFamily af)
        : text_(text), key_(key), policy_(policy), af_(af) {}
 
    std::optional<KeyParseError> run();
 
-private:
+ private:
    struct Failure {
       KeyParseError error;
    };
    bool strict() const { return policy_ == Policy::strict; }
    // Stops the scan: in the strict policy with `message` at the 0-based
    // offset `at`, in the lenient one with the trace text `legacy`.
-   [[noreturn]] void fail(std::size_t at, std::string message,
-                          std::string legacy = {}) {
+   [[noreturn]] void fail(std::size_t at, std::string message, std::string legacy = {}) {
       if (strict()) throw Failure{{at + 1, std::move(message)}};
       throw Failure{{0, std::move(legacy)}};
    }
@@ -162,8 +156,7 @@ void Scanner::prefix(bool source) {
       fail(text_.size(),
            source ? "the source prefix (or *) is missing after the destination's ';'"
                   : "the key is empty: it starts with the destination prefix or *",
-           (source ? "Did not find a source prefix "
-                   : "Did not find a destination prefix ") +
+           (source ? "Did not find a source prefix " : "Did not find a destination prefix ") +
                std::string(text_));
    }
    if (field == "*") return;
@@ -171,30 +164,26 @@ void Scanner::prefix(bool source) {
    try {
       value = Ipkit::IpGenPrefix(Vex::String(std::string(field)));
    } catch (Vex::Exception const& e) {
-      fail(
-          start,
-          std::string("the ") + which + " prefix " + quoted(field) +
-              " is not a prefix: " + e.what(),
-          (source ? "Could not parse source prefix " : "Could not parse dest prefix ") +
-              std::string(field) + " : " + e.what());
+      fail(start,
+           std::string("the ") + which + " prefix " + quoted(field) +
+               " is not a prefix: " + e.what(),
+           (source ? "Could not parse source prefix " : "Could not parse dest prefix ") +
+               std::string(field) + " : " + e.what());
    }
    if (strict()) {
       std::string_view const address = field.substr(0, field.find('/'));
       if (Ipkit::IpGenAddr(Vex::String(std::string(address))) != value.addr()) {
          fail(start, std::string("the ") + which + " prefix " + quoted(field) +
-                         " has bits set past its length: " + value.stringValue().str() +
-                         "?");
+                         " has bits set past its length: " + value.stringValue().str() + "?");
       }
-      Ipkit::AddressFamily const other =
-          source ? key_.destPrefix().af() : Ipkit::ipunknown;
+      Ipkit::AddressFamily const other = source ? key_.destPrefix().af() : Ipkit::ipunknown;
       if (af_ != Ipkit::ipunknown && value.af() != af_) {
-         fail(start, std::string("the ") + which + " prefix " + quoted(field) +
-                         " is not " + familyName(af_));
+         fail(start, std::string("the ") + which + " prefix " + quoted(field) + " is not " +
+                         familyName(af_));
       }
       if (other != Ipkit::ipunknown && value.af() != other) {
-         fail(start, "the source prefix " + quoted(field) + " is " +
-                         familyName(value.af()) + ", the destination prefix " +
-                         familyName(other));
+         fail(start, "the source prefix " + quoted(field) + " is " + familyName(value.af()) +
+                         ", the destination prefix " + familyName(other));
       }
    }
    if (source) {
@@ -224,30 +213,27 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
    std::size_t const colon = field.find(':');
    if (colon == std::string::npos) {
       fail(start,
-           field.empty()
-               ? std::string("an empty component: two ';' in a row")
-               : "the component " + quoted(field) + " has no ':' (LABEL:OPERATORS)",
+           field.empty() ? std::string("an empty component: two ';' in a row")
+                         : "the component " + quoted(field) + " has no ':' (LABEL:OPERATORS)",
            "Did not find a match component in " + field);
    }
    MatchCompType kind = MatchCompType::invalid;
    if (strict()) {
       kind = kindOfLabel(std::string_view(field).substr(0, colon));
       if (kind == MatchCompType::invalid) {
-         fail(start, quoted(field.substr(0, colon)) +
-                         " is not a label; the labels are " + labelList());
+         fail(start,
+              quoted(field.substr(0, colon)) + " is not a label; the labels are " + labelList());
       }
       if (kind == previousKind_) {
-         fail(start,
-              kindName(kind) + " is given twice; join its values in one component");
+         fail(start, kindName(kind) + " is given twice; join its values in one component");
       }
       if (kind < previousKind_) {
          fail(start, kindName(kind) + " must come before " + kindName(previousKind_) +
                          ": components go in the order " + labelList());
       }
-      Ipkit::AddressFamily const af = af_ != Ipkit::ipunknown ? af_
-                                      : !key_.destPrefix().isEmpty()
-                                          ? key_.destPrefix().af()
-                                          : key_.srcPrefix().af();
+      Ipkit::AddressFamily const af = af_ != Ipkit::ipunknown        ? af_
+                                      : !key_.destPrefix().isEmpty() ? key_.destPrefix().af()
+                                                                     : key_.srcPrefix().af();
       if (kind == MatchCompType::flowLabel && af == Ipkit::ipv4) {
          fail(start, "a flow label is an IPv6 match (RFC 8956); this key is ipv4");
       }
@@ -277,10 +263,8 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
       pairElement(i);
       if (strict() && r <= rank) {
          fail(at(i),
-              bitfield
-                  ? std::string("write a bit mask's operators once each, ! before =")
-                  : std::string(
-                        "write a number's operators once each, in the order <, >, ="));
+              bitfield ? std::string("write a bit mask's operators once each, ! before =")
+                       : std::string("write a number's operators once each, in the order <, >, ="));
       }
       rank = r;
       waiting = true;
@@ -293,8 +277,8 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
       case '>':
          if (bitfield) {
             fail(at(i),
-                 quoted(std::string(1, c)) + " compares numbers, but " +
-                     kindName(kind) + " is a bit mask (use ! and =)",
+                 quoted(std::string(1, c)) + " compares numbers, but " + kindName(kind) +
+                     " is a bit mask (use ! and =)",
                  "Received value operator for a bitfield component " + field);
          }
          operatorRank(i, c == '<' ? 1 : 2);
@@ -304,8 +288,7 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
       case '!':
          if (!bitfield) {
             fail(at(i),
-                 "'!' negates a bit mask, but " + kindName(kind) +
-                     " is a number (use <, > and =)",
+                 "'!' negates a bit mask, but " + kindName(kind) + " is a number (use <, > and =)",
                  "Received bitfield operator for a value component " + field);
          }
          operatorRank(i, 1);
@@ -321,11 +304,9 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
       case '|':
          if (strict()) {
             if (!anyPair)
-               fail(at(i), quoted(std::string(1, c)) +
-                               " joins two values; none stands before it");
+               fail(at(i), quoted(std::string(1, c)) + " joins two values; none stands before it");
             if (waiting)
-               fail(at(i), quoted(std::string(1, c)) +
-                               " goes before the operators of a value");
+               fail(at(i), quoted(std::string(1, c)) + " goes before the operators of a value");
             if (connector) fail(at(i), "two of '&' and '|' in a row");
          }
          if (c == '&') op |= MatchOpVal::andPreviousBit;
@@ -341,10 +322,8 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
          pairElement(i);
          if (strict() && !bitfield &&
              (op & (MatchOpVal::ltBit | MatchOpVal::gtBit | MatchOpVal::eqBit)) == 0) {
-            fail(at(i),
-                 "the value " +
-                     quoted(field.substr(i, field.find_first_of("&|", i) - i)) +
-                     " has no operator: write =, <, > or a combination before it");
+            fail(at(i), "the value " + quoted(field.substr(i, field.find_first_of("&|", i) - i)) +
+                            " has no operator: write =, <, > or a combination before it");
          }
          // The length follows the number as read, before it is cut to 32
          // bits (only the lenient policy reads numbers that need cutting).
@@ -370,17 +349,16 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
       }
    }
    if (waiting || (strict() && (connector || !anyPair))) {
-      std::string const what =
-          !anyPair && !waiting && !connector
-              ? kindName(kind) + " has no value"
-              : quoted(field.substr(last, 1)) + " needs a number after it";
+      std::string const what = !anyPair && !waiting && !connector
+                                   ? kindName(kind) + " has no value"
+                                   : quoted(field.substr(last, 1)) + " needs a number after it";
       fail(at(field.size()), what, " Missing value in " + field);
    }
 }
 
 // Reads the number at field[i] and moves i past it.
-std::uint64_t Scanner::number(std::string const& field, std::size_t& i,
-                              std::size_t start, MatchCompType kind) {
+std::uint64_t Scanner::number(std::string const& field, std::size_t& i, std::size_t start,
+                              MatchCompType kind) {
    if (!strict()) {
       // strtol, base 0, and the low 32 bits of what it read: the contract of
       // copyInStrCli.
@@ -390,8 +368,8 @@ std::uint64_t Scanner::number(std::string const& field, std::size_t& i,
       return static_cast<std::uint64_t>(value);
    }
    std::size_t const begin = i;
-   bool const hex = field[i] == '0' && i + 1 < field.size() &&
-                    (field[i + 1] == 'x' || field[i + 1] == 'X');
+   bool const hex =
+       field[i] == '0' && i + 1 < field.size() && (field[i + 1] == 'x' || field[i + 1] == 'X');
    auto digit = [hex](char c) -> int {
       if (c >= '0' && c <= '9') return c - '0';
       if (hex && c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -406,11 +384,10 @@ std::uint64_t Scanner::number(std::string const& field, std::size_t& i,
       if (value > 0xffffffffULL) value = 0x100000000ULL; // too large, whatever follows
    }
    std::string const typed = field.substr(begin, i - begin);
-   if (hex && i == digits)
-      fail(start + begin, "'0x' needs hexadecimal digits after it");
+   if (hex && i == digits) fail(start + begin, "'0x' needs hexadecimal digits after it");
    if (!hex && typed.size() > 1 && typed[0] == '0') {
-      fail(start + begin, "the number " + quoted(typed) +
-                              " has a leading zero: write " + std::to_string(value) +
+      fail(start + begin, "the number " + quoted(typed) + " has a leading zero: write " +
+                              std::to_string(value) +
                               ", or 0x... for hexadecimal (octal is not read)");
    }
    std::uint32_t const max = largestValue(kind);
@@ -421,8 +398,8 @@ std::uint64_t Scanner::number(std::string const& field, std::size_t& i,
       } else {
          std::snprintf(range, sizeof range, "0 to %u", max);
       }
-      fail(start + begin, "the number " + typed + " is out of range for " +
-                              kindName(kind) + ": " + range);
+      fail(start + begin,
+           "the number " + typed + " is out of range for " + kindName(kind) + ": " + range);
    }
    return value;
 }
@@ -446,8 +423,7 @@ bool FlowspecKey::copyInStrCli(Vex::String const& text) {
    Vex::TraceHandle const& th = defaultTraceHandle();
    if (th.enabled(8)) {
       th.trace(8, "copyInStrCli",
-               "copyInStrCli" + Vex::String(" constructing match components from ") +
-                   text);
+               "copyInStrCli" + Vex::String(" constructing match components from ") + text);
    }
    auto error = Scanner(text.view(), *this, Policy::lenient, Ipkit::ipunknown).run();
    if (error) traceFailure(error->message);

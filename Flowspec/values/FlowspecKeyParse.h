@@ -71,7 +71,7 @@ struct KeyParseError {
 
 /// The key a text gave, or the error that stopped it.
 class KeyParseResult {
-public:
+ public:
    explicit KeyParseResult(FlowspecKey key) : value_(std::move(key)) {}
    explicit KeyParseResult(KeyParseError error) : value_(std::move(error)) {}
 
@@ -84,7 +84,7 @@ public:
    /// The error; asserts !ok().
    KeyParseError const& error() const;
 
-private:
+ private:
    std::variant<FlowspecKey, KeyParseError> value_;
 };
 
@@ -92,8 +92,7 @@ private:
 /// key's VRF is left at its default; its address family is `af`, which also
 /// fixes the family its prefixes and components must fit. With
 /// Ipkit::ipunknown the family is left unset and taken from the prefixes.
-KeyParseResult parseKeyCli(std::string_view text,
-                           Ipkit::AddressFamily af = Ipkit::ipunknown);
+KeyParseResult parseKeyCli(std::string_view text, Ipkit::AddressFamily af = Ipkit::ipunknown);
 
 /// `text` with every byte outside printable ASCII written as \xNN, as the
 /// messages above quote what was typed; for callers that quote user text in

@@ -122,7 +122,9 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, FlowspecKey& key) {
       std::uint32_t n = fieldNumber++;
       if (field.empty()) return;
       switch (n) {
-      case 0: k.vrfIdIs(static_cast<Vrf::VrfIdMap::VrfId>(std::strtol(field.c_str(), nullptr, 10))); break;
+      case 0:
+         k.vrfIdIs(static_cast<Vrf::VrfIdMap::VrfId>(std::strtol(field.c_str(), nullptr, 10)));
+         break;
       case 1:
          if (auto af = Ipkit::addressFamilyFromText(field)) {
             k.addressFamilyIs(*af);
@@ -130,14 +132,20 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, FlowspecKey& key) {
             VEX_ASSERT_TEXT(false, "false && \"invalid address-family\"");
          }
          break;
-      case 2: k.destPrefixIs(Ipkit::IpGenPrefix(Vex::String(field))); break;
-      case 3: k.srcPrefixIs(Ipkit::IpGenPrefix(Vex::String(field))); break;
+      case 2:
+         k.destPrefixIs(Ipkit::IpGenPrefix(Vex::String(field)));
+         break;
+      case 3:
+         k.srcPrefixIs(Ipkit::IpGenPrefix(Vex::String(field)));
+         break;
       default: {
          std::uint32_t index = n - 4;
          // The 2048th pair would sit at the null index, where no walk can read it.
-         if (index >= MatchOpValIndex::max) throw Vex::RangeException(MatchOpValIndex::rangeMessage);
-         k.matchOpValIs(MatchOpValIndex(static_cast<std::uint16_t>(index)),
-                        MatchOpVal(static_cast<std::uint32_t>(std::strtol(field.c_str(), nullptr, 10))));
+         if (index >= MatchOpValIndex::max)
+            throw Vex::RangeException(MatchOpValIndex::rangeMessage);
+         k.matchOpValIs(
+             MatchOpValIndex(static_cast<std::uint16_t>(index)),
+             MatchOpVal(static_cast<std::uint32_t>(std::strtol(field.c_str(), nullptr, 10))));
       }
       }
       field.clear();
@@ -162,7 +170,9 @@ Vex::String valueToStrep(FlowspecKey const& key) {
    return key.toStrep() + Vex::String(std::string(1, FlowspecKey::compEnd()));
 }
 
-FlowspecKey::FlowspecKey(Vex::TextIter& pos, Vex::TextIter end) { sequenceToValue(pos, end, *this); }
+FlowspecKey::FlowspecKey(Vex::TextIter& pos, Vex::TextIter end) {
+   sequenceToValue(pos, end, *this);
+}
 
 void FlowspecKey::copyInStr(Vex::String const& text) {
    FlowspecKey k;

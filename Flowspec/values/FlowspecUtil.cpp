@@ -11,15 +11,15 @@ namespace Flowspec {
 namespace {
 
 static_assert(
-   [] {
-      for (MatchCompTypeInfo const& info : matchCompTypeTable) {
-         if (std::char_traits<char>::length(info.label) > Internal::compTypeLabelMax) {
-            return false;
-         }
-      }
-      return true;
-   }(),
-   "Internal::compTypeLabelMax is the longest short label");
+    [] {
+       for (MatchCompTypeInfo const& info : matchCompTypeTable) {
+          if (std::char_traits<char>::length(info.label) > Internal::compTypeLabelMax) {
+             return false;
+          }
+       }
+       return true;
+    }(),
+    "Internal::compTypeLabelMax is the longest short label");
 
 MatchCompTypeInfo const& infoOf(MatchCompType compType) {
    VEX_ASSERT_TEXT(static_cast<std::uint32_t>(compType) < numComponentTypes,
@@ -53,17 +53,17 @@ Vex::String FlowspecUtil::statusCodeToStrep(HwRuleProgrammingStatus status) cons
 namespace {
 
 constexpr auto flowspecUtilRows = Vex::valueRows({
-   Vex::method<&FlowspecUtil::compTypeToLabel, "compType">("compTypeToLabel"),
-   Vex::method<&FlowspecUtil::compTypeToDetailLabel, "compType">("compTypeToDetailLabel"),
-   Vex::method<&FlowspecUtil::statusCodeToStrep, "status">("statusCodeToStrep"),
+    Vex::method<&FlowspecUtil::compTypeToLabel, "compType">("compTypeToLabel"),
+    Vex::method<&FlowspecUtil::compTypeToDetailLabel, "compType">("compTypeToDetailLabel"),
+    Vex::method<&FlowspecUtil::statusCodeToStrep, "status">("statusCodeToStrep"),
 });
 
 } // namespace
 
 constinit Vex::VexType const FlowspecUtil::_vexType = Vex::valueDescriptor<FlowspecUtil>({
-   .name = vexTypeName,
-   .rows = flowspecUtilRows,
-   .construct = &Vex::Reflection::constructValue<FlowspecUtil>,
+    .name = vexTypeName,
+    .rows = flowspecUtilRows,
+    .construct = &Vex::Reflection::constructValue<FlowspecUtil>,
 });
 
 } // namespace Flowspec

@@ -40,11 +40,15 @@ class FlowspecUtil {
 };
 
 /// The value text of a FlowspecUtil: the empty string (it has no fields).
-inline Vex::String valueToStrep(FlowspecUtil const&) { return Vex::String(); }
+inline Vex::String valueToStrep(FlowspecUtil const&) {
+   return Vex::String();
+}
 /// Reads the empty value text: consumes nothing.
 inline void sequenceToValue(Vex::TextIter&, Vex::TextIter, FlowspecUtil&) {}
 /// Writes the value text: nothing.
-inline std::ostream& operator<<(std::ostream& os, FlowspecUtil const&) { return os; }
+inline std::ostream& operator<<(std::ostream& os, FlowspecUtil const&) {
+   return os;
+}
 
 namespace Internal {
 /// The short label of `compType` as a constant text (no copy), with the same

@@ -39,7 +39,7 @@ struct HwRuleProgrammingStatusInfo {
 
 /// Every status, indexed by its number.
 inline constexpr HwRuleProgrammingStatusInfo hwRuleProgrammingStatusTable[] = {
-   // clang-format off
+    // clang-format off
    {.name = "unprocessed",            .value = HwRuleProgrammingStatus::unprocessed,            .text = "Not processed"},
    {.name = "programmed",             .value = HwRuleProgrammingStatus::programmed,             .text = "Programmed"},
    {.name = "programmedWithFailures", .value = HwRuleProgrammingStatus::programmedWithFailures, .text = "Programmed with some failures"},
@@ -47,17 +47,17 @@ inline constexpr HwRuleProgrammingStatusInfo hwRuleProgrammingStatusTable[] = {
    {.name = "unsupportedTcamProfile", .value = HwRuleProgrammingStatus::unsupportedTcamProfile, .text = "Unsupported TCAM Profile"},
    {.name = "unsupportedAction",      .value = HwRuleProgrammingStatus::unsupportedAction,      .text = "Unsupported Action"},
    {.name = "resourceExhausted",      .value = HwRuleProgrammingStatus::resourceExhausted,      .text = "Resource Exhausted"},
-   // clang-format on
+    // clang-format on
 };
 static_assert(
-   [] {
-      std::uint32_t i = 0;
-      for (auto const& s : hwRuleProgrammingStatusTable) {
-         if (static_cast<std::uint32_t>(s.value) != i++) return false;
-      }
-      return true;
-   }(),
-   "hwRuleProgrammingStatusTable is indexed by the status's number");
+    [] {
+       std::uint32_t i = 0;
+       for (auto const& s : hwRuleProgrammingStatusTable) {
+          if (static_cast<std::uint32_t>(s.value) != i++) return false;
+       }
+       return true;
+    }(),
+    "hwRuleProgrammingStatusTable is indexed by the status's number");
 
 /// The registered enumeration "Flowspec::HwRuleProgrammingStatus".
 Vex::EnumType const& vexEnumType(HwRuleProgrammingStatus);

@@ -21,12 +21,12 @@ Vex::String IntfErrorKey::toStrep() const {
 namespace {
 
 constexpr auto intfErrorKeyRows =
-   Vex::valueRows(Vex::fieldRows<IntfErrorKey>(), Vex::method<&IntfErrorKey::toStrep>("toStrep"),
-                  Vex::method<&IntfErrorKey::hash>("hash"));
+    Vex::valueRows(Vex::fieldRows<IntfErrorKey>(), Vex::method<&IntfErrorKey::toStrep>("toStrep"),
+                   Vex::method<&IntfErrorKey::hash>("hash"));
 
 } // namespace
 
 constinit Vex::VexType const IntfErrorKey::_vexType =
-   Vex::valueDescriptor<IntfErrorKey>(intfErrorKeyRows);
+    Vex::valueDescriptor<IntfErrorKey>(intfErrorKeyRows);
 
 } // namespace Flowspec

@@ -19,8 +19,8 @@ bool IpBitMask::isValid() const noexcept {
    return !(requiredSet(IpBit::firstFragment) && requiredSet(IpBit::lastFragment));
 }
 
-VEX_ENUM_DEFINITION(IpBitMask::IpBit, IpBitMask::_vexType_IpBit,
-                    IpBitMask::vexTypeName_IpBit, IpBitMask::bitTable)
+VEX_ENUM_DEFINITION(IpBitMask::IpBit, IpBitMask::_vexType_IpBit, IpBitMask::vexTypeName_IpBit,
+                    IpBitMask::bitTable)
 
 IpBitMask::IpBit IpBitMask::IpBitInstance(unsigned int value) {
    return Vex::enumInstance<IpBit>(value);
@@ -41,7 +41,6 @@ constexpr char supportedName[] = "supportedIpBits";
 } // namespace
 
 constinit Vex::VexType const IpBitMask::_vexType =
-    Internal::bitMaskDescriptor<IpBitMask, &IpBitMask::supportedIpBits,
-                                supportedName>();
+    Internal::bitMaskDescriptor<IpBitMask, &IpBitMask::supportedIpBits, supportedName>();
 
 } // namespace Flowspec

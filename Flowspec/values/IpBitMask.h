@@ -18,9 +18,9 @@
 #include "Flowspec/values/BitMask.h"
 #include "Vex/Enum.h"
 
-#include <iterator>
 #include <cstdint>
 #include <iosfwd>
+#include <iterator>
 
 namespace Vex {
 class VexType;
@@ -44,12 +44,12 @@ class IpBitMask : public BitMask<IpBitMask> {
 
    /// Every bit, indexed by its number, with its command-line name.
    static constexpr BitMaskBit<IpBit> bitTable[] = {
-      // clang-format off
+       // clang-format off
       {.name = "dontFragment",  .value = IpBit::dontFragment,  .cliName = "DF"},
       {.name = "isFragment",    .value = IpBit::isFragment,    .cliName = "is-fragment"},
       {.name = "firstFragment", .value = IpBit::firstFragment, .cliName = "first-fragment"},
       {.name = "lastFragment",  .value = IpBit::lastFragment,  .cliName = "last-fragment"},
-      // clang-format on
+       // clang-format on
    };
    static constexpr std::uint32_t lastBit = std::size(bitTable) - 1;
    static constexpr std::uint16_t maskForAllBits = (1u << std::size(bitTable)) - 1;

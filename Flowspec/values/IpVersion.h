@@ -13,8 +13,8 @@ class VexType;
 namespace Flowspec {
 
 /// The flags of IpVersion, in bit order.
-#define FLOWSPEC_IP_VERSION_FLAGS(FLAG) \
-   FLAG(IpVersion, ipv4, 0) \
+#define FLOWSPEC_IP_VERSION_FLAGS(FLAG)                                                            \
+   FLAG(IpVersion, ipv4, 0)                                                                        \
    FLAG(IpVersion, ipv6, 1)
 
 class IpVersion : public FlagSet<IpVersion> {

@@ -40,8 +40,7 @@ void forEachAndGroup(OpList const& list, Each each) {
 // The operator lists of the key, per kind, in key order. The walk follows
 // nextIndex like the key's printers, which start a new component where the
 // type changes; what would make getOptVal abort is refused first.
-std::array<std::vector<OpList>, numComponentTypes>
-opListsByKind(FlowspecKey const& key) {
+std::array<std::vector<OpList>, numComponentTypes> opListsByKind(FlowspecKey const& key) {
    std::array<std::vector<OpList>, numComponentTypes> lists;
    T previous = T::invalid;
    MatchOpValIndex index(0);
@@ -54,8 +53,8 @@ opListsByKind(FlowspecKey const& key) {
       MatchOpValResult const pair = key.getOptVal(index);
       T const kind = pair.matchType();
       if (!isNumericalRangeType(kind) && kind != T::tcpFlags && kind != T::fragment) {
-         refuse(index, "is of kind " + stringValue(kind).str() +
-                           ", which has no operator-value match");
+         refuse(index,
+                "is of kind " + stringValue(kind).str() + ", which has no operator-value match");
       }
       auto& ofKind = lists[static_cast<std::size_t>(kind)];
       if (kind != previous) ofKind.emplace_back();
@@ -90,8 +89,7 @@ Intervals normalized(Intervals v) {
 Intervals intersection(Intervals const& a, Intervals const& b) {
    Intervals out;
    for (std::size_t i = 0, j = 0; i < a.size() && j < b.size();) {
-      std::uint32_t const lo = std::max(a[i].lo, b[j].lo),
-                          hi = std::min(a[i].hi, b[j].hi);
+      std::uint32_t const lo = std::max(a[i].lo, b[j].lo), hi = std::min(a[i].hi, b[j].hi);
       if (lo <= hi) out.push_back({lo, hi});
       (a[i].hi < b[j].hi ? i : j)++;
    }
@@ -166,8 +164,7 @@ struct Vocabulary {
             auto bit = [word](IpBitMask::IpBit b) { return word >> unsigned(b) & 1U; };
             bool const first = bit(IpBitMask::IpBit::firstFragment);
             bool const last = bit(IpBitMask::IpBit::lastFragment);
-            if ((first && last) ||
-                (!bit(IpBitMask::IpBit::isFragment) && (first || last)))
+            if ((first && last) || (!bit(IpBitMask::IpBit::isFragment) && (first || last)))
                continue;
          }
          w.set(word);
@@ -190,8 +187,7 @@ struct Vocabulary {
       std::uint32_t const operand = pair.val32();
       Words w;
       for (std::uint32_t word = 0; word < words; ++word) {
-         bool const test =
-             pair.match() ? (word & operand) == operand : (word & operand) != 0;
+         bool const test = pair.match() ? (word & operand) == operand : (word & operand) != 0;
          if (possible[word] && test != pair.invert()) w.set(word);
       }
       return w;
@@ -214,8 +210,7 @@ struct Vocabulary {
    // least one possible word; together they let through all of `wanted`.
    // Only possible words are judged, which lets the masks grow past the
    // impossible ones.
-   static std::vector<Mask> largestAllMasks(Words const& wanted,
-                                            Words const& possible) {
+   static std::vector<Mask> largestAllMasks(Words const& wanted, Words const& possible) {
       // inside[mask << bits | val]: the mask lets through no unwanted word;
       // reachable[...]: it lets through a possible word. A mask that examines
       // every bit stands for one word; freeing a bit b of a mask joins the two
@@ -245,8 +240,8 @@ struct Vocabulary {
                   if (mask & b) largest = !inside[(mask & ~b) << bits | (val & ~b)];
                }
                if (largest) {
-                  out.push_back({true, static_cast<std::uint16_t>(val),
-                                 static_cast<std::uint16_t>(mask)});
+                  out.push_back(
+                      {true, static_cast<std::uint16_t>(val), static_cast<std::uint16_t>(mask)});
                }
             }
             if (val == 0) break;
@@ -264,10 +259,8 @@ struct Vocabulary {
          candidates.push_back(m);
          return;
       }
-      for (std::uint16_t b = 1; b <= m.mask && b != 0;
-           b = static_cast<std::uint16_t>(b << 1)) {
-         if (m.mask & b)
-            candidates.push_back({true, static_cast<std::uint16_t>(m.val & b), b});
+      for (std::uint16_t b = 1; b <= m.mask && b != 0; b = static_cast<std::uint16_t>(b << 1)) {
+         if (m.mask & b) candidates.push_back({true, static_cast<std::uint16_t>(m.val & b), b});
       }
    }
 
@@ -277,29 +270,28 @@ struct Vocabulary {
       Words wanted = possible;
       for (OpList const& list : lists) {
          Words ofList, ofGroups;
-         forEachAndGroup(
-             list, [&](MatchOpValResult const* p, MatchOpValResult const* end) {
-                Words group = accepted(*p, possible);
-                if (end - p == 1) {
-                   // The pair's own mask, unless the pair is decided by bits it
-                   // cannot show (no bit of the vocabulary, or one outside it).
-                   std::vector<Mask> own;
-                   addCandidate(own, maskOf(*p));
-                   Words shown;
-                   for (Mask m : own)
-                      shown |= letThrough(m, possible);
-                   if (shown == group) {
-                      candidates.insert(candidates.end(), own.begin(), own.end());
-                   } else {
-                      ofGroups |= group;
-                   }
-                } else {
-                   while (++p != end)
-                      group &= accepted(*p, possible);
-                   ofGroups |= group;
-                }
-                ofList |= group;
-             });
+         forEachAndGroup(list, [&](MatchOpValResult const* p, MatchOpValResult const* end) {
+            Words group = accepted(*p, possible);
+            if (end - p == 1) {
+               // The pair's own mask, unless the pair is decided by bits it
+               // cannot show (no bit of the vocabulary, or one outside it).
+               std::vector<Mask> own;
+               addCandidate(own, maskOf(*p));
+               Words shown;
+               for (Mask m : own)
+                  shown |= letThrough(m, possible);
+               if (shown == group) {
+                  candidates.insert(candidates.end(), own.begin(), own.end());
+               } else {
+                  ofGroups |= group;
+               }
+            } else {
+               while (++p != end)
+                  group &= accepted(*p, possible);
+               ofGroups |= group;
+            }
+            ofList |= group;
+         });
          if (lists.size() == 1 && ofGroups.any()) {
             for (Mask m : largestAllMasks(ofGroups, possible))
                candidates.push_back(m);

@@ -23,8 +23,8 @@ Vex::String stringValue(MatchCompType t) {
 }
 
 MatchCompType getCompType(char const* text) {
-   for (std::uint32_t t = static_cast<std::uint32_t>(MatchCompType::ipProto);
-        t < numComponentTypes; ++t) {
+   for (std::uint32_t t = static_cast<std::uint32_t>(MatchCompType::ipProto); t < numComponentTypes;
+        ++t) {
       char const* label = matchCompTypeTable[t].label;
       if (std::strncmp(text, label, std::strlen(label)) == 0) {
          return static_cast<MatchCompType>(t);
@@ -37,8 +37,7 @@ bool isBitfieldType(MatchCompType t) {
    if (isPrefixType(t) || isNumericalRangeType(t)) return false;
    if (t == MatchCompType::invalid) {
       Vex::TraceHandle const& th = defaultTraceHandle();
-      if (th.enabled(2))
-         th.trace(2, "isBitfieldType", "Found invalid type in routeKey");
+      if (th.enabled(2)) th.trace(2, "isBitfieldType", "Found invalid type in routeKey");
       return false;
    }
    // tcpFlags and fragment; values outside the enumeration count as bit-field

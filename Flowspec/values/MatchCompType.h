@@ -63,7 +63,7 @@ struct MatchCompTypeInfo {
 /// Every kind, indexed by its number: the one table the names, labels,
 /// limits and classes of the kinds are read from.
 inline constexpr MatchCompTypeInfo matchCompTypeTable[numComponentTypes] = {
-   // clang-format off
+    // clang-format off
    {.name = "invalid",      .value = MatchCompType::invalid,      .label = "INVALID", .detailLabel = "INVALID",            .max = 255,     .compClass = MatchCompClass::none},
    {.name = "destPrefix",   .value = MatchCompType::destPrefix,   .label = "",        .detailLabel = "Destination Prefix", .max = 0,       .compClass = MatchCompClass::prefix},
    {.name = "srcPrefix",    .value = MatchCompType::srcPrefix,    .label = "",        .detailLabel = "Source Prefix",      .max = 0,       .compClass = MatchCompClass::prefix},
@@ -78,16 +78,16 @@ inline constexpr MatchCompTypeInfo matchCompTypeTable[numComponentTypes] = {
    {.name = "dscp",         .value = MatchCompType::dscp,         .label = "DSCP",    .detailLabel = "DSCP",               .max = 63,      .compClass = MatchCompClass::numericalRange},
    {.name = "fragment",     .value = MatchCompType::fragment,     .label = "FRAG",    .detailLabel = "Fragment Flags",     .max = 0,       .compClass = MatchCompClass::bitMask},
    {.name = "flowLabel",    .value = MatchCompType::flowLabel,    .label = "FL",      .detailLabel = "Flow Label",         .max = 1048575, .compClass = MatchCompClass::numericalRange},
-   // clang-format on
+    // clang-format on
 };
 static_assert(
-   [] {
-      for (std::uint32_t i = 0; i < numComponentTypes; ++i) {
-         if (static_cast<std::uint32_t>(matchCompTypeTable[i].value) != i) return false;
-      }
-      return true;
-   }(),
-   "matchCompTypeTable is indexed by the kind's number");
+    [] {
+       for (std::uint32_t i = 0; i < numComponentTypes; ++i) {
+          if (static_cast<std::uint32_t>(matchCompTypeTable[i].value) != i) return false;
+       }
+       return true;
+    }(),
+    "matchCompTypeTable is indexed by the kind's number");
 
 /// The table's entry of `t`, or null for a number outside the enumeration.
 constexpr MatchCompTypeInfo const* matchCompTypeInfo(MatchCompType t) noexcept {

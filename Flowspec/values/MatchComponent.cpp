@@ -9,7 +9,9 @@
 
 namespace Flowspec {
 
-bool MatchComponent::matchTypePrefix() const noexcept { return isPrefixType(compType_); }
+bool MatchComponent::matchTypePrefix() const noexcept {
+   return isPrefixType(compType_);
+}
 
 bool MatchComponent::matchTypeNumericalRange() const noexcept {
    return isNumericalRangeType(compType_);
@@ -30,7 +32,8 @@ bool operator==(MatchComponent const& a, MatchComponent const& b) {
 namespace {
 
 template <class Value>
-void writeSet(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Vex::HashValueMap<Value, bool> const& set) {
+void writeSet(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+              Vex::HashValueMap<Value, bool> const& set) {
    Value const terminator;
    for (auto i = set.iterator(); i; ++i) {
       refuseTerminator(i.key(), terminator);
@@ -68,7 +71,7 @@ MatchComponent::MatchComponent(Vex::NboAttrLog::In* in, Vex::StreamBogon)
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   MatchComponent const& c) {
+                                                 MatchComponent const& c) {
    Vex::nboWrite(out, c.compType_);
    out << c.prefix_;
    writeSet(out, c.numericalRange_);
@@ -105,7 +108,8 @@ namespace {
 template <class Set>
 void dumpSet(Kiln::DumpContext const& ctx, unsigned indent, char const* header, Set const& set) {
    dumpLine(ctx, indent, header, static_cast<unsigned>(set.size()));
-   for (auto i = set.iterator(); i; ++i) dumpLine(ctx, indent + 2, "%*c%s\n", i.key().toStrep().c_str());
+   for (auto i = set.iterator(); i; ++i)
+      dumpLine(ctx, indent + 2, "%*c%s\n", i.key().toStrep().c_str());
 }
 } // namespace
 
@@ -122,28 +126,27 @@ void MatchComponent::dumpState(Kiln::DumpContext const& ctx, unsigned indent) co
 namespace {
 
 constexpr auto matchComponentRows = Vex::valueRows({
-   Vex::identity<&MatchComponent::compType>("compType"),
-   Vex::field<&MatchComponent::prefix, &MatchComponent::prefixIs>("prefix"),
-   VEX_COLLECTION_ROW(MatchComponent, numericalRange, "key"),
-   VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "key"),
-   VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "key"),
-   Vex::method<&MatchComponent::matchTypePrefix>("matchTypePrefix"),
-   Vex::method<&MatchComponent::matchTypeNumericalRange>("matchTypeNumericalRange"),
-   Vex::method<&MatchComponent::matchTypeBitMask>("matchTypeBitMask"),
-   Vex::method<&MatchComponent::toStrep>("toStrep"),
-   Vex::method<&MatchComponent::dumpState, "dumpCtx", "indentCount">("dumpState"),
+    Vex::identity<&MatchComponent::compType>("compType"),
+    Vex::field<&MatchComponent::prefix, &MatchComponent::prefixIs>("prefix"),
+    VEX_COLLECTION_ROW(MatchComponent, numericalRange, "key"),
+    VEX_COLLECTION_ROW(MatchComponent, ipBitMask, "key"),
+    VEX_COLLECTION_ROW(MatchComponent, tcpBitMask, "key"),
+    Vex::method<&MatchComponent::matchTypePrefix>("matchTypePrefix"),
+    Vex::method<&MatchComponent::matchTypeNumericalRange>("matchTypeNumericalRange"),
+    Vex::method<&MatchComponent::matchTypeBitMask>("matchTypeBitMask"),
+    Vex::method<&MatchComponent::toStrep>("toStrep"),
+    Vex::method<&MatchComponent::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
-constexpr Vex::Param matchComponentArgs[] = {
-   {"compType", &Vex::Reflection::typeFn<MatchCompType>}};
+constexpr Vex::Param matchComponentArgs[] = {{"compType", &Vex::Reflection::typeFn<MatchCompType>}};
 
 } // namespace
 
 constinit Vex::VexType const MatchComponent::_vexType = Vex::valueDescriptor<MatchComponent>({
-   .name = vexTypeName,
-   .rows = matchComponentRows,
-   .ctorArgs = matchComponentArgs,
-   .construct = &Vex::Reflection::constructValue<MatchComponent, MatchCompType>,
+    .name = vexTypeName,
+    .rows = matchComponentRows,
+    .ctorArgs = matchComponentArgs,
+    .construct = &Vex::Reflection::constructValue<MatchComponent, MatchCompType>,
 });
 
 } // namespace Flowspec

@@ -108,6 +108,6 @@ std::ostream& operator<<(std::ostream& os, MatchComponent const& c);
 /// Writes the log encoding; a member equal to its set's terminator aborts
 /// (see Flowspec/framework/LogSequence.h).
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   MatchComponent const& c);
+                                                 MatchComponent const& c);
 
 } // namespace Flowspec

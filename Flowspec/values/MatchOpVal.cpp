@@ -17,9 +17,8 @@ namespace {
 // The flags both toStrep texts share, from "<matchType=" to ";match=<bit>".
 template <class Pair>
 void writeFlags(std::ostream& os, Pair const& p) {
-   os << "<matchType=" << p.matchType() << ";andPrevious=" << p.andPrevious()
-      << ";lt=" << p.lt() << ";gt=" << p.gt() << ";eq=" << p.eq()
-      << ";invert=" << p.invert() << ";match=" << p.match();
+   os << "<matchType=" << p.matchType() << ";andPrevious=" << p.andPrevious() << ";lt=" << p.lt()
+      << ";gt=" << p.gt() << ";eq=" << p.eq() << ";invert=" << p.invert() << ";match=" << p.match();
 }
 } // namespace
 
@@ -46,7 +45,8 @@ char* MatchOpValResult::writeCliOperators(char* p, bool first) const {
    if (first) {
       *p++ = ';';
       char const* label = Internal::compTypeLabelText(matchType_);
-      while (*label) *p++ = *label++;
+      while (*label)
+         *p++ = *label++;
       *p++ = ':';
    } else {
       *p++ = andPrevious() ? '&' : '|';
@@ -64,8 +64,7 @@ char* MatchOpValResult::writeCliOperators(char* p, bool first) const {
 void MatchOpValResult::formatForCli(std::ostream& out, bool first) const {
    char operators[cliOperatorsMax];
    char const* const end = writeCliOperators(operators, first);
-   out << std::string_view(operators, static_cast<std::size_t>(end - operators))
-       << val32_;
+   out << std::string_view(operators, static_cast<std::size_t>(end - operators)) << val32_;
 }
 
 void MatchOpValResult::appendForCli(std::string& out, bool first) const {
@@ -107,38 +106,38 @@ using PairBits = OperatorBits<MatchOpVal>;
 using ResultBits = OperatorBits<MatchOpValResult>;
 
 constexpr auto matchOpValRows = Vex::valueRows(
-   Vex::fieldRows<MatchOpVal>(),
-   Vex::field<&MatchOpVal::matchType, &MatchOpVal::matchTypeIs>("matchType"),
-   Vex::field<&MatchOpVal::op, &MatchOpVal::opIs>("op"),
-   Vex::field<&MatchOpVal::val, &MatchOpVal::valIs>("val"),
-   Vex::field<&PairBits::endOfList, &PairBits::endOfListIs>("endOfList"),
-   Vex::field<&PairBits::andPrevious, &PairBits::andPreviousIs>("andPrevious"),
-   Vex::field<&PairBits::len, &PairBits::lenIs>("len"),
-   Vex::field<&PairBits::lt, &PairBits::ltIs>("lt"),
-   Vex::field<&PairBits::gt, &PairBits::gtIs>("gt"),
-   Vex::field<&PairBits::eq, &PairBits::eqIs>("eq"),
-   Vex::field<&PairBits::invert, &PairBits::invertIs>("invert"),
-   Vex::field<&PairBits::match, &PairBits::matchIs>("match"),
-   Vex::field<&PairBits::byteLength>("byteLength"),
-   Vex::method<&MatchOpVal::toStrep>("toStrep"));
+    Vex::fieldRows<MatchOpVal>(),
+    Vex::field<&MatchOpVal::matchType, &MatchOpVal::matchTypeIs>("matchType"),
+    Vex::field<&MatchOpVal::op, &MatchOpVal::opIs>("op"),
+    Vex::field<&MatchOpVal::val, &MatchOpVal::valIs>("val"),
+    Vex::field<&PairBits::endOfList, &PairBits::endOfListIs>("endOfList"),
+    Vex::field<&PairBits::andPrevious, &PairBits::andPreviousIs>("andPrevious"),
+    Vex::field<&PairBits::len, &PairBits::lenIs>("len"),
+    Vex::field<&PairBits::lt, &PairBits::ltIs>("lt"),
+    Vex::field<&PairBits::gt, &PairBits::gtIs>("gt"),
+    Vex::field<&PairBits::eq, &PairBits::eqIs>("eq"),
+    Vex::field<&PairBits::invert, &PairBits::invertIs>("invert"),
+    Vex::field<&PairBits::match, &PairBits::matchIs>("match"),
+    Vex::field<&PairBits::byteLength>("byteLength"), Vex::method<&MatchOpVal::toStrep>("toStrep"));
 
-constexpr auto matchOpValResultRows = Vex::valueRows(
-   Vex::fieldRows<MatchOpValResult, 0, 1, 2>(), // matchType, op, val32
-   Vex::field<&ResultBits::endOfList, &ResultBits::endOfListIs>("endOfList"),
-   Vex::field<&ResultBits::andPrevious, &ResultBits::andPreviousIs>("andPrevious"),
-   Vex::field<&ResultBits::len, &ResultBits::lenIs>("len"),
-   Vex::field<&ResultBits::lt, &ResultBits::ltIs>("lt"),
-   Vex::field<&ResultBits::gt, &ResultBits::gtIs>("gt"),
-   Vex::field<&ResultBits::eq, &ResultBits::eqIs>("eq"),
-   Vex::field<&ResultBits::invert, &ResultBits::invertIs>("invert"),
-   Vex::field<&ResultBits::match, &ResultBits::matchIs>("match"),
-   Vex::fieldRows<MatchOpValResult, 3>(), // nextIndex
-   Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")));
+constexpr auto matchOpValResultRows =
+    Vex::valueRows(Vex::fieldRows<MatchOpValResult, 0, 1, 2>(), // matchType, op, val32
+                   Vex::field<&ResultBits::endOfList, &ResultBits::endOfListIs>("endOfList"),
+                   Vex::field<&ResultBits::andPrevious, &ResultBits::andPreviousIs>("andPrevious"),
+                   Vex::field<&ResultBits::len, &ResultBits::lenIs>("len"),
+                   Vex::field<&ResultBits::lt, &ResultBits::ltIs>("lt"),
+                   Vex::field<&ResultBits::gt, &ResultBits::gtIs>("gt"),
+                   Vex::field<&ResultBits::eq, &ResultBits::eqIs>("eq"),
+                   Vex::field<&ResultBits::invert, &ResultBits::invertIs>("invert"),
+                   Vex::field<&ResultBits::match, &ResultBits::matchIs>("match"),
+                   Vex::fieldRows<MatchOpValResult, 3>(), // nextIndex
+                   Vex::at(16, Vex::method<&MatchOpValResult::toStrep>("toStrep")));
 
 } // namespace
 
-constinit Vex::VexType const MatchOpVal::_vexType = Vex::valueDescriptor<MatchOpVal>(matchOpValRows);
+constinit Vex::VexType const MatchOpVal::_vexType =
+    Vex::valueDescriptor<MatchOpVal>(matchOpValRows);
 constinit Vex::VexType const MatchOpValResult::_vexType =
-   Vex::valueDescriptor<MatchOpValResult>(matchOpValResultRows);
+    Vex::valueDescriptor<MatchOpValResult>(matchOpValResultRows);
 
 } // namespace Flowspec

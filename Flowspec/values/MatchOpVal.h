@@ -162,8 +162,6 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    MatchOpValResult(Vex::NboAttrLog::In* in, Vex::StreamBogon)
        : MatchOpValResult(Vex::fieldsFromLog<MatchOpValResult>(*in)) {}
 
-
-
    constexpr MatchCompType matchType() const noexcept { return matchType_; }
    constexpr void matchTypeIs(MatchCompType t) noexcept { matchType_ = t; }
    constexpr std::uint8_t op() const noexcept { return op_; }
@@ -191,8 +189,7 @@ class MatchOpValResult : public OperatorBits<MatchOpValResult> {
    void formatForCliDetail(std::ostream& out, bool first) const;
 
    /// matchType, op, val32 and nextIndex all equal.
-   friend constexpr bool operator==(MatchOpValResult const& a,
-                                    MatchOpValResult const& b) noexcept {
+   friend constexpr bool operator==(MatchOpValResult const& a, MatchOpValResult const& b) noexcept {
       return a.matchType_ == b.matchType_ && a.op_ == b.op_ && a.val32_ == b.val32_ &&
              a.nextIndex_ == b.nextIndex_;
    }

@@ -7,15 +7,14 @@ namespace Flowspec {
 
 namespace {
 
-constexpr auto matchOpValIndexRows = Vex::valueRows(Vex::fieldRows<MatchOpValIndex>(),
-                                                    Vex::constant<&MatchOpValIndex::min>("min"),
-                                                    Vex::constant<&MatchOpValIndex::max>("max"));
-
+constexpr auto matchOpValIndexRows =
+    Vex::valueRows(Vex::fieldRows<MatchOpValIndex>(), Vex::constant<&MatchOpValIndex::min>("min"),
+                   Vex::constant<&MatchOpValIndex::max>("max"));
 
 } // namespace
 
-int MatchOpValIndex::vexTypeOp(Vex::GenericValue* result, MatchOpValIndex& index,
-                               Vex::AttrOp op, Vex::GenericArgs args) {
+int MatchOpValIndex::vexTypeOp(Vex::GenericValue* result, MatchOpValIndex& index, Vex::AttrOp op,
+                               Vex::GenericArgs args) {
    switch (op) {
    case Vex::AttrOp::isNull:
       *result = Vex::GenericValue(!index);
@@ -30,6 +29,6 @@ int MatchOpValIndex::vexTypeOp(Vex::GenericValue* result, MatchOpValIndex& index
 }
 
 constinit Vex::VexType const MatchOpValIndex::_vexType =
-   Vex::valueDescriptor<MatchOpValIndex>(matchOpValIndexRows);
+    Vex::valueDescriptor<MatchOpValIndex>(matchOpValIndexRows);
 
 } // namespace Flowspec

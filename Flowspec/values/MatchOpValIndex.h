@@ -30,7 +30,7 @@ class MatchOpValIndex {
    static constexpr std::uint16_t min = 0;
    static constexpr std::uint16_t max = 2047;
    static constexpr char const* rangeMessage =
-      "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
+       "MatchOpValIndex::value < MatchOpValIndex::min or > MatchOpValIndex::max not allowed";
 
    static constexpr char vexTypeName[] = "Flowspec::MatchOpValIndex";
    static constexpr auto vexFields() {
@@ -49,7 +49,6 @@ class MatchOpValIndex {
        : MatchOpValIndex(Vex::fieldsFromStrep<MatchOpValIndex>(pos, end)) {}
    MatchOpValIndex(Vex::NboAttrLog::In* in, Vex::StreamBogon)
        : MatchOpValIndex(Vex::fieldsFromLog<MatchOpValIndex>(*in)) {}
-
 
    constexpr std::uint16_t value() const noexcept { return value_; }
    /// Raises Vex::RangeException(rangeMessage) above max.

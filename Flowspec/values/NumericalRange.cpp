@@ -13,9 +13,9 @@ namespace Flowspec {
 namespace {
 char const* const orderMessage = "NumericalRange::rangeMin > NumericalRange::rangeMax not allowed";
 char const* const minMessage =
-   "NumericalRange::rangeMin < NumericalRange::min or > NumericalRange::invalidValue not allowed";
+    "NumericalRange::rangeMin < NumericalRange::min or > NumericalRange::invalidValue not allowed";
 char const* const maxMessage =
-   "NumericalRange::rangeMax < NumericalRange::min or > NumericalRange::invalidValue not allowed";
+    "NumericalRange::rangeMax < NumericalRange::min or > NumericalRange::invalidValue not allowed";
 } // namespace
 
 NumericalRange::NumericalRange(std::uint32_t rangeMin, std::uint32_t rangeMax)
@@ -54,7 +54,7 @@ NumericalRange NumericalRange::rangeUnion(NumericalRange const& otherRange) cons
 
 std::uint32_t NumericalRange::matchCompTypeMax(MatchCompType matchCompType) {
    VEX_ASSERT_TEXT(!isBitfieldType(matchCompType) && matchCompType != MatchCompType::destPrefix &&
-                      matchCompType != MatchCompType::srcPrefix,
+                       matchCompType != MatchCompType::srcPrefix,
                    "!isBitfieldType( matchCompType ) && matchCompType != destPrefix() && "
                    "matchCompType != srcPrefix()");
    // Only invalid and the range kinds pass the assertion: each has its limit.
@@ -77,22 +77,20 @@ Vex::String NumericalRange::toStrep() const {
 namespace {
 
 constexpr auto numericalRangeRows = Vex::valueRows(
-   Vex::constant<&NumericalRange::min>("min"),
-   Vex::constant<&NumericalRange::max>("max"),
-   Vex::constant<&NumericalRange::invalidValue>("invalidValue"),
-   Vex::fieldRows<NumericalRange>(),
-   Vex::method<&NumericalRange::isRangeOverlap, "otherRange">("isRangeOverlap"),
-   Vex::method<&NumericalRange::rangeIntersection, "otherRange">("rangeIntersection"),
-   Vex::method<&NumericalRange::rangeUnion, "otherRange">("rangeUnion"),
-   Vex::method<&NumericalRange::isValid>("isValid"),
-   Vex::method<&NumericalRange::toStrep>("toStrep"),
-   Vex::method<&NumericalRange::contains, "value">("contains"),
-   Vex::method<&NumericalRange::matchCompTypeMax, "matchCompType">("matchCompTypeMax"),
-   Vex::method<&NumericalRange::hash>("hash"));
+    Vex::constant<&NumericalRange::min>("min"), Vex::constant<&NumericalRange::max>("max"),
+    Vex::constant<&NumericalRange::invalidValue>("invalidValue"), Vex::fieldRows<NumericalRange>(),
+    Vex::method<&NumericalRange::isRangeOverlap, "otherRange">("isRangeOverlap"),
+    Vex::method<&NumericalRange::rangeIntersection, "otherRange">("rangeIntersection"),
+    Vex::method<&NumericalRange::rangeUnion, "otherRange">("rangeUnion"),
+    Vex::method<&NumericalRange::isValid>("isValid"),
+    Vex::method<&NumericalRange::toStrep>("toStrep"),
+    Vex::method<&NumericalRange::contains, "value">("contains"),
+    Vex::method<&NumericalRange::matchCompTypeMax, "matchCompType">("matchCompTypeMax"),
+    Vex::method<&NumericalRange::hash>("hash"));
 
 } // namespace
 
 constinit Vex::VexType const NumericalRange::_vexType =
-   Vex::valueDescriptor<NumericalRange>(numericalRangeRows);
+    Vex::valueDescriptor<NumericalRange>(numericalRangeRows);
 
 } // namespace Flowspec

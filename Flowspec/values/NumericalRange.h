@@ -34,8 +34,8 @@ class NumericalRange {
    static constexpr char vexTypeName[] = "Flowspec::NumericalRange";
    static constexpr auto vexFields() {
       return std::tuple{
-         Vex::valueField("rangeMin", &NumericalRange::rangeMin, &NumericalRange::rangeMinIs),
-         Vex::valueField("rangeMax", &NumericalRange::rangeMax, &NumericalRange::rangeMaxIs)};
+          Vex::valueField("rangeMin", &NumericalRange::rangeMin, &NumericalRange::rangeMinIs),
+          Vex::valueField("rangeMax", &NumericalRange::rangeMax, &NumericalRange::rangeMaxIs)};
    }
 
    static constexpr std::uint32_t min = 0;

@@ -3,8 +3,8 @@
 
 namespace Flowspec {
 
-VEX_ENUM_DEFINITION(TcpBitMask::TcpBit, TcpBitMask::_vexType_TcpBit,
-                    TcpBitMask::vexTypeName_TcpBit, TcpBitMask::bitTable)
+VEX_ENUM_DEFINITION(TcpBitMask::TcpBit, TcpBitMask::_vexType_TcpBit, TcpBitMask::vexTypeName_TcpBit,
+                    TcpBitMask::bitTable)
 
 TcpBitMask::TcpBit TcpBitMask::TcpBitInstance(unsigned int value) {
    return Vex::enumInstance<TcpBit>(value);
@@ -25,7 +25,6 @@ constexpr char supportedName[] = "supportedTcpBits";
 } // namespace
 
 constinit Vex::VexType const TcpBitMask::_vexType =
-    Internal::bitMaskDescriptor<TcpBitMask, &TcpBitMask::supportedTcpBits,
-                                supportedName>();
+    Internal::bitMaskDescriptor<TcpBitMask, &TcpBitMask::supportedTcpBits, supportedName>();
 
 } // namespace Flowspec

@@ -22,9 +22,9 @@
 #include "Flowspec/values/BitMask.h"
 #include "Vex/Enum.h"
 
-#include <iterator>
 #include <cstdint>
 #include <iosfwd>
+#include <iterator>
 
 namespace Vex {
 class VexType;
@@ -53,7 +53,7 @@ class TcpBitMask : public BitMask<TcpBitMask> {
 
    /// Every bit, indexed by its number, with its command-line name.
    static constexpr BitMaskBit<TcpBit> bitTable[] = {
-      // clang-format off
+       // clang-format off
       {.name = "tcpFin", .value = TcpBit::tcpFin, .cliName = "FIN"},
       {.name = "tcpSyn", .value = TcpBit::tcpSyn, .cliName = "SYN"},
       {.name = "tcpRst", .value = TcpBit::tcpRst, .cliName = "RST"},
@@ -63,7 +63,7 @@ class TcpBitMask : public BitMask<TcpBitMask> {
       {.name = "tcpEce", .value = TcpBit::tcpEce, .cliName = "ECE"},
       {.name = "tcpCwr", .value = TcpBit::tcpCwr, .cliName = "CWR"},
       {.name = "tcpNs",  .value = TcpBit::tcpNs,  .cliName = "NS"},
-      // clang-format on
+       // clang-format on
    };
    static constexpr std::uint32_t lastBit = std::size(bitTable) - 1;
    static constexpr std::uint16_t maskForAllBits = (1u << std::size(bitTable)) - 1;

@@ -3,7 +3,6 @@
 
 namespace Flowspec {
 
-constinit Vex::VexType const TrafficAction::_vexType =
-    flagSetDescriptor<TrafficAction>();
+constinit Vex::VexType const TrafficAction::_vexType = flagSetDescriptor<TrafficAction>();
 
 } // namespace Flowspec

@@ -14,8 +14,8 @@ class VexType;
 namespace Flowspec {
 
 /// The flags of TrafficAction, in bit order.
-#define FLOWSPEC_TRAFFIC_ACTION_FLAGS(FLAG) \
-   FLAG(TrafficAction, sampleAndLog, 0) \
+#define FLOWSPEC_TRAFFIC_ACTION_FLAGS(FLAG)                                                        \
+   FLAG(TrafficAction, sampleAndLog, 0)                                                            \
    FLAG(TrafficAction, continueMatch, 1)
 
 class TrafficAction : public FlagSet<TrafficAction> {

@@ -30,10 +30,9 @@ class TrafficRedirect {
    static constexpr char vexTypeName[] = "Flowspec::TrafficRedirect";
    static constexpr auto vexFields() {
       using R = TrafficRedirect;
-      return std::tuple{
-         Vex::valueField("vrfId", &R::vrfId, &R::vrfIdIs, &Vrf::VrfIdMap::vrfIdType),
-         Vex::valueField("addr", &R::addr, &R::addrIs),
-         Vex::valueField("copy", &R::copy, &R::copyIs)};
+      return std::tuple{Vex::valueField("vrfId", &R::vrfId, &R::vrfIdIs, &Vrf::VrfIdMap::vrfIdType),
+                        Vex::valueField("addr", &R::addr, &R::addrIs),
+                        Vex::valueField("copy", &R::copy, &R::copyIs)};
    }
 
    TrafficRedirect() = default;

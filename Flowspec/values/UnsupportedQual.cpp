@@ -25,7 +25,7 @@ UnsupportedQual::UnsupportedQual(Vex::NboAttrLog::In* in, Vex::StreamBogon)
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   UnsupportedQual const& q) {
+                                                 UnsupportedQual const& q) {
    Vex::nboWrite(out, q.af_);
    for (auto i = q.qual_.iterator(); i; ++i) {
       refuseTerminator(i.key(), MatchCompType::invalid);
@@ -63,21 +63,21 @@ void UnsupportedQual::dumpState(Kiln::DumpContext const& ctx, unsigned indent) c
 namespace {
 
 constexpr auto unsupportedQualRows = Vex::valueRows({
-   Vex::identity<&UnsupportedQual::af>("af"),
-   VEX_COLLECTION_ROW(UnsupportedQual, qual, "key"),
-   Vex::method<&UnsupportedQual::dumpState, "dumpCtx", "indentCount">("dumpState"),
+    Vex::identity<&UnsupportedQual::af>("af"),
+    VEX_COLLECTION_ROW(UnsupportedQual, qual, "key"),
+    Vex::method<&UnsupportedQual::dumpState, "dumpCtx", "indentCount">("dumpState"),
 });
 
 constexpr Vex::Param unsupportedQualArgs[] = {
-   {"af", &Vex::Reflection::typeFn<Ipkit::AddressFamily>}};
+    {"af", &Vex::Reflection::typeFn<Ipkit::AddressFamily>}};
 
 } // namespace
 
 constinit Vex::VexType const UnsupportedQual::_vexType = Vex::valueDescriptor<UnsupportedQual>({
-   .name = vexTypeName,
-   .rows = unsupportedQualRows,
-   .ctorArgs = unsupportedQualArgs,
-   .construct = &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>,
+    .name = vexTypeName,
+    .rows = unsupportedQualRows,
+    .ctorArgs = unsupportedQualArgs,
+    .construct = &Vex::Reflection::constructValue<UnsupportedQual, Ipkit::AddressFamily>,
 });
 
 } // namespace Flowspec

@@ -71,6 +71,6 @@ std::ostream& operator<<(std::ostream& os, UnsupportedQual const& q);
 /// Writes the log encoding; an entry under the kind 0 (`invalid`) aborts
 /// (see Flowspec/framework/LogSequence.h).
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   UnsupportedQual const& q);
+                                                 UnsupportedQual const& q);
 
 } // namespace Flowspec

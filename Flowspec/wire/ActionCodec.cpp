@@ -41,27 +41,23 @@ struct IssueText {
 };
 constexpr IssueText issueTexts[] = {
     {ActionIssueReason::notAnAction, "not a flowspec action"},
-    {ActionIssueReason::attributeLength,
-     "attribute length not a whole number of communities"},
+    {ActionIssueReason::attributeLength, "attribute length not a whole number of communities"},
     {ActionIssueReason::reservedBits, "reserved bits set"},
     {ActionIssueReason::badRate, "rate negative, infinite or not a number"},
     {ActionIssueReason::conflict, "conflicts with another action"},
     {ActionIssueReason::routeTargetUnknown, "route target not in the table"},
     {ActionIssueReason::nextHopMissing, "redirect to the next hop without a next hop"},
     {ActionIssueReason::invalidFlag, "the invalid action flag has no community"},
-    {ActionIssueReason::vrfWithoutRouteTarget,
-     "no route target names the redirect VRF"},
+    {ActionIssueReason::vrfWithoutRouteTarget, "no route target names the redirect VRF"},
     {ActionIssueReason::dscpTooLarge, "DSCP above 63"},
     {ActionIssueReason::redirectAddressMissing, "redirect without a VRF or an address"},
     {ActionIssueReason::copyWithoutAddress, "copy flag on a redirect to a VRF"},
 };
-static_assert(std::size(issueTexts) ==
-              std::size_t(ActionIssueReason::copyWithoutAddress) + 1);
+static_assert(std::size(issueTexts) == std::size_t(ActionIssueReason::copyWithoutAddress) + 1);
 static_assert(ReasonTable::inOrder(issueTexts));
 
 std::uint32_t be32(std::uint8_t const* p) noexcept {
-   return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 |
-          std::uint32_t(p[2]) << 8 | p[3];
+   return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
 }
 std::uint16_t be16(std::uint8_t const* p) noexcept {
    return static_cast<std::uint16_t>(p[0] << 8 | p[1]);
@@ -103,7 +99,7 @@ struct Rate {
 
 // Appends one community: type and subtype, then the six value bytes.
 class Writer {
-public:
+ public:
    explicit Writer(std::vector<std::uint8_t>& out) : out_(out) {}
    Writer& community(std::uint16_t typeSubtype) { return u16(typeSubtype); }
    Writer& u8(std::uint8_t v) {
@@ -111,15 +107,13 @@ public:
       return *this;
    }
    Writer& u16(std::uint16_t v) { return u8(std::uint8_t(v >> 8)).u8(std::uint8_t(v)); }
-   Writer& u32(std::uint32_t v) {
-      return u16(std::uint16_t(v >> 16)).u16(std::uint16_t(v));
-   }
+   Writer& u32(std::uint32_t v) { return u16(std::uint16_t(v >> 16)).u16(std::uint16_t(v)); }
    Writer& zeros(std::size_t n) {
       out_.insert(out_.end(), n, 0);
       return *this;
    }
 
-private:
+ private:
    std::vector<std::uint8_t>& out_;
 };
 
@@ -240,17 +234,15 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
          } else if (nextHop.isUnspecified()) {
             issue(ActionIssueReason::nextHopMissing, off, ts);
          } else {
-            offer(redirect,
-                  TrafficRedirect(Vrf::VrfIdMap::noVrfId, nextHop, c[7] & copyBit));
+            offer(redirect, TrafficRedirect(Vrf::VrfIdMap::noVrfId, nextHop, c[7] & copyBit));
          }
          break;
       case redirectIpv4:
          if (c[6] || (c[7] & ~copyBit)) {
             issue(ActionIssueReason::reservedBits, off, ts);
          } else {
-            offer(redirect,
-                  TrafficRedirect(Vrf::VrfIdMap::noVrfId, Ipkit::IpAddr(be32(c + 2)),
-                                  c[7] & copyBit));
+            offer(redirect, TrafficRedirect(Vrf::VrfIdMap::noVrfId, Ipkit::IpAddr(be32(c + 2)),
+                                            c[7] & copyBit));
          }
          break;
       default:
@@ -262,10 +254,8 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
 
    std::size_t const whole6 = ipv6Ec.size() - ipv6Ec.size() % ipv6CommunityBytes;
    auto issue6 = [&](ActionIssueReason reason, std::size_t offset, std::uint16_t ts) {
-      result.issues.push_back({.reason = reason,
-                               .offset = offset,
-                               .typeSubtype = ts,
-                               .ipv6Attribute = true});
+      result.issues.push_back(
+          {.reason = reason, .offset = offset, .typeSubtype = ts, .ipv6Attribute = true});
    };
    for (std::size_t off = 0; off < whole6; off += ipv6CommunityBytes) {
       std::uint8_t const* c = ipv6Ec.data() + off;
@@ -277,8 +267,7 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
       } else {
          Ipkit::Ip6Addr::Bytes address;
          std::copy(c + 2, c + 18, address.begin());
-         TrafficRedirect r(Vrf::VrfIdMap::noVrfId, Ipkit::Ip6Addr(address),
-                           c[19] & copyBit);
+         TrafficRedirect r(Vrf::VrfIdMap::noVrfId, Ipkit::Ip6Addr(address), c[19] & copyBit);
          if (redirect.offer(r)) issue6(ActionIssueReason::conflict, off, ts);
       }
    }
@@ -314,14 +303,12 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
    return result;
 }
 
-ActionEncodeResult encodeActions(RuleActions const& actions,
-                                 RouteTargetVrfs const& routeTargets,
+ActionEncodeResult encodeActions(RuleActions const& actions, RouteTargetVrfs const& routeTargets,
                                  ActionEncodeOptions const& options) {
    ActionEncodeResult result;
    Writer w(result.extendedCommunities);
    auto issue = [&](ActionIssueReason reason, std::uint16_t ts) {
-      result.issues.push_back(
-          {.reason = reason, .offset = std::nullopt, .typeSubtype = ts});
+      result.issues.push_back({.reason = reason, .offset = std::nullopt, .typeSubtype = ts});
    };
    ActionFieldSet const flags = actions.actionFieldSet;
    if (flags.invalid()) issue(ActionIssueReason::invalidFlag, 0);
@@ -337,9 +324,7 @@ ActionEncodeResult encodeActions(RuleActions const& actions,
       if (!(r >= 0.0f) || std::isinf(r)) {
          issue(ActionIssueReason::badRate, rateCommunity);
       } else {
-         w.community(rateCommunity)
-             .u16(options.rateAs)
-             .u32(std::bit_cast<std::uint32_t>(r));
+         w.community(rateCommunity).u16(options.rateAs).u32(std::bit_cast<std::uint32_t>(r));
       }
    }
 
@@ -357,10 +342,9 @@ ActionEncodeResult encodeActions(RuleActions const& actions,
       if (toVrf && toAddress) {
          issue(ActionIssueReason::conflict, redirectAs2);
       } else if (toVrf) {
-         auto found =
-             std::find_if(routeTargets.begin(), routeTargets.end(), [&](auto const& e) {
-                return e.second == r.vrfId() && fits(e.first);
-             });
+         auto found = std::find_if(routeTargets.begin(), routeTargets.end(), [&](auto const& e) {
+            return e.second == r.vrfId() && fits(e.first);
+         });
          if (r.copy()) issue(ActionIssueReason::copyWithoutAddress, 0);
          if (found == routeTargets.end()) {
             issue(ActionIssueReason::vrfWithoutRouteTarget, 0);

@@ -180,10 +180,10 @@ struct ActionDecodeResult {
 /// of a redirect-to-IP community 08 00. The redirects of both attributes are
 /// one action: two that differ conflict. Never throws but for memory, never
 /// aborts.
-ActionDecodeResult
-decodeActions(std::span<std::uint8_t const> extendedCommunities,
-              RouteTargetVrfs const& routeTargets, Ipkit::IpGenAddr const& nextHop = {},
-              std::span<std::uint8_t const> ipv6ExtendedCommunities = {});
+ActionDecodeResult decodeActions(std::span<std::uint8_t const> extendedCommunities,
+                                 RouteTargetVrfs const& routeTargets,
+                                 Ipkit::IpGenAddr const& nextHop = {},
+                                 std::span<std::uint8_t const> ipv6ExtendedCommunities = {});
 
 /// How to encode what has more than one form.
 struct ActionEncodeOptions {
@@ -213,8 +213,7 @@ struct ActionEncodeResult {
 /// nextHop) gives `actions` back whenever issues is empty, but for a
 /// trafficPermit flag alongside other actions (permit is the absence of a
 /// drop) and a RuleActions without any flag (decoded as trafficPermit).
-ActionEncodeResult encodeActions(RuleActions const& actions,
-                                 RouteTargetVrfs const& routeTargets,
+ActionEncodeResult encodeActions(RuleActions const& actions, RouteTargetVrfs const& routeTargets,
                                  ActionEncodeOptions const& options = {});
 
 } // namespace Flowspec

@@ -61,8 +61,8 @@ KeyComponents::KeyComponents(FlowspecKey const& key) {
          // The low half is the next pair, with the same type and operator.
          auto next = i;
          ++next;
-         if (next && next.key().value() == index + 1 &&
-             next.value().matchType() == type && next.value().op() == op) {
+         if (next && next.key().value() == index + 1 && next.value().matchType() == type &&
+             next.value().op() == op) {
             value = value << 16 | next.value().val();
             i = next;
             ++position;
@@ -78,15 +78,13 @@ KeyComponents::KeyComponents(FlowspecKey const& key) {
       }
       if (previousEnded || type != previousType) {
          if (c != components_) p[-1].op |= endOfListBit;
-         *c++ = {
-             .type = type, .first = static_cast<std::uint16_t>(p - pairs_), .count = 0};
+         *c++ = {.type = type, .first = static_cast<std::uint16_t>(p - pairs_), .count = 0};
       }
       ++c[-1].count;
       previousEnded = (op & endOfListBit) != 0;
       previousType = type;
-      *p++ = {.op = static_cast<std::uint8_t>(op & ~endOfListBit),
-              .value = value,
-              .keyIndex = index};
+      *p++ = {
+          .op = static_cast<std::uint8_t>(op & ~endOfListBit), .value = value, .keyIndex = index};
    }
    if (p != pairs_) p[-1].op |= endOfListBit;
    componentCount_ = static_cast<std::size_t>(c - components_);

@@ -72,7 +72,7 @@ enum class KeyShapeProblem : std::uint8_t {
 };
 
 class KeyComponents {
-public:
+ public:
    /// Walks `key`'s pairs once.
    explicit KeyComponents(FlowspecKey const& key);
    KeyComponents(KeyComponents const&) = delete;
@@ -91,7 +91,7 @@ public:
    /// The key index of the pair where problem() was met (0 when none).
    std::uint16_t problemPair() const noexcept { return problemPair_; }
 
-private:
+ private:
    void problemIs(KeyShapeProblem p, std::uint16_t pairIndex) noexcept;
 
    // The pairs and components (never more than the pairs), in the arrays

@@ -61,18 +61,16 @@ MrtSummary walkMrt(std::span<std::uint8_t const> file, UpdateOptions const& opti
    std::size_t at = 0;
    while (at < file.size()) {
       if (file.size() - at < headerSize) {
-         summary.errors.push_back({at, "the file ends " +
-                                           std::to_string(file.size() - at) +
+         summary.errors.push_back({at, "the file ends " + std::to_string(file.size() - at) +
                                            " bytes into a 12-byte record header"});
          break;
       }
       std::uint32_t const length = get(file, at + 8, 4);
       if (length > file.size() - at - headerSize) {
-         summary.errors.push_back(
-             {at + 8, "the record length " + std::to_string(length) +
-                          " runs past the end of the file (" +
-                          std::to_string(file.size() - at - headerSize) +
-                          " bytes left)"});
+         summary.errors.push_back({at + 8, "the record length " + std::to_string(length) +
+                                               " runs past the end of the file (" +
+                                               std::to_string(file.size() - at - headerSize) +
+                                               " bytes left)"});
          break;
       }
       ++summary.records;
@@ -143,9 +141,8 @@ MrtSummary walkMrt(std::span<std::uint8_t const> file, UpdateOptions const& opti
    return summary;
 }
 
-std::vector<std::uint8_t> mrtRecord(std::span<std::uint8_t const> message,
-                                    std::uint32_t timestamp, std::uint32_t peerAs,
-                                    std::uint32_t localAs) {
+std::vector<std::uint8_t> mrtRecord(std::span<std::uint8_t const> message, std::uint32_t timestamp,
+                                    std::uint32_t peerAs, std::uint32_t localAs) {
    std::vector<std::uint8_t> out;
    out.reserve(headerSize + 20 + message.size());
    put(out, timestamp, 4);

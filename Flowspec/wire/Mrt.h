@@ -75,8 +75,7 @@ MrtSummary walkMrt(std::span<std::uint8_t const> file, UpdateOptions const& opti
 /// One BGP4MP_MESSAGE_AS4 record (type 16, subtype 4) holding `message`,
 /// between 192.0.2.1 (AS `peerAs`) and 192.0.2.2 (AS `localAs`) over IPv4:
 /// for writing MRT files of UPDATEs made by buildUpdates.
-std::vector<std::uint8_t> mrtRecord(std::span<std::uint8_t const> message,
-                                    std::uint32_t timestamp, std::uint32_t peerAs,
-                                    std::uint32_t localAs);
+std::vector<std::uint8_t> mrtRecord(std::span<std::uint8_t const> message, std::uint32_t timestamp,
+                                    std::uint32_t peerAs, std::uint32_t localAs);
 
 } // namespace Flowspec

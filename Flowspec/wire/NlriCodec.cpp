@@ -45,8 +45,7 @@ constexpr ReasonText reasonTexts[] = {
     {NlriReason::prefixCutShort, "prefix cut short"},
     {NlriReason::prefixTooLong, "prefix length above the address length"},
     {NlriReason::ipv6OffsetBeyondLength, "IPv6 prefix offset above the prefix length"},
-    {NlriReason::ipv6OffsetUnsupported,
-     "non-zero IPv6 prefix offset, which a key cannot hold"},
+    {NlriReason::ipv6OffsetUnsupported, "non-zero IPv6 prefix offset, which a key cannot hold"},
     {NlriReason::prefixFamily, "prefix of another address family than the key's"},
     {NlriReason::operatorCutShort, "component without an operator"},
     {NlriReason::operatorReservedBit, "operator with a reserved bit set"},
@@ -75,9 +74,9 @@ std::string componentPart(std::uint8_t type) {
 // The decoder of one NLRI: `p` walks the bytes, `fault` records the first
 // refusal.
 class Decoder {
-public:
-   Decoder(std::span<std::uint8_t const> bytes, std::size_t start,
-           Ipkit::AddressFamily af, FlowspecKey& key) noexcept
+ public:
+   Decoder(std::span<std::uint8_t const> bytes, std::size_t start, Ipkit::AddressFamily af,
+           FlowspecKey& key) noexcept
        : bytes_(bytes), nlri_(start), af_(af), key_(key) {}
 
    std::optional<NlriError> run(NlriSafi safi, std::uint64_t* routeDistinguisher,
@@ -89,11 +88,9 @@ public:
          if (i.key().value() >= pairs_) key_.matchOpValDel(i);
    }
 
-private:
-   NlriError fault(NlriReason reason, std::size_t at,
-                   std::uint8_t component = 0) const {
-      return {
-          .reason = reason, .offset = at, .component = component, .nlriOffset = nlri_};
+ private:
+   NlriError fault(NlriReason reason, std::size_t at, std::uint8_t component = 0) const {
+      return {.reason = reason, .offset = at, .component = component, .nlriOffset = nlri_};
    }
    std::optional<NlriError> prefix(std::uint8_t type, std::size_t& p, std::size_t end);
    std::optional<NlriError> operators(std::uint8_t type, bool bitmask, std::size_t& p,
@@ -110,8 +107,7 @@ std::optional<NlriError> Decoder::run(NlriSafi safi, std::uint64_t* routeDisting
                                       std::size_t& next) {
    std::size_t const n = bytes_.size();
    std::size_t p = nlri_;
-   if (af_ != Ipkit::ipv4 && af_ != Ipkit::ipv6)
-      return fault(NlriReason::familyUnset, p);
+   if (af_ != Ipkit::ipv4 && af_ != Ipkit::ipv6) return fault(NlriReason::familyUnset, p);
    if (p >= n) return fault(NlriReason::lengthCutShort, p);
    // RFC 8955 section 4.1: one byte below 240, else 0xfnnn.
    std::size_t length = bytes_[p];
@@ -128,8 +124,7 @@ std::optional<NlriError> Decoder::run(NlriSafi safi, std::uint64_t* routeDisting
    std::size_t const end = start + length;
    p = start;
    if (safi == NlriSafi::flowspecVpn) {
-      if (length < routeDistinguisherBytes)
-         return fault(NlriReason::routeDistinguisherCutShort, p);
+      if (length < routeDistinguisherBytes) return fault(NlriReason::routeDistinguisherCutShort, p);
       std::uint64_t rd = 0;
       for (std::size_t i = 0; i < routeDistinguisherBytes; ++i)
          rd = rd << 8 | bytes_[p + i];
@@ -149,10 +144,9 @@ std::optional<NlriError> Decoder::run(NlriSafi safi, std::uint64_t* routeDisting
          return fault(NlriReason::typeNotInFamily, p, type);
       lastType = type;
       ++p;
-      std::optional<NlriError> e =
-          info.encoding == C::prefix
-              ? prefix(type, p, end)
-              : operators(type, info.encoding == C::bitmask, p, end);
+      std::optional<NlriError> e = info.encoding == C::prefix
+                                       ? prefix(type, p, end)
+                                       : operators(type, info.encoding == C::bitmask, p, end);
       if (e) return e;
    }
    next = end;
@@ -160,8 +154,7 @@ std::optional<NlriError> Decoder::run(NlriSafi safi, std::uint64_t* routeDisting
 }
 
 // RFC 8955 section 4.2.2.1 (IPv4) and RFC 8956 section 3.1 (IPv6).
-std::optional<NlriError> Decoder::prefix(std::uint8_t type, std::size_t& p,
-                                         std::size_t end) {
+std::optional<NlriError> Decoder::prefix(std::uint8_t type, std::size_t& p, std::size_t end) {
    if (p >= end) return fault(NlriReason::prefixCutShort, p, type);
    unsigned const bits = bytes_[p];
    if (bits > Ipkit::addressBits(af_)) return fault(NlriReason::prefixTooLong, p, type);
@@ -180,8 +173,7 @@ std::optional<NlriError> Decoder::prefix(std::uint8_t type, std::size_t& p,
    p += count;
    Ipkit::IpGenAddr addr;
    if (af_ == Ipkit::ipv4) {
-      addr = Ipkit::IpAddr(std::uint32_t(address[0]) << 24 |
-                           std::uint32_t(address[1]) << 16 |
+      addr = Ipkit::IpAddr(std::uint32_t(address[0]) << 24 | std::uint32_t(address[1]) << 16 |
                            std::uint32_t(address[2]) << 8 | address[3]);
    } else {
       addr = Ipkit::Ip6Addr(address);
@@ -196,13 +188,12 @@ std::optional<NlriError> Decoder::prefix(std::uint8_t type, std::size_t& p,
 }
 
 // RFC 8955 sections 4.2.1.1 and 4.2.1.2.
-std::optional<NlriError> Decoder::operators(std::uint8_t type, bool bitmask,
-                                            std::size_t& p, std::size_t end) {
+std::optional<NlriError> Decoder::operators(std::uint8_t type, bool bitmask, std::size_t& p,
+                                            std::size_t end) {
    bool first = true;
    for (;;) {
       if (p >= end)
-         return fault(first ? NlriReason::operatorCutShort
-                            : NlriReason::operatorListUnterminated,
+         return fault(first ? NlriReason::operatorCutShort : NlriReason::operatorListUnterminated,
                       p, type);
       std::uint8_t const op = bytes_[p];
       if ((op & reservedBit) || (bitmask && (op & ltBit)))
@@ -216,8 +207,8 @@ std::optional<NlriError> Decoder::operators(std::uint8_t type, bool bitmask,
       std::uint32_t value = 0;
       for (std::size_t i = 1; i <= width; ++i)
          value = value << 8 | bytes_[p + i];
-      key_.setOpVal(static_cast<std::uint16_t>(pairs_),
-                    static_cast<MatchCompType>(type), op, value);
+      key_.setOpVal(static_cast<std::uint16_t>(pairs_), static_cast<MatchCompType>(type), op,
+                    value);
       pairs_ += pairs;
       p += 1 + width;
       first = false;
@@ -247,8 +238,7 @@ NlriReason reasonOf(KeyShapeProblem p) noexcept {
    return NlriReason::none;
 }
 
-std::uint8_t* writePrefix(std::uint8_t* w, MatchCompType type,
-                          Ipkit::IpGenPrefix const& p,
+std::uint8_t* writePrefix(std::uint8_t* w, MatchCompType type, Ipkit::IpGenPrefix const& p,
                           Ipkit::AddressFamily af) noexcept {
    if (p.isEmpty()) return w;
    *w++ = static_cast<std::uint8_t>(type);
@@ -299,9 +289,8 @@ std::string nlriEncodeErrorMessage(NlriEncodeError const& error) {
    return s + nlriReasonText(error.reason);
 }
 
-std::optional<NlriError> decodeOneNlri(std::span<std::uint8_t const> bytes,
-                                       std::size_t& offset, Ipkit::AddressFamily af,
-                                       FlowspecKey& key, NlriSafi safi,
+std::optional<NlriError> decodeOneNlri(std::span<std::uint8_t const> bytes, std::size_t& offset,
+                                       Ipkit::AddressFamily af, FlowspecKey& key, NlriSafi safi,
                                        std::uint64_t* routeDistinguisher) noexcept {
    Decoder decoder(bytes, offset, af, key);
    try {
@@ -316,13 +305,12 @@ std::optional<NlriError> decodeOneNlri(std::span<std::uint8_t const> bytes,
       return error;
    } catch (...) {
       // Only a node allocation can throw: the pair count is checked first.
-      return NlriError{
-          .reason = NlriReason::outOfMemory, .offset = offset, .nlriOffset = offset};
+      return NlriError{.reason = NlriReason::outOfMemory, .offset = offset, .nlriOffset = offset};
    }
 }
 
-NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes,
-                            Ipkit::AddressFamily af, NlriSafi safi) noexcept {
+NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes, Ipkit::AddressFamily af,
+                            NlriSafi safi) noexcept {
    NlriDecodeResult result;
    try {
       std::size_t offset = 0;
@@ -344,24 +332,22 @@ NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes,
    return result;
 }
 
-std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key,
-                                          std::vector<std::uint8_t>& out, NlriSafi safi,
-                                          std::uint64_t routeDistinguisher) {
+std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key, std::vector<std::uint8_t>& out,
+                                          NlriSafi safi, std::uint64_t routeDistinguisher) {
    Ipkit::AddressFamily const af = key.addressFamily();
-   if (af != Ipkit::ipv4 && af != Ipkit::ipv6)
-      return NlriEncodeError{NlriReason::familyUnset};
-   for (auto [type, prefix] : {std::pair{T::destPrefix, &key.destPrefix()},
-                               std::pair{T::srcPrefix, &key.srcPrefix()}}) {
+   if (af != Ipkit::ipv4 && af != Ipkit::ipv6) return NlriEncodeError{NlriReason::familyUnset};
+   for (auto [type, prefix] :
+        {std::pair{T::destPrefix, &key.destPrefix()}, std::pair{T::srcPrefix, &key.srcPrefix()}}) {
       if (!prefix->isEmpty() && prefix->af() != af)
          return NlriEncodeError{.reason = NlriReason::prefixFamily,
                                 .component = static_cast<std::uint8_t>(type)};
    }
    KeyComponents shape(key);
    if (shape.problem() != KeyShapeProblem::none) {
-      return NlriEncodeError{.reason = reasonOf(shape.problem()),
-                             .pair = shape.problemPair(),
-                             .component = static_cast<std::uint8_t>(
-                                 key.matchOpVal(shape.problemPair()).matchType())};
+      return NlriEncodeError{
+          .reason = reasonOf(shape.problem()),
+          .pair = shape.problemPair(),
+          .component = static_cast<std::uint8_t>(key.matchOpVal(shape.problemPair()).matchType())};
    }
    // The body is written after two bytes kept for the length field; a key
    // holds at most 2048 pairs of at most 3 bytes on the wire each (a 4-byte

@@ -195,8 +195,7 @@ struct NlriDecodeResult {
 /// Decodes every NLRI of `bytes` (each with its length field) of family
 /// `af` (Ipkit::ipv4 or Ipkit::ipv6; any other family is refused at offset 0
 /// as familyUnset). Stops at the first fault. Never throws, never aborts.
-NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes,
-                            Ipkit::AddressFamily af,
+NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes, Ipkit::AddressFamily af,
                             NlriSafi safi = NlriSafi::flowspec) noexcept;
 
 /// Decodes the one NLRI that starts at `offset` of `bytes` into `key`, and
@@ -209,11 +208,10 @@ NlriDecodeResult decodeNlri(std::span<std::uint8_t const> bytes,
 /// Cost: the key's pair nodes are overwritten in place, so decoding NLRI
 /// after NLRI into one key allocates only when a rule has more pairs than
 /// the key held; a fresh key allocates one node per pair.
-std::optional<NlriError>
-decodeOneNlri(std::span<std::uint8_t const> bytes, std::size_t& offset,
-              Ipkit::AddressFamily af, FlowspecKey& key,
-              NlriSafi safi = NlriSafi::flowspec,
-              std::uint64_t* routeDistinguisher = nullptr) noexcept;
+std::optional<NlriError> decodeOneNlri(std::span<std::uint8_t const> bytes, std::size_t& offset,
+                                       Ipkit::AddressFamily af, FlowspecKey& key,
+                                       NlriSafi safi = NlriSafi::flowspec,
+                                       std::uint64_t* routeDistinguisher = nullptr) noexcept;
 
 // ---- encode ----------------------------------------------------------------
 
@@ -235,8 +233,7 @@ struct NlriEncodeError {
 /// pair (as Flowspec/wire/KeyComponents.h groups them). The family is the
 /// key's addressFamily; the VRF is not encoded. On a fault `out` is
 /// unchanged. Never aborts.
-std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key,
-                                          std::vector<std::uint8_t>& out,
+std::optional<NlriEncodeError> encodeNlri(FlowspecKey const& key, std::vector<std::uint8_t>& out,
                                           NlriSafi safi = NlriSafi::flowspec,
                                           std::uint64_t routeDistinguisher = 0);
 

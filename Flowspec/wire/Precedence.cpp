@@ -17,13 +17,12 @@ int sign(int v) noexcept {
 // Compares bits [from, to) of two addresses (bit 0 the most significant of
 // the first byte), a byte at a time under a mask: among the bits a mask
 // keeps, the first that differs decides the unsigned order of the bytes.
-int compareBits(std::span<std::uint8_t const> x, std::span<std::uint8_t const> y,
-                unsigned from, unsigned to) noexcept {
+int compareBits(std::span<std::uint8_t const> x, std::span<std::uint8_t const> y, unsigned from,
+                unsigned to) noexcept {
    for (unsigned bit = from; bit < to;) {
       unsigned const start = bit % 8;
       unsigned const end = std::min(8U, start + (to - bit));
-      auto const mask =
-          static_cast<std::uint8_t>((0xffU >> start) & (0xffU << (8 - end)));
+      auto const mask = static_cast<std::uint8_t>((0xffU >> start) & (0xffU << (8 - end)));
       std::uint8_t const a = x[bit / 8] & mask, b = y[bit / 8] & mask;
       if (a != b) return a < b ? -1 : 1;
       bit += end - start;
@@ -35,7 +34,7 @@ int compareBits(std::span<std::uint8_t const> x, std::span<std::uint8_t const> y
 // each pair's operator byte, then its value in 1 << len bytes, most
 // significant first.
 class WireBytes {
-public:
+ public:
    explicit WireBytes(std::span<WirePair const> pairs) noexcept : pairs_(pairs) {}
    bool done() const noexcept { return pair_ == pairs_.size(); }
    std::uint8_t next() noexcept {
@@ -55,7 +54,7 @@ public:
       return b;
    }
 
-private:
+ private:
    std::span<WirePair const> pairs_;
    std::size_t pair_ = 0;
    unsigned byte_ = 0;
@@ -63,8 +62,7 @@ private:
 
 // RFC 8955 section 5.1 for the operator lists of one type: memcmp over the
 // common length, then the longer list first.
-int compareOperatorLists(std::span<WirePair const> a,
-                         std::span<WirePair const> b) noexcept {
+int compareOperatorLists(std::span<WirePair const> a, std::span<WirePair const> b) noexcept {
    WireBytes x(a), y(b);
    while (!x.done() && !y.done()) {
       std::uint8_t bx = x.next(), by = y.next();
@@ -75,8 +73,7 @@ int compareOperatorLists(std::span<WirePair const> a,
 }
 
 // A prefix component that one key has and the other lacks comes first.
-int comparePresentPrefix(Ipkit::IpGenPrefix const& a,
-                         Ipkit::IpGenPrefix const& b) noexcept {
+int comparePresentPrefix(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix const& b) noexcept {
    if (a.isEmpty() != b.isEmpty()) return a.isEmpty() ? 1 : -1;
    if (a.isEmpty()) return 0;
    return comparePrefixPrecedence(a, b);
@@ -89,8 +86,7 @@ int comparePrefixPrecedence(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix cons
    if (a.af() != b.af()) return a.af() < b.af() ? -1 : 1;
    if (offsetA != offsetB) return offsetA < offsetB ? -1 : 1;
    unsigned common = std::min(a.len(), b.len());
-   if (int c = compareBits(a.addr().bytes(), b.addr().bytes(), offsetA, common))
-      return c;
+   if (int c = compareBits(a.addr().bytes(), b.addr().bytes(), offsetA, common)) return c;
    // One is a prefix of the other (or they are equal): the longer first.
    return sign(static_cast<int>(b.len()) - static_cast<int>(a.len()));
 }

@@ -109,8 +109,7 @@ constexpr std::array<AttrRule, 256> attrRules = [] {
    r[attrExtCommunities] = {"EXTENDED_COMMUNITIES", optTrans, A::treatAsWithdraw};
    r[attrAs4Path] = {"AS4_PATH", optTrans, A::attributeDiscard};
    r[attrAs4Aggregator] = {"AS4_AGGREGATOR", optTrans, A::attributeDiscard};
-   r[attrIpv6ExtCommunities] = {"IPv6_EXTENDED_COMMUNITIES", optTrans,
-                                A::treatAsWithdraw};
+   r[attrIpv6ExtCommunities] = {"IPv6_EXTENDED_COMMUNITIES", optTrans, A::treatAsWithdraw};
    r[attrLargeCommunities] = {"LARGE_COMMUNITY", optTrans, A::treatAsWithdraw};
    return r;
 }();
@@ -131,8 +130,7 @@ std::uint32_t get32(Bytes b, std::size_t at) {
 // A codec's message without its leading "offset N: ", which counts from a
 // start of its own: the reader reports offsets into the message instead.
 std::string withoutOffset(std::string message) {
-   if (message.rfind("offset ", 0) == 0 ||
-       message.rfind("IPv6 attribute offset ", 0) == 0) {
+   if (message.rfind("offset ", 0) == 0 || message.rfind("IPv6 attribute offset ", 0) == 0) {
       std::size_t const colon = message.find(": ");
       if (colon != std::string::npos) message.erase(0, colon + 2);
    }
@@ -147,13 +145,12 @@ std::string hexByte(std::uint8_t v) {
 
 // The state of one reading.
 class Reader {
-public:
-   Reader(Bytes message, UpdateOptions const& options)
-       : m_(message), options_(options) {}
+ public:
+   Reader(Bytes message, UpdateOptions const& options) : m_(message), options_(options) {}
 
    UpdateContents read();
 
-private:
+ private:
    void problem(UpdateAction action, std::size_t at, std::string reason,
                 std::vector<std::uint8_t> nlri = {}) {
       out_.problems.push_back(
@@ -165,16 +162,14 @@ private:
    // session reset.
    bool ipv4Prefixes(std::size_t at, std::size_t end, char const* field);
    void attributes(std::size_t at, std::size_t end);
-   void attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
-                  std::size_t len);
+   void attribute(std::uint8_t flags, std::uint8_t type, std::size_t at, std::size_t len);
    void asPath(std::uint8_t type, std::size_t at, std::size_t len, unsigned asSize);
    void mpReach(std::size_t at, std::size_t len);
    void mpUnreach(std::size_t at, std::size_t len);
    // The flowspec NLRIs of [at, end), into `routes`; false when their framing
    // broke (the AFI/SAFI is disabled).
-   bool flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at,
-                      std::size_t end, std::vector<FlowspecRoute>& routes,
-                      char const* attr);
+   bool flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at, std::size_t end,
+                      std::vector<FlowspecRoute>& routes, char const* attr);
    void finish();
 
    Bytes m_;
@@ -210,14 +205,13 @@ bool Reader::header() {
    std::size_t const length = get16(m_, 16);
    if (length < headerSize || length > maxMessage) {
       problem(UpdateAction::sessionReset, 16,
-              "the message length " + std::to_string(length) +
-                  " is outside 19 to 4096");
+              "the message length " + std::to_string(length) + " is outside 19 to 4096");
       return false;
    }
    if (length != m_.size()) {
       problem(UpdateAction::sessionReset, 16,
-              "the message length says " + std::to_string(length) +
-                  " bytes, there are " + std::to_string(m_.size()));
+              "the message length says " + std::to_string(length) + " bytes, there are " +
+                  std::to_string(m_.size()));
       return false;
    }
    if (m_[18] != typeUpdate) {
@@ -233,8 +227,7 @@ bool Reader::ipv4Prefixes(std::size_t at, std::size_t end, char const* field) {
       unsigned const bits = m_[at];
       if (bits > 32) {
          problem(UpdateAction::sessionReset, at,
-                 std::string(field) + ": prefix length " + std::to_string(bits) +
-                     " is above 32");
+                 std::string(field) + ": prefix length " + std::to_string(bits) + " is above 32");
          return false;
       }
       std::size_t const next = at + 1 + (bits + 7) / 8;
@@ -274,8 +267,7 @@ UpdateContents Reader::read() {
    if (attrLen > end - at) {
       problem(UpdateAction::sessionReset, at - 2,
               "the total path attribute length " + std::to_string(attrLen) +
-                  " runs past the message (" + std::to_string(end - at) +
-                  " bytes left)");
+                  " runs past the message (" + std::to_string(end - at) + " bytes left)");
       return std::move(out_);
    }
    std::size_t const nlriAt = at + attrLen;
@@ -299,8 +291,8 @@ void Reader::attributes(std::size_t at, std::size_t end) {
          len = headerLen == 4 ? get16(m_, at + 2) : m_[at + 2];
          if (len > end - at - headerLen) {
             broken = attrName(m_[at + 1]) + " of length " + std::to_string(len) +
-                     " runs past the path attributes (" +
-                     std::to_string(end - at - headerLen) + " bytes left)";
+                     " runs past the path attributes (" + std::to_string(end - at - headerLen) +
+                     " bytes left)";
          }
       }
       if (!broken.empty()) {
@@ -320,14 +312,12 @@ void Reader::attributes(std::size_t at, std::size_t end) {
    }
 }
 
-void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
-                       std::size_t len) {
+void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at, std::size_t len) {
    std::size_t const value = at + (flags & flagExtendedLength ? 4 : 3);
    AttrRule const& rule = attrRules[type];
    if (seen_[type]) {
       if (type == attrMpReach || type == attrMpUnreach) {
-         problem(UpdateAction::sessionReset, at,
-                 attrName(type) + " appears a second time");
+         problem(UpdateAction::sessionReset, at, attrName(type) + " appears a second time");
       } else {
          problem(UpdateAction::attributeDiscard, at,
                  attrName(type) + " appears a second time; this copy is discarded");
@@ -338,8 +328,7 @@ void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
    if (!rule.name) {
       if (!(flags & flagOptional)) {
          problem(UpdateAction::sessionReset, at,
-                 "attribute " + std::to_string(type) +
-                     " is flagged well-known but is not one");
+                 "attribute " + std::to_string(type) + " is flagged well-known but is not one");
       }
       return; // an optional attribute this reader does not know: passed over
    }
@@ -352,21 +341,19 @@ void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
                   hexByte(rule.flags));
       // The attribute is still read: an MP attribute names its routes.
    }
-   auto const malformed = [&](std::string why,
-                              UpdateAction action = UpdateAction::accept) {
+   auto const malformed = [&](std::string why, UpdateAction action = UpdateAction::accept) {
       if (action == UpdateAction::accept) action = rule.malformed;
       problem(action, at, attrName(type) + " " + why);
    };
    auto const exact = [&](std::size_t want) {
       if (len != want) {
-         malformed("has length " + std::to_string(len) + ", not " +
-                   std::to_string(want));
+         malformed("has length " + std::to_string(len) + ", not " + std::to_string(want));
       }
    };
    auto const multiple = [&](std::size_t unit) {
       if (len == 0 || len % unit) {
-         malformed("has length " + std::to_string(len) +
-                   ", not a non-zero multiple of " + std::to_string(unit));
+         malformed("has length " + std::to_string(len) + ", not a non-zero multiple of " +
+                   std::to_string(unit));
       }
    };
    unsigned const asSize = options_.fourOctetAs ? 4 : 2;
@@ -434,8 +421,7 @@ void Reader::attribute(std::uint8_t flags, std::uint8_t type, std::size_t at,
 // AS_PATH (RFC 4271 section 4.3, RFC 7606 section 7.2): segments of a type
 // (1 AS_SET, 2 AS_SEQUENCE, 3 and 4 the confederation ones of RFC 5065), a
 // count of at least 1 and that many AS numbers, filling the value exactly.
-void Reader::asPath(std::uint8_t type, std::size_t at, std::size_t len,
-                    unsigned asSize) {
+void Reader::asPath(std::uint8_t type, std::size_t at, std::size_t len, unsigned asSize) {
    std::size_t const end = at + len;
    std::size_t const start = at;
    auto const bad = [&](std::string why) {
@@ -450,8 +436,8 @@ void Reader::asPath(std::uint8_t type, std::size_t at, std::size_t len,
       }
       if (count == 0) return bad("has an empty segment");
       if (count * asSize > end - at - 2) {
-         return bad("has a segment of " + std::to_string(count) + " " +
-                    std::to_string(asSize) + "-byte AS numbers that runs past it");
+         return bad("has a segment of " + std::to_string(count) + " " + std::to_string(asSize) +
+                    "-byte AS numbers that runs past it");
       }
       at += 2 + count * asSize;
    }
@@ -479,13 +465,11 @@ void Reader::mpReach(std::size_t at, std::size_t len) {
    std::uint8_t const safi = m_[at + 2];
    bool const flowspec =
        (afi == 1 || afi == 2) && (safi == safiFlowspec || safi == safiFlowspecVpn);
-   std::string const family =
-       "AFI " + std::to_string(afi) + " SAFI " + std::to_string(safi);
+   std::string const family = "AFI " + std::to_string(afi) + " SAFI " + std::to_string(safi);
    if (len < 5 || std::size_t(m_[at + 3]) + 5 > len) {
       problem(UpdateAction::afiSafiDisable, at + 3,
               "MP_REACH_NLRI (" + family + ") is too short for its next hop length " +
-                  (len < 5 ? std::string("and reserved byte")
-                           : std::to_string(m_[at + 3])));
+                  (len < 5 ? std::string("and reserved byte") : std::to_string(m_[at + 3])));
       return;
    }
    mpParsed_ = true;
@@ -503,8 +487,8 @@ void Reader::mpReach(std::size_t at, std::size_t len) {
                               : std::find(v6.begin(), v6.end(), nhLen) != v6.end();
    if (!nhOk) {
       problem(UpdateAction::afiSafiDisable, at + 3,
-              "MP_REACH_NLRI (" + family + ") has a next hop length of " +
-                  std::to_string(nhLen) + " bytes, not one this family allows");
+              "MP_REACH_NLRI (" + family + ") has a next hop length of " + std::to_string(nhLen) +
+                  " bytes, not one this family allows");
       return;
    }
    std::size_t const nh = at + 4;
@@ -547,11 +531,10 @@ void Reader::mpUnreach(std::size_t at, std::size_t len) {
 // The lengths are walked here, so that an NLRI whose content the codec
 // refuses is passed over (treat-as-withdraw) while a length that loses the
 // thread disables the family.
-bool Reader::flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at,
-                           std::size_t end, std::vector<FlowspecRoute>& routes,
-                           char const* attr) {
-   std::string const family = std::string(attr) + " (AFI " + std::to_string(afi) +
-                              " SAFI " + std::to_string(safi) + ")";
+bool Reader::flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at, std::size_t end,
+                           std::vector<FlowspecRoute>& routes, char const* attr) {
+   std::string const family =
+       std::string(attr) + " (AFI " + std::to_string(afi) + " SAFI " + std::to_string(safi) + ")";
    auto const disable = [&](std::size_t where, std::string why) {
       problem(UpdateAction::afiSafiDisable, where,
               family + ": " + why + "; the NLRIs after it cannot be found");
@@ -568,17 +551,17 @@ bool Reader::flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at,
       if (len == 0) return disable(at, "an NLRI has length 0");
       if (len > end - at - lenBytes) {
          return disable(at, "an NLRI of length " + std::to_string(len) +
-                                " runs past the attribute (" +
-                                std::to_string(end - at - lenBytes) + " bytes left)");
+                                " runs past the attribute (" + std::to_string(end - at - lenBytes) +
+                                " bytes left)");
       }
       Bytes const whole = m_.subspan(at, lenBytes + len);
       FlowspecRoute route;
       route.safi = safi;
       std::size_t offset = 0;
-      std::optional<NlriError> const error = decodeOneNlri(
-          whole, offset, afi == 1 ? Ipkit::ipv4 : Ipkit::ipv6, route.key,
-          safi == safiFlowspecVpn ? NlriSafi::flowspecVpn : NlriSafi::flowspec,
-          &route.routeDistinguisher);
+      std::optional<NlriError> const error =
+          decodeOneNlri(whole, offset, afi == 1 ? Ipkit::ipv4 : Ipkit::ipv6, route.key,
+                        safi == safiFlowspecVpn ? NlriSafi::flowspecVpn : NlriSafi::flowspec,
+                        &route.routeDistinguisher);
       if (!error) {
          Vrf::VrfIdMap::VrfId vrf = options_.vrfId;
          if (safi == safiFlowspecVpn && options_.vrfOfRd) {
@@ -588,8 +571,7 @@ bool Reader::flowspecNlris(std::uint16_t afi, std::uint8_t safi, std::size_t at,
          routes.push_back(std::move(route));
       } else {
          problem(UpdateAction::treatAsWithdraw, at + error->offset,
-                 family + ": an NLRI does not decode: " +
-                     withoutOffset(nlriErrorMessage(*error)),
+                 family + ": an NLRI does not decode: " + withoutOffset(nlriErrorMessage(*error)),
                  std::vector<std::uint8_t>(whole.begin(), whole.end()));
       }
       at += lenBytes + len;
@@ -617,15 +599,15 @@ void Reader::finish() {
       auto const bytesOf = [&](Value const& v) {
          return v.present ? m_.subspan(v.at, v.len) : Bytes();
       };
-      ActionDecodeResult const decoded = decodeActions(
-          bytesOf(ext_), options_.routeTargets, out_.nextHop, bytesOf(ext6_));
+      ActionDecodeResult const decoded =
+          decodeActions(bytesOf(ext_), options_.routeTargets, out_.nextHop, bytesOf(ext6_));
       for (ActionIssue const& issue : decoded.issues) {
          Value const& attribute = issue.ipv6Attribute ? ext6_ : ext_;
          std::size_t const at =
              (attribute.present ? attribute.at : headerSize) + issue.offset.value_or(0);
-         std::string const why = attrName(issue.ipv6Attribute ? attrIpv6ExtCommunities
-                                                              : attrExtCommunities) +
-                                 ": " + withoutOffset(actionIssueMessage(issue));
+         std::string const why =
+             attrName(issue.ipv6Attribute ? attrIpv6ExtCommunities : attrExtCommunities) + ": " +
+             withoutOffset(actionIssueMessage(issue));
          switch (issue.reason) {
          case ActionIssueReason::attributeLength:
          case ActionIssueReason::reservedBits:
@@ -636,8 +618,7 @@ void Reader::finish() {
             problem(UpdateAction::treatAsWithdraw, at, why);
             break;
          default:
-            out_.notes.push_back(
-                {UpdateAction::accept, options_.baseOffset + at, why, {}});
+            out_.notes.push_back({UpdateAction::accept, options_.baseOffset + at, why, {}});
          }
       }
       for (FlowspecRoute& r : out_.announced)
@@ -664,8 +645,7 @@ void Reader::finish() {
 
 } // namespace
 
-UpdateContents readUpdate(std::span<std::uint8_t const> message,
-                          UpdateOptions const& options) {
+UpdateContents readUpdate(std::span<std::uint8_t const> message, UpdateOptions const& options) {
    try {
       return Reader(message, options).read();
    } catch (std::exception const& e) {

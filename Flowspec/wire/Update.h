@@ -165,8 +165,7 @@ struct UpdateContents {
 };
 
 /// Reads one BGP message. See the table above for what is refused and how.
-UpdateContents readUpdate(std::span<std::uint8_t const> message,
-                          UpdateOptions const& options = {});
+UpdateContents readUpdate(std::span<std::uint8_t const> message, UpdateOptions const& options = {});
 
 /// What buildUpdates needs to know.
 struct UpdateBuildOptions {

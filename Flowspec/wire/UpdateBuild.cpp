@@ -62,20 +62,18 @@ void fixLength(Message& m) {
 }
 
 class Builder {
-public:
+ public:
    explicit Builder(UpdateBuildOptions const& o) : o_(o) {}
 
    std::string add(std::vector<Group>& groups, FlowspecRoute const& r, bool announce);
    std::string emit(Group const& g, bool announce, std::vector<Message>& out) const;
 
-private:
-   Message attributes(Group const& g, std::span<Message const> nlris,
-                      bool announce) const;
+ private:
+   Message attributes(Group const& g, std::span<Message const> nlris, bool announce) const;
    UpdateBuildOptions const& o_;
 };
 
-std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r,
-                         bool announce) {
+std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r, bool announce) {
    Group g;
    switch (r.key.addressFamily()) {
    case Ipkit::ipv4:
@@ -85,16 +83,14 @@ std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r,
       g.afi = 2;
       break;
    default:
-      return "the key " + r.key.toStrepCli().str() +
-             " has no address family (ipv4 or ipv6)";
+      return "the key " + r.key.toStrepCli().str() + " has no address family (ipv4 or ipv6)";
    }
    if (r.safi != safiFlowspec && r.safi != safiFlowspecVpn) {
       return "SAFI " + std::to_string(r.safi) + " is not a flowspec SAFI (133, 134)";
    }
    g.safi = r.safi;
    if (announce) {
-      ActionEncodeResult actions =
-          encodeActions(r.actions, o_.routeTargets, o_.actions);
+      ActionEncodeResult actions = encodeActions(r.actions, o_.routeTargets, o_.actions);
       if (!actions.issues.empty()) {
          return "the actions of " + r.key.toStrepCli().str() +
                 " do not encode: " + actionIssueMessage(actions.issues[0]);
@@ -106,10 +102,9 @@ std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r,
    // RFC 8955 section 4.1: the length field, the route distinguisher of
    // SAFI 134, the components.
    Message framed;
-   if (auto error = encodeNlri(r.key, framed,
-                               g.safi == safiFlowspecVpn ? NlriSafi::flowspecVpn
-                                                         : NlriSafi::flowspec,
-                               r.routeDistinguisher)) {
+   if (auto error = encodeNlri(
+           r.key, framed, g.safi == safiFlowspecVpn ? NlriSafi::flowspecVpn : NlriSafi::flowspec,
+           r.routeDistinguisher)) {
       return "the key " + r.key.toStrepCli().str() +
              " does not encode: " + nlriEncodeErrorMessage(*error);
    }
@@ -127,8 +122,7 @@ std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r,
 // The path attributes of one message: MP_REACH_NLRI (or MP_UNREACH_NLRI)
 // first, as RFC 7606 section 5.1 asks, then ORIGIN, AS_PATH and
 // EXTENDED_COMMUNITIES.
-Message Builder::attributes(Group const& g, std::span<Message const> nlris,
-                            bool announce) const {
+Message Builder::attributes(Group const& g, std::span<Message const> nlris, bool announce) const {
    Message mp;
    put16(mp, g.afi);
    mp.push_back(g.safi);
@@ -162,8 +156,7 @@ Message Builder::attributes(Group const& g, std::span<Message const> nlris,
    return attrs;
 }
 
-std::string Builder::emit(Group const& g, bool announce,
-                          std::vector<Message>& out) const {
+std::string Builder::emit(Group const& g, bool announce, std::vector<Message>& out) const {
    std::size_t const fixed = 19 + 2 + 2;
    std::size_t first = 0;
    while (first < g.nlris.size()) {
@@ -172,8 +165,8 @@ std::string Builder::emit(Group const& g, bool announce,
       Message attrs = attributes(g, std::span(g.nlris).subspan(first, 1), announce);
       if (fixed + attrs.size() > o_.maxMessageSize) {
          return "an NLRI of " + std::to_string(g.nlris[first].size()) +
-                " bytes does not fit in a message of " +
-                std::to_string(o_.maxMessageSize) + " bytes";
+                " bytes does not fit in a message of " + std::to_string(o_.maxMessageSize) +
+                " bytes";
       }
       while (last < g.nlris.size()) {
          // The attributes grow by the NLRI, and by 1 byte where the MP
@@ -181,8 +174,7 @@ std::string Builder::emit(Group const& g, bool announce,
          std::size_t const grown = attrs.size() + g.nlris[last].size() + 1;
          if (fixed + grown > o_.maxMessageSize) break;
          ++last;
-         attrs =
-             attributes(g, std::span(g.nlris).subspan(first, last - first), announce);
+         attrs = attributes(g, std::span(g.nlris).subspan(first, last - first), announce);
       }
       Message m = header();
       put16(m, 0); // no IPv4 withdrawn routes

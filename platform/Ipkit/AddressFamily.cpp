@@ -21,8 +21,7 @@ char const* nameOf(AddressFamily af) noexcept {
 }
 
 bool isNameChar(char c) noexcept {
-   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-          c == '_';
+   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
 } // namespace
@@ -46,9 +45,9 @@ Vex::String valueToStrep(AddressFamily af) {
 
 void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, AddressFamily& af) {
    if (pos != end && (*pos == '-' || (*pos >= '0' && *pos <= '9'))) {
-      af = static_cast<AddressFamily>(
-          Vex::readSigned(pos, end, std::numeric_limits<std::int32_t>::min(),
-                          std::numeric_limits<std::int32_t>::max()));
+      af = static_cast<AddressFamily>(Vex::readSigned(pos, end,
+                                                      std::numeric_limits<std::int32_t>::min(),
+                                                      std::numeric_limits<std::int32_t>::max()));
       return;
    }
    Vex::TextIter nameEnd = pos;
@@ -65,8 +64,8 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, AddressFamily& af) {
    Vex::parseError("an address family (ipunknown, ipv4, ipv6 or a number)", pos, end);
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, AddressFamily af) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 AddressFamily af) {
    out->writeU32(static_cast<std::uint32_t>(static_cast<std::int32_t>(af)));
    return out;
 }

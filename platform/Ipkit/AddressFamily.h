@@ -50,8 +50,8 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, AddressFamily& af);
 
 /// Writes the number as s32. Read it back with Vex::nboRead<AddressFamily>,
 /// which accepts any number: the values that hold a family check it themselves.
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, AddressFamily af);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 AddressFamily af);
 
 /// The number of bits in an address of `af`: 32, 128, and 0 for every other
 /// number.

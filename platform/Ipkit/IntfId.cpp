@@ -31,8 +31,7 @@ void checkName(Vex::String const& name) {
       if (c == ' ') refuse(name, "a blank" + at);
       static char const hex[] = "0123456789abcdef";
       std::string const code = std::string("0x") + hex[c >> 4] + hex[c & 0xf];
-      refuse(name, (c < ' ' || c == 0x7f ? "control character " : "non-ASCII byte ") +
-                       code + at);
+      refuse(name, (c < ' ' || c == 0x7f ? "control character " : "non-ASCII byte ") + code + at);
    }
 }
 
@@ -52,8 +51,8 @@ std::uint32_t IntfId::hash() const noexcept {
    return h.result();
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IntfId const& id) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IntfId const& id) {
    out->writeString(id.stringValue());
    return out;
 }

@@ -43,12 +43,11 @@ class IntfId {
    friend bool operator==(IntfId const&, IntfId const&) noexcept = default;
    /// Byte-wise lexicographic order of the names (so "Ethernet10" <
    /// "Ethernet2").
-   friend std::strong_ordering operator<=>(IntfId const&,
-                                           IntfId const&) noexcept = default;
+   friend std::strong_ordering operator<=>(IntfId const&, IntfId const&) noexcept = default;
 
    static constexpr std::size_t maxLength = 255;
 
-private:
+ private:
    Vex::String name_;
 };
 
@@ -59,8 +58,8 @@ private:
 //
 // Log encoding: the name as a Vex::String (u32 byte count, then the bytes).
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IntfId const& id);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IntfId const& id);
 
 } // namespace Ipkit
 

@@ -32,8 +32,7 @@ int hexDigit(char c) noexcept {
 }
 
 /// One octet of a dotted quad: 1 to 3 decimal digits, no leading zero, <= 255.
-bool readOctet(std::string_view part, int number, std::uint32_t& v,
-                  std::string& why) {
+bool readOctet(std::string_view part, int number, std::uint32_t& v, std::string& why) {
    std::string const which = "octet " + std::to_string(number);
    if (part.empty()) {
       why = which + " is empty";
@@ -91,8 +90,8 @@ struct GroupRun {
 /// Reads the ':'-separated groups of `text` (a whole address without "::", or
 /// the side of one) into `groups`, a dotted-quad tail counting as two. Stops
 /// at more than eight.
-bool readGroups(std::string_view text, GroupRun run, std::uint16_t (&groups)[8],
-                int& count, std::string& why) {
+bool readGroups(std::string_view text, GroupRun run, std::uint16_t (&groups)[8], int& count,
+                std::string& why) {
    count = 0;
    if (text.empty()) return true;
    while (true) {
@@ -160,8 +159,7 @@ bool readIp6(std::string_view text, Ip6Addr::Bytes& bytes, std::string& why) {
       return false;
    }
    std::size_t gap = text.find("::");
-   if (gap != std::string_view::npos &&
-       text.find("::", gap + 2) != std::string_view::npos) {
+   if (gap != std::string_view::npos && text.find("::", gap + 2) != std::string_view::npos) {
       why = "'::' may appear only once";
       return false;
    }
@@ -171,8 +169,7 @@ bool readIp6(std::string_view text, Ip6Addr::Bytes& bytes, std::string& why) {
    if (!readGroups(text.substr(0, gap), {true, !compressed}, head, headCount, why)) {
       return false;
    }
-   if (compressed &&
-       !readGroups(text.substr(gap + 2), {false, true}, tail, tailCount, why)) {
+   if (compressed && !readGroups(text.substr(gap + 2), {false, true}, tail, tailCount, why)) {
       return false;
    }
    if (!compressed && headCount != 8) {
@@ -238,8 +235,8 @@ std::uint32_t IpAddr::hash() const noexcept {
    return h.result();
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpAddr const& a) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpAddr const& a) {
    out->writeU32(a.value());
    return out;
 }
@@ -264,8 +261,8 @@ Vex::String Ip6Addr::stringValue() const {
 
    std::string out;
    // ::ffff:0:0/96, the IPv4-mapped addresses: 80 zero bits, then 16 one bits.
-   if (groups[0] == 0 && groups[1] == 0 && groups[2] == 0 && groups[3] == 0 &&
-       groups[4] == 0 && groups[5] == 0xffff) {
+   if (groups[0] == 0 && groups[1] == 0 && groups[2] == 0 && groups[3] == 0 && groups[4] == 0 &&
+       groups[5] == 0xffff) {
       out = "::ffff:";
       appendDottedQuad(out, std::uint32_t(groups[6]) << 16 | groups[7]);
       return out;
@@ -307,8 +304,8 @@ std::uint32_t Ip6Addr::hash() const noexcept {
    return h.result();
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Ip6Addr const& a) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 Ip6Addr const& a) {
    out->writeBytes(a.bytes().data(), a.bytes().size());
    return out;
 }

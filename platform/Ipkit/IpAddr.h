@@ -36,8 +36,7 @@ class IpAddr {
    constexpr IpAddr() noexcept = default;
    /// The address whose bytes, most significant first, are those of
    /// `hostOrderValue`: IpAddr(0x0a000001) is 10.0.0.1.
-   constexpr explicit IpAddr(std::uint32_t hostOrderValue) noexcept
-       : value_(hostOrderValue) {}
+   constexpr explicit IpAddr(std::uint32_t hostOrderValue) noexcept : value_(hostOrderValue) {}
    /// Reads a dotted quad: exactly four decimal numbers 0..255 separated by
    /// '.', with no blanks, signs or other characters. An octet with a leading
    /// zero ("010") is refused, because some readers take it as octal. Raises
@@ -58,7 +57,7 @@ class IpAddr {
    friend constexpr std::strong_ordering operator<=>(IpAddr const&,
                                                      IpAddr const&) noexcept = default;
 
-private:
+ private:
    std::uint32_t value_ = 0;
 };
 
@@ -100,7 +99,7 @@ class Ip6Addr {
    friend constexpr std::strong_ordering operator<=>(Ip6Addr const&,
                                                      Ip6Addr const&) noexcept = default;
 
-private:
+ private:
    Bytes bytes_{};
 };
 
@@ -110,12 +109,12 @@ private:
 // accepts and leaves the value unchanged when it raises.
 
 /// Writes value() as u32 (so the bytes are in network order).
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpAddr const& a);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpAddr const& a);
 
 /// Writes the 16 bytes as they are.
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, Ip6Addr const& a);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 Ip6Addr const& a);
 
 } // namespace Ipkit
 

@@ -68,8 +68,8 @@ std::uint32_t IpGenAddr::hash() const noexcept {
    return h.result();
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenAddr const& a) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpGenAddr const& a) {
    out << a.af();
    auto b = a.bytes();
    out->writeBytes(b.data(), b.size());

@@ -8,9 +8,9 @@
 //   assert(a < b && Ipkit::IpGenAddr().isUnspecified());
 #pragma once
 
-#include "Ipkit/TextForm.h"
 #include "Ipkit/AddressFamily.h"
 #include "Ipkit/IpAddr.h"
+#include "Ipkit/TextForm.h"
 
 #include <array>
 #include <compare>
@@ -69,14 +69,13 @@ class IpGenAddr {
    /// The accumulator over af() as u32, then bytes().
    std::uint32_t hash() const noexcept;
 
-   friend constexpr bool operator==(IpGenAddr const&,
-                                    IpGenAddr const&) noexcept = default;
+   friend constexpr bool operator==(IpGenAddr const&, IpGenAddr const&) noexcept = default;
    /// A total order: by family (unspecified, ipv4, ipv6), then by the address
    /// as an unsigned number.
-   friend constexpr std::strong_ordering
-   operator<=>(IpGenAddr const&, IpGenAddr const&) noexcept = default;
+   friend constexpr std::strong_ordering operator<=>(IpGenAddr const&,
+                                                     IpGenAddr const&) noexcept = default;
 
-private:
+ private:
    AddressFamily af_ = ipunknown;
    // The address in network order, an IPv4 one in the first four bytes; the
    // bytes beyond the address are always zero, so that equality and order can
@@ -93,8 +92,8 @@ private:
 // Log encoding: af() as s32, then the 4 or 16 bytes of bytes() (nothing for
 // the unspecified address).
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenAddr const& a);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpGenAddr const& a);
 
 } // namespace Ipkit
 

@@ -51,8 +51,8 @@ std::string quoted(std::string_view text) {
 
 IpGenPrefix::IpGenPrefix(IpGenAddr const& addr, unsigned len) {
    if (len > addr.bitLength()) {
-      throw Vex::RangeException("IpGenPrefix::len > " +
-                                std::to_string(addr.bitLength()) + " not allowed");
+      throw Vex::RangeException("IpGenPrefix::len > " + std::to_string(addr.bitLength()) +
+                                " not allowed");
    }
    addr_ = networkAddress(addr, len);
    len_ = static_cast<std::uint8_t>(len);
@@ -76,8 +76,7 @@ IpGenPrefix::IpGenPrefix(Vex::String const& text) {
       if (lenText.empty()) textError(all, "the length after '/' is missing");
       for (char c : lenText) {
          if (c < '0' || c > '9') {
-            textError(all,
-                      "the length " + quoted(lenText) + " is not a decimal number");
+            textError(all, "the length " + quoted(lenText) + " is not a decimal number");
          }
       }
       if (lenText.size() > 1 && lenText[0] == '0') {
@@ -109,8 +108,7 @@ IpGenPrefix::IpGenPrefix(Vex::NboAttrLog::In* in, Vex::StreamBogon)
    }
    if (networkAddress(addr_, len_) != addr_) {
       throw Vex::Exception("IpGenPrefix: the address " + addr_.stringValue().str() +
-                           " in the log has bits set beyond its length " +
-                           std::to_string(len_));
+                           " in the log has bits set beyond its length " + std::to_string(len_));
    }
 }
 
@@ -131,8 +129,8 @@ std::uint32_t IpGenPrefix::hash() const noexcept {
    return h.result();
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenPrefix const& p) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpGenPrefix const& p) {
    out << p.addr();
    out->writeU8(static_cast<std::uint8_t>(p.len()));
    return out;

@@ -8,8 +8,8 @@
 //   Ipkit::IpGenPrefix h("2001:db8::1");  // a host prefix, "2001:db8::1/128"
 #pragma once
 
-#include "Ipkit/TextForm.h"
 #include "Ipkit/IpGenAddr.h"
+#include "Ipkit/TextForm.h"
 
 #include <compare>
 #include <cstdint>
@@ -65,13 +65,12 @@ class IpGenPrefix {
    /// as u8.
    std::uint32_t hash() const noexcept;
 
-   friend constexpr bool operator==(IpGenPrefix const&,
-                                    IpGenPrefix const&) noexcept = default;
+   friend constexpr bool operator==(IpGenPrefix const&, IpGenPrefix const&) noexcept = default;
    /// A total order: by family, then address, then length.
-   friend constexpr std::strong_ordering
-   operator<=>(IpGenPrefix const&, IpGenPrefix const&) noexcept = default;
+   friend constexpr std::strong_ordering operator<=>(IpGenPrefix const&,
+                                                     IpGenPrefix const&) noexcept = default;
 
-private:
+ private:
    IpGenAddr addr_;
    std::uint8_t len_ = 0;
 };
@@ -85,14 +84,12 @@ private:
 // Log encoding: the address as IpGenAddr writes it (s32 family, then 4, 16 or
 // no bytes), then the length as u8.
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, IpGenPrefix const& p);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 IpGenPrefix const& p);
 
 } // namespace Ipkit
 
 template <>
 struct std::hash<Ipkit::IpGenPrefix> {
-   std::size_t operator()(Ipkit::IpGenPrefix const& p) const noexcept {
-      return p.hash();
-   }
+   std::size_t operator()(Ipkit::IpGenPrefix const& p) const noexcept { return p.hash(); }
 };

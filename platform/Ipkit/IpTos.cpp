@@ -13,8 +13,7 @@ std::uint32_t hashByte(std::uint8_t value) noexcept {
 }
 
 unsigned readByteText(Vex::TextIter& pos, Vex::TextIter end) {
-   return static_cast<unsigned>(
-       Vex::readUnsigned(pos, end, std::numeric_limits<unsigned>::max()));
+   return static_cast<unsigned>(Vex::readUnsigned(pos, end, std::numeric_limits<unsigned>::max()));
 }
 
 } // namespace Ipkit::Internal

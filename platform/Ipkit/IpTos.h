@@ -34,7 +34,7 @@ unsigned readByteText(Vex::TextIter& pos, Vex::TextIter end);
 /// encoding value() as u8.
 template <class Derived>
 class ByteValue {
-public:
+ public:
    constexpr ByteValue() noexcept = default;
    /// Raises Vex::RangeException(Derived::rangeMessage) above 255.
    explicit ByteValue(unsigned value) : value_(checked(value)) {}
@@ -48,17 +48,14 @@ public:
    friend constexpr bool operator==(Derived const& a, Derived const& b) noexcept {
       return a.value_ == b.value_;
    }
-   friend constexpr std::strong_ordering operator<=>(Derived const& a,
-                                                     Derived const& b) noexcept {
+   friend constexpr std::strong_ordering operator<=>(Derived const& a, Derived const& b) noexcept {
       return a.value_ <=> b.value_;
    }
 
    friend std::ostream& operator<<(std::ostream& os, Derived const& v) {
       return os << unsigned(v.value());
    }
-   friend Vex::String valueToStrep(Derived const& v) {
-      return Vex::valueToStrep(v.value());
-   }
+   friend Vex::String valueToStrep(Derived const& v) { return Vex::valueToStrep(v.value()); }
    friend void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Derived& v) {
       v = Derived(Internal::readByteText(pos, end));
    }
@@ -68,7 +65,7 @@ public:
       return out;
    }
 
-private:
+ private:
    static std::uint8_t checked(unsigned value) {
       if (value > 255) throw Vex::RangeException(Derived::rangeMessage);
       return static_cast<std::uint8_t>(value);
@@ -79,7 +76,7 @@ private:
 
 /// The type-of-service byte (DSCP and ECN together).
 class IpTos : public ByteValue<IpTos> {
-public:
+ public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
    static constexpr char rangeMessage[] = "IpTos::value > 255 not allowed";
@@ -88,7 +85,7 @@ public:
 
 /// The protocol (IPv4) or next-header (IPv6) number: 6 for TCP, 17 for UDP.
 class IpProtocolNumber : public ByteValue<IpProtocolNumber> {
-public:
+ public:
    /// The type's descriptor, registered when the library is loaded.
    static Vex::VexType const _vexType;
    static constexpr char rangeMessage[] = "IpProtocolNumber::value > 255 not allowed";
@@ -103,7 +100,5 @@ struct std::hash<Ipkit::IpTos> {
 };
 template <>
 struct std::hash<Ipkit::IpProtocolNumber> {
-   std::size_t operator()(Ipkit::IpProtocolNumber const& v) const noexcept {
-      return v.hash();
-   }
+   std::size_t operator()(Ipkit::IpProtocolNumber const& v) const noexcept { return v.hash(); }
 };

@@ -32,70 +32,71 @@ constexpr Vex::VexType descriptor(char const* name, std::span<Vex::AttrRow const
 }
 
 constexpr auto intfRows = Vex::valueRows({
-   field<&IntfId::stringValue>("stringValue"),
-   field<&IntfId::isEmpty>("isEmpty"),
-   method<&IntfId::hash>("hash"),
+    field<&IntfId::stringValue>("stringValue"),
+    field<&IntfId::isEmpty>("isEmpty"),
+    method<&IntfId::hash>("hash"),
 });
 constexpr auto ipAddrRows = Vex::valueRows({
-   field<&IpAddr::value>("value"),
-   method<&IpAddr::stringValue>("stringValue"),
-   method<&IpAddr::hash>("hash"),
+    field<&IpAddr::value>("value"),
+    method<&IpAddr::stringValue>("stringValue"),
+    method<&IpAddr::hash>("hash"),
 });
 constexpr auto ip6AddrRows = Vex::valueRows({
-   method<&Ip6Addr::stringValue>("stringValue"),
-   method<&Ip6Addr::hash>("hash"),
+    method<&Ip6Addr::stringValue>("stringValue"),
+    method<&Ip6Addr::hash>("hash"),
 });
 constexpr auto genAddrRows = Vex::valueRows({
-   field<&IpGenAddr::af>("af"),
-   field<&IpGenAddr::isUnspecified>("isUnspecified"),
-   method<&IpGenAddr::stringValue>("stringValue"),
-   method<&IpGenAddr::hash>("hash"),
+    field<&IpGenAddr::af>("af"),
+    field<&IpGenAddr::isUnspecified>("isUnspecified"),
+    method<&IpGenAddr::stringValue>("stringValue"),
+    method<&IpGenAddr::hash>("hash"),
 });
 constexpr auto prefixRows = Vex::valueRows({
-   field<&IpGenPrefix::af>("af"),
-   field<&IpGenPrefix::addr>("addr"),
-   field<&IpGenPrefix::len>("len"),
-   field<&IpGenPrefix::isEmpty>("isEmpty"),
-   method<&IpGenPrefix::stringValue>("stringValue"),
-   method<&IpGenPrefix::hash>("hash"),
+    field<&IpGenPrefix::af>("af"),
+    field<&IpGenPrefix::addr>("addr"),
+    field<&IpGenPrefix::len>("len"),
+    field<&IpGenPrefix::isEmpty>("isEmpty"),
+    method<&IpGenPrefix::stringValue>("stringValue"),
+    method<&IpGenPrefix::hash>("hash"),
 });
 constexpr auto tosRows = Vex::valueRows({
-   field<&IpTos::value>("value"),
-   method<&IpTos::hash>("hash"),
+    field<&IpTos::value>("value"),
+    method<&IpTos::hash>("hash"),
 });
 constexpr auto protoRows = Vex::valueRows({
-   field<&IpProtocolNumber::value>("value"),
-   method<&IpProtocolNumber::hash>("hash"),
+    field<&IpProtocolNumber::value>("value"),
+    method<&IpProtocolNumber::hash>("hash"),
 });
 
 } // namespace
 
 constinit Vex::VexType const _vexType_AddressFamily =
-   Vex::enumDescriptor<AddressFamily>("Ipkit::AddressFamily", afRows);
-Vex::VexType const& vexTypeOf(AddressFamily const*) { return _vexType_AddressFamily; }
+    Vex::enumDescriptor<AddressFamily>("Ipkit::AddressFamily", afRows);
+Vex::VexType const& vexTypeOf(AddressFamily const*) {
+   return _vexType_AddressFamily;
+}
 
 constinit Vex::VexType const IntfId::_vexType =
-   descriptor<IntfId, Vex::String>("Ipkit::IntfId", intfRows, intfArgs);
+    descriptor<IntfId, Vex::String>("Ipkit::IntfId", intfRows, intfArgs);
 constinit Vex::VexType const IpAddr::_vexType =
-   descriptor<IpAddr, Vex::String>("Ipkit::IpAddr", ipAddrRows, textArgs);
+    descriptor<IpAddr, Vex::String>("Ipkit::IpAddr", ipAddrRows, textArgs);
 constinit Vex::VexType const Ip6Addr::_vexType =
-   descriptor<Ip6Addr, Vex::String>("Ipkit::Ip6Addr", ip6AddrRows, textArgs);
+    descriptor<Ip6Addr, Vex::String>("Ipkit::Ip6Addr", ip6AddrRows, textArgs);
 constinit Vex::VexType const IpGenAddr::_vexType =
-   descriptor<IpGenAddr, Vex::String>("Ipkit::IpGenAddr", genAddrRows, textArgs);
+    descriptor<IpGenAddr, Vex::String>("Ipkit::IpGenAddr", genAddrRows, textArgs);
 constinit Vex::VexType const IpGenPrefix::_vexType =
-   descriptor<IpGenPrefix, Vex::String>("Ipkit::IpGenPrefix", prefixRows, textArgs);
+    descriptor<IpGenPrefix, Vex::String>("Ipkit::IpGenPrefix", prefixRows, textArgs);
 constinit Vex::VexType const IpTos::_vexType =
-   descriptor<IpTos, std::uint32_t>("Ipkit::IpTos", tosRows, byteArgs);
+    descriptor<IpTos, std::uint32_t>("Ipkit::IpTos", tosRows, byteArgs);
 constinit Vex::VexType const IpProtocolNumber::_vexType =
-   descriptor<IpProtocolNumber, std::uint32_t>("Ipkit::IpProtocolNumber", protoRows, byteArgs);
+    descriptor<IpProtocolNumber, std::uint32_t>("Ipkit::IpProtocolNumber", protoRows, byteArgs);
 
 namespace {
 
 [[maybe_unused]] bool const registered = [] {
-   for (Vex::VexType const* t :
-        {&_vexType_AddressFamily, &IntfId::_vexType, &IpAddr::_vexType, &Ip6Addr::_vexType,
-         &IpGenAddr::_vexType, &IpGenPrefix::_vexType, &IpTos::_vexType,
-         &IpProtocolNumber::_vexType}) {
+   for (Vex::VexType const* t : {&_vexType_AddressFamily, &IntfId::_vexType, &IpAddr::_vexType,
+                                 &Ip6Addr::_vexType, &IpGenAddr::_vexType, &IpGenPrefix::_vexType,
+                                 &IpTos::_vexType, &IpProtocolNumber::_vexType}) {
       Vex::typeNodeIs(*t);
    }
    return true;

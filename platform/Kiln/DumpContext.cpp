@@ -32,9 +32,13 @@ void DumpContext::clear() const {
    sink_->text.clear();
 }
 
-bool DumpContext::inMemory() const noexcept { return sink_->file == nullptr; }
+bool DumpContext::inMemory() const noexcept {
+   return sink_->file == nullptr;
+}
 
-std::FILE* DumpContext::file() const noexcept { return sink_->file; }
+std::FILE* DumpContext::file() const noexcept {
+   return sink_->file;
+}
 
 void DumpContext::write(std::string_view text) const {
    std::lock_guard lock(sink_->mutex);

@@ -67,6 +67,6 @@ class DumpContext {
 /// Formats the arguments as std::printf would and writes the result, of any
 /// length, to `ctx`. A format the C library rejects writes nothing.
 void objDumpPrintf(DumpContext const& ctx, char const* format, ...)
-   __attribute__((format(printf, 2, 3)));
+    __attribute__((format(printf, 2, 3)));
 
 } // namespace Kiln

@@ -32,9 +32,9 @@ std::uint64_t drawOrigin() {
    auto wall = std::chrono::system_clock::now().time_since_epoch().count();
    auto mono = std::chrono::steady_clock::now().time_since_epoch().count();
    static int const anchor = 0; // its address varies with address-space layout
-   std::uint64_t origin = mix64(seed ^ mix64(static_cast<std::uint64_t>(wall)) ^
-                                mix64(static_cast<std::uint64_t>(mono) +
-                                      reinterpret_cast<std::uintptr_t>(&anchor)));
+   std::uint64_t origin =
+       mix64(seed ^ mix64(static_cast<std::uint64_t>(wall)) ^
+             mix64(static_cast<std::uint64_t>(mono) + reinterpret_cast<std::uintptr_t>(&anchor)));
    // Zero is the origin of the unset id and must never be handed out.
    return origin != 0 ? origin : 1;
 }
@@ -64,8 +64,7 @@ std::uint64_t UniqueId::processOrigin() {
 }
 
 UniqueId UniqueId::fresh() {
-   return UniqueId(processOrigin(),
-                   nextSequence.fetch_add(1, std::memory_order_relaxed));
+   return UniqueId(processOrigin(), nextSequence.fetch_add(1, std::memory_order_relaxed));
 }
 
 std::uint32_t UniqueId::hash() const noexcept {
@@ -78,7 +77,8 @@ std::uint32_t UniqueId::hash() const noexcept {
 Vex::String UniqueId::toStrep() const {
    static char const hex[] = "0123456789abcdef";
    std::string out(16, '0');
-   for (std::size_t i = 0; i < 16; ++i) out[15 - i] = hex[(origin_ >> (4 * i)) & 0xf];
+   for (std::size_t i = 0; i < 16; ++i)
+      out[15 - i] = hex[(origin_ >> (4 * i)) & 0xf];
    out += '.';
    out += std::to_string(sequence_);
    return Vex::String(std::move(out));
@@ -88,7 +88,9 @@ std::ostream& operator<<(std::ostream& os, UniqueId const& id) {
    return os << id.toStrep();
 }
 
-Vex::String valueToStrep(UniqueId const& id) { return Vex::valueToStrep(id.toStrep()); }
+Vex::String valueToStrep(UniqueId const& id) {
+   return Vex::valueToStrep(id.toStrep());
+}
 
 void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, UniqueId& id) {
    Vex::TextIter p = pos;
@@ -117,8 +119,8 @@ void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, UniqueId& id) {
    pos = p;
 }
 
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, UniqueId const& id) {
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 UniqueId const& id) {
    out->writeU64(id.origin());
    out->writeU64(id.sequence());
    return out;

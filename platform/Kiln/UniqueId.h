@@ -60,10 +60,9 @@ class UniqueId {
 
    /// Ordered by origin, then by sequence: ids of one process sort in the
    /// order they were made.
-   friend constexpr bool operator==(UniqueId const&,
-                                    UniqueId const&) noexcept = default;
-   friend constexpr std::strong_ordering
-   operator<=>(UniqueId const&, UniqueId const&) noexcept = default;
+   friend constexpr bool operator==(UniqueId const&, UniqueId const&) noexcept = default;
+   friend constexpr std::strong_ordering operator<=>(UniqueId const&,
+                                                     UniqueId const&) noexcept = default;
 
    /// Vex::HashAccumulator over the origin and the sequence, as u64 each.
    std::uint32_t hash() const noexcept;
@@ -90,8 +89,8 @@ Vex::String valueToStrep(UniqueId const& id);
 void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, UniqueId& id);
 
 /// Writes the origin, then the sequence, each a u64 (16 bytes in all).
-Vex::Ptr<Vex::NboAttrLog::Out> const&
-operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out, UniqueId const& id);
+Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
+                                                 UniqueId const& id);
 
 } // namespace Kiln
 

@@ -29,10 +29,12 @@ std::uint32_t NexthopSet::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, NexthopSet const& s) { return os << s.toStrepCli(); }
+std::ostream& operator<<(std::ostream& os, NexthopSet const& s) {
+   return os << s.toStrepCli();
+}
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   NexthopSet const& s) {
+                                                 NexthopSet const& s) {
    out << s.groupId() << s.recursive() << s.drop() << s.vrfName() << s.ttl();
    return out;
 }

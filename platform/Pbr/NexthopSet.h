@@ -31,8 +31,8 @@ class NexthopSet {
    NexthopSet() = default;
    NexthopSet(std::uint32_t groupId, bool recursive, bool drop, Vex::String vrfName,
               std::uint32_t ttl)
-       : groupId_(groupId), recursive_(recursive), drop_(drop),
-         vrfName_(std::move(vrfName)), ttl_(ttl) {}
+       : groupId_(groupId), recursive_(recursive), drop_(drop), vrfName_(std::move(vrfName)),
+         ttl_(ttl) {}
    /// Reads the attribute-log encoding: u32 groupId, bool recursive, bool
    /// drop, string vrfName, u32 ttl.
    NexthopSet(Vex::NboAttrLog::In* in, Vex::StreamBogon);
@@ -66,7 +66,7 @@ class NexthopSet {
 /// Writes toStrepCli().
 std::ostream& operator<<(std::ostream& os, NexthopSet const& s);
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   NexthopSet const& s);
+                                                 NexthopSet const& s);
 /// Value('Pbr::NexthopSet', ** {'groupId': 0, 'recursive': False, 'drop': False,
 ///                              'vrfName': 'default', 'ttl': 0})
 Vex::String valueToStrep(NexthopSet const& s);

@@ -41,9 +41,10 @@ std::ostream& operator<<(std::ostream& os, ResolvedNexthopInfo const& r) {
 }
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   ResolvedNexthopInfo const& r) {
+                                                 ResolvedNexthopInfo const& r) {
    out << r.nexthopSet() << static_cast<std::uint32_t>(r.viaActiveSize());
-   for (auto i = r.viaActiveIteratorConst(); i; ++i) out << i.key();
+   for (auto i = r.viaActiveIteratorConst(); i; ++i)
+      out << i.key();
    return out;
 }
 

@@ -62,7 +62,7 @@ class ResolvedNexthopInfo {
 /// "<next-hop set> vias [<via>; <via>]"
 std::ostream& operator<<(std::ostream& os, ResolvedNexthopInfo const& r);
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   ResolvedNexthopInfo const& r);
+                                                 ResolvedNexthopInfo const& r);
 /// Value('Pbr::ResolvedNexthopInfo', ** {'nexthopSet': <value text>,
 ///                                        'viaActive': [<via value text>, ...]})
 /// with the vias in iteration order, separated by ", ".

@@ -27,10 +27,12 @@ std::uint32_t Via::hash() const noexcept {
    return h.result();
 }
 
-std::ostream& operator<<(std::ostream& os, Via const& v) { return os << v.toStrep(); }
+std::ostream& operator<<(std::ostream& os, Via const& v) {
+   return os << v.toStrep();
+}
 
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   Via const& v) {
+                                                 Via const& v) {
    out << v.addr() << v.intf() << v.weight();
    return out;
 }

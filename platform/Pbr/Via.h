@@ -58,7 +58,7 @@ class Via {
 /// Writes toStrep().
 std::ostream& operator<<(std::ostream& os, Via const& v);
 Vex::Ptr<Vex::NboAttrLog::Out> const& operator<<(Vex::Ptr<Vex::NboAttrLog::Out> const& out,
-                                                   Via const& v);
+                                                 Via const& v);
 /// Value('Pbr::Via', ** {'addr': '10.0.0.2', 'intf': 'Ethernet1', 'weight': 1})
 Vex::String valueToStrep(Via const& v);
 void sequenceToValue(Vex::TextIter& pos, Vex::TextIter end, Via& v);

@@ -32,8 +32,7 @@ AllocTrackTypeInfo* infoOf(AllocTrackSlot& slot, char const* typeName, std::size
 }
 } // namespace
 
-void allocTrackAllocated(AllocTrackSlot& slot, char const* typeName,
-                         std::size_t size) noexcept {
+void allocTrackAllocated(AllocTrackSlot& slot, char const* typeName, std::size_t size) noexcept {
    infoOf(slot, typeName, size)->allocations.fetch_add(1, std::memory_order_relaxed);
 }
 
@@ -61,7 +60,8 @@ AllocTrackCounts allocTrackCounts(AllocTrackSlot const& slot) {
 std::vector<AllocTrackCounts> allocTrackCountsAll() {
    std::lock_guard lock(registryMutex);
    std::vector<AllocTrackCounts> all;
-   for (AllocTrackTypeInfo* i = registryHead; i; i = i->next) all.push_back(countsOf(i));
+   for (AllocTrackTypeInfo* i = registryHead; i; i = i->next)
+      all.push_back(countsOf(i));
    return all;
 }
 

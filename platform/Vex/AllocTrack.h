@@ -33,8 +33,7 @@ struct AllocTrackTypeInfo;
 using AllocTrackSlot = std::atomic<AllocTrackTypeInfo*>;
 
 /// Records one allocation of `size` bytes of the type `typeName`.
-void allocTrackAllocated(AllocTrackSlot& slot, char const* typeName,
-                         std::size_t size) noexcept;
+void allocTrackAllocated(AllocTrackSlot& slot, char const* typeName, std::size_t size) noexcept;
 /// Records one release.
 void allocTrackReleased(AllocTrackSlot& slot) noexcept;
 

@@ -7,8 +7,7 @@ namespace Vex {
 
 void assertionFailed(char const* condition, char const* file, int line,
                      char const* function) noexcept {
-   std::fprintf(stderr, "Assertion failed: %s (%s:%d, %s)\n", condition, file, line,
-                function);
+   std::fprintf(stderr, "Assertion failed: %s (%s:%d, %s)\n", condition, file, line, function);
    std::fflush(stderr);
    std::abort();
 }

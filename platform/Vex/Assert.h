@@ -16,12 +16,10 @@ namespace Vex {
 } // namespace Vex
 
 /// Aborts with the condition's own text when `cond` is false.
-#define VEX_ASSERT(cond)                                                              \
-   ((cond) ? static_cast<void>(0)                                                     \
-           : ::Vex::assertionFailed(#cond, __FILE__, __LINE__, __func__))
+#define VEX_ASSERT(cond)                                                                           \
+   ((cond) ? static_cast<void>(0) : ::Vex::assertionFailed(#cond, __FILE__, __LINE__, __func__))
 
 /// Aborts with `text` when `cond` is false: for conditions whose reported text
 /// must differ from the expression that checks them.
-#define VEX_ASSERT_TEXT(cond, text)                                                   \
-   ((cond) ? static_cast<void>(0)                                                     \
-           : ::Vex::assertionFailed(text, __FILE__, __LINE__, __func__))
+#define VEX_ASSERT_TEXT(cond, text)                                                                \
+   ((cond) ? static_cast<void>(0) : ::Vex::assertionFailed(text, __FILE__, __LINE__, __func__))

@@ -40,11 +40,8 @@ class SafeIterator {
    /// The member's key, as its fwkKey() gives it (by value or by reference).
    decltype(auto) key() const noexcept { return cur_->fwkKey(); }
    /// The value of a value collection's member.
-   decltype(auto) value() const noexcept
-      requires requires(Node const& n) { n.value(); }
-   {
-      return cur_->value();
-   }
+   decltype(auto) value() const noexcept requires requires(Node const& n) { n.value(); }
+   { return cur_->value(); }
    Node* ptr() const noexcept { return cur_.get(); }
    Node* operator->() const noexcept { return cur_.get(); }
    Node& operator*() const noexcept { return *cur_; }

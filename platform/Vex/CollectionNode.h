@@ -51,8 +51,7 @@ template <class Key, class Value, class KeyFunktor, class Link>
 class InternalKeyNode : public PtrInterface, public Link {
  public:
    using KeyFn = KeyFunktor;
-   explicit InternalKeyNode(Value value)
-       : key_(KeyFunktor()(value)), _value(std::move(value)) {}
+   explicit InternalKeyNode(Value value) : key_(KeyFunktor()(value)), _value(std::move(value)) {}
    Key const& fwkKey() const noexcept { return key_; }
    Value const& value() const noexcept { return _value; }
    /// Replaces the value; its key must be the node's key.

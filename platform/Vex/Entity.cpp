@@ -5,13 +5,19 @@ namespace Vex {
 
 Entity::~Entity() = default;
 
-VexType const* Entity::fwkType() const noexcept { return &_vexType; }
+VexType const* Entity::fwkType() const noexcept {
+   return &_vexType;
+}
 
-Name Entity::name() const { return Name(); }
+Name Entity::name() const {
+   return Name();
+}
 
 void Entity::nameIsFromBackup(Name const&) {}
 
-bool Entity::hasBackupSupport() const noexcept { return false; }
+bool Entity::hasBackupSupport() const noexcept {
+   return false;
+}
 
 void Entity::dumpState(Kiln::DumpContext const&, unsigned) const {}
 

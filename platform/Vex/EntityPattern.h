@@ -129,7 +129,9 @@ class CollectionBase {
    using Iterator = typename Map::Iterator;
 
    template <class Key>
-   bool has(Key const& key) const noexcept { return map_.has(key); }
+   bool has(Key const& key) const noexcept {
+      return map_.has(key);
+   }
    std::size_t size() const noexcept { return map_.size(); }
    Iterator iterator() const noexcept { return map_.iterator(); }
    Map const& map() const noexcept { return map_; }
@@ -238,13 +240,13 @@ template <class Node, class Key, class Value, class Map>
 class ElementCollection
     : public ValueCollectionBase<Node, Key, Value, Map, ValueOfDefaultKey<Key, Value>> {
  public:
-
    /// Silent when an equal element is stored under its key; otherwise
    /// overwrites in place or inserts a copy, then notify(key).
    template <class Notify>
    void is(Value const& element, Notify notify) {
-      this->store(typename Node::KeyFn()(element), element,
-                  [&] { return Ptr<Node>(new Node(element)); }, notify);
+      this->store(
+          typename Node::KeyFn()(element), element, [&] { return Ptr<Node>(new Node(element)); },
+          notify);
    }
 };
 
@@ -252,12 +254,12 @@ class ElementCollection
 template <class Node, class Key, class Value, class Map>
 class MapCollection : public ValueCollectionBase<Node, Key, Value, Map, DefaultValue<Value>> {
  public:
-
    /// Silent when `key` holds an equal value; otherwise stores or inserts,
    /// then notify(key).
    template <class Notify>
    void is(Key const& key, Value const& value, Notify notify) {
-      this->store(key, value, [&] { return Ptr<Node>(new Node(key, value)); }, notify);
+      this->store(
+          key, value, [&] { return Ptr<Node>(new Node(key, value)); }, notify);
    }
 };
 
@@ -291,11 +293,13 @@ class SetCollection : public CollectionBase<Map> {
 
 /// An attribute `x` of type Type held in `member`: x() reads, xIs(v) is the
 /// setter of setAttribute, telling onX().
-#define VEX_ATTRIBUTE(x, X, Type, member)                                             \
-   Type const& x() const noexcept { return member; }                                  \
-   void x##Is(Type const& value) {                                                     \
-      ::Vex::setAttribute<NotifieeConst>(*this, member, value,                         \
-                                         [](NotifieeConst& n) { n.on##X(); });         \
+#define VEX_ATTRIBUTE(x, X, Type, member)                                                          \
+   Type const& x() const noexcept {                                                                \
+      return member;                                                                               \
+   }                                                                                               \
+   void x##Is(Type const& value) {                                                                 \
+      ::Vex::setAttribute<NotifieeConst>(*this, member, value,                                     \
+                                         [](NotifieeConst& n) { n.on##X(); });                     \
    }
 
 // The named operations of one collection, declared inside the entity class.
@@ -304,81 +308,99 @@ class SetCollection : public CollectionBase<Map> {
 // a user can re-announce a member without changing it.
 
 /// Operations shared by every kind: xNotify, xHas, xSize, xIteratorConst.
-#define VEX_COLLECTION_COMMON(x, X, Key, member)                                      \
-   void x##Notify(Key const& key) const {                                              \
-      ::Vex::tell<NotifieeConst>(*this, [&](NotifieeConst& n) { n.on##X(key); });      \
-   }                                                                                   \
-   bool x##Has(Key const& key) const noexcept { return member.has(key); }              \
-   std::size_t x##Size() const noexcept { return member.size(); }                      \
-   auto x##IteratorConst() const noexcept { return member.iterator(); }                \
+#define VEX_COLLECTION_COMMON(x, X, Key, member)                                                   \
+   void x##Notify(Key const& key) const {                                                          \
+      ::Vex::tell<NotifieeConst>(*this, [&](NotifieeConst& n) { n.on##X(key); });                  \
+   }                                                                                               \
+   bool x##Has(Key const& key) const noexcept {                                                    \
+      return member.has(key);                                                                      \
+   }                                                                                               \
+   std::size_t x##Size() const noexcept {                                                          \
+      return member.size();                                                                        \
+   }                                                                                               \
+   auto x##IteratorConst() const noexcept {                                                        \
+      return member.iterator();                                                                    \
+   }
 
 /// Children: xIs(key), xDel(key), xDel(iterator), xDelAll(), x(key).
-#define VEX_CHILD_COLLECTION(x, X, Child, Key, member)                                \
-   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
-   ::Vex::Ptr<Child> x##Is(Key const& key) {                                           \
-      return member.is(*this, key, [this](Key const& k) { x##Notify(k); });            \
-   }                                                                                   \
-   ::Vex::Ptr<Child> x##Del(Key const& key) {                                          \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
-   }                                                                                   \
-   template <class I>                                                                  \
-      requires requires(I& it) { it.ptr(); }                                           \
-   ::Vex::Ptr<Child> x##Del(I& i) {                                                    \
-      return i ? x##Del(Key(i.key())) : ::Vex::Ptr<Child>();                           \
-   }                                                                                   \
-   void x##DelAll() {                                                                  \
-      member.delAll([this](Key const& k) { x##Notify(k); });                           \
-   }                                                                                   \
-   ::Vex::Ptr<Child> x(Key const& key) const noexcept { return member.get(key); }
+#define VEX_CHILD_COLLECTION(x, X, Child, Key, member)                                             \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
+   ::Vex::Ptr<Child> x##Is(Key const& key) {                                                       \
+      return member.is(*this, key, [this](Key const& k) { x##Notify(k); });                        \
+   }                                                                                               \
+   ::Vex::Ptr<Child> x##Del(Key const& key) {                                                      \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
+   }                                                                                               \
+   template <class I>                                                                              \
+   requires requires(I & it) {                                                                     \
+      it.ptr();                                                                                    \
+   }                                                                                               \
+   ::Vex::Ptr<Child> x##Del(I& i) {                                                                \
+      return i ? x##Del(Key(i.key())) : ::Vex::Ptr<Child>();                                       \
+   }                                                                                               \
+   void x##DelAll() {                                                                              \
+      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
+   }                                                                                               \
+   ::Vex::Ptr<Child> x(Key const& key) const noexcept {                                            \
+      return member.get(key);                                                                      \
+   }
 
 /// Values keyed by their element: xIs(element), xDel(key), xDel(iterator),
 /// xDelAll(), x(key).
-#define VEX_ELEMENT_COLLECTION(x, X, Value, Key, member)                              \
-   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
-   void x##Is(Value const& element) {                                                  \
-      member.is(element, [this](Key const& k) { x##Notify(k); });                      \
-   }                                                                                   \
-   Value x##Del(Key const& key) {                                                      \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
-   }                                                                                   \
-   template <class I>                                                                  \
-      requires requires(I& it) { it.ptr(); }                                           \
-   Value x##Del(I& i) {                                                                \
-      return i ? x##Del(Key(i.key())) : Value(Key{});                                  \
-   }                                                                                   \
-   void x##DelAll() {                                                                  \
-      member.delAll([this](Key const& k) { x##Notify(k); });                           \
-   }                                                                                   \
-   Value x(Key const& key) const { return member.get(key); }
+#define VEX_ELEMENT_COLLECTION(x, X, Value, Key, member)                                           \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
+   void x##Is(Value const& element) {                                                              \
+      member.is(element, [this](Key const& k) { x##Notify(k); });                                  \
+   }                                                                                               \
+   Value x##Del(Key const& key) {                                                                  \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
+   }                                                                                               \
+   template <class I>                                                                              \
+   requires requires(I & it) {                                                                     \
+      it.ptr();                                                                                    \
+   }                                                                                               \
+   Value x##Del(I& i) {                                                                            \
+      return i ? x##Del(Key(i.key())) : Value(Key{});                                              \
+   }                                                                                               \
+   void x##DelAll() {                                                                              \
+      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
+   }                                                                                               \
+   Value x(Key const& key) const {                                                                 \
+      return member.get(key);                                                                      \
+   }
 
 /// A value per key: xIs(key, value), xDel(key), xDelAll(), x(key).
-#define VEX_MAP_COLLECTION(x, X, Key, Value, member)                                  \
-   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
-   void x##Is(Key const& key, Value const& value) {                                    \
-      member.is(key, value, [this](Key const& k) { x##Notify(k); });                   \
-   }                                                                                   \
-   Value x##Del(Key const& key) {                                                      \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
-   }                                                                                   \
-   void x##DelAll() {                                                                  \
-      member.delAll([this](Key const& k) { x##Notify(k); });                           \
-   }                                                                                   \
-   Value x(Key const& key) const { return member.get(key); }
+#define VEX_MAP_COLLECTION(x, X, Key, Value, member)                                               \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
+   void x##Is(Key const& key, Value const& value) {                                                \
+      member.is(key, value, [this](Key const& k) { x##Notify(k); });                               \
+   }                                                                                               \
+   Value x##Del(Key const& key) {                                                                  \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
+   }                                                                                               \
+   void x##DelAll() {                                                                              \
+      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
+   }                                                                                               \
+   Value x(Key const& key) const {                                                                 \
+      return member.get(key);                                                                      \
+   }
 
 /// A set: xIs(key), xDel(key) (whether it was a member), xDelAll(), x(key)
 /// (membership).
-#define VEX_SET_COLLECTION(x, X, Key, member)                                         \
-   VEX_COLLECTION_COMMON(x, X, Key, member)                                            \
-   void x##Is(Key const& key) {                                                        \
-      member.is(key, [this](Key const& k) { x##Notify(k); });                          \
-   }                                                                                   \
-   bool x##Del(Key const& key) {                                                       \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                  \
-   }                                                                                   \
-   void x##DelAll() {                                                                  \
-      member.delAll([this](Key const& k) { x##Notify(k); });                           \
-   }                                                                                   \
-   bool x(Key const& key) const noexcept { return member.has(key); }
+#define VEX_SET_COLLECTION(x, X, Key, member)                                                      \
+   VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
+   void x##Is(Key const& key) {                                                                    \
+      member.is(key, [this](Key const& k) { x##Notify(k); });                                      \
+   }                                                                                               \
+   bool x##Del(Key const& key) {                                                                   \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
+   }                                                                                               \
+   void x##DelAll() {                                                                              \
+      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
+   }                                                                                               \
+   bool x(Key const& key) const noexcept {                                                         \
+      return member.has(key);                                                                      \
+   }
 
 /// What every entity class declares first, inside its public section: its
 /// descriptor `_vexType` (defined beside the type) and fwkType(); its
@@ -386,27 +408,31 @@ class SetCollection : public CollectionBase<Map> {
 /// `MEMBERS` and Notifiee; its allocation-tracking slot and registered name
 /// `qualifiedName`; and its static creator TIs(identity), which makes the
 /// entity with entityIs.
-#define VEX_ENTITY_DECLARATIONS(T, qualifiedName, MEMBERS, Identity)                       \
-   static ::Vex::VexType const _vexType;                                                   \
-   ::Vex::VexType const* fwkType() const noexcept override { return &_vexType; }           \
-   class NotifieeConst : public ::Vex::NotifieeConstOf<T> {                                \
-    public:                                                                                \
-      MEMBERS(T, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)                                      \
-   };                                                                                      \
-   using Notifiee = ::Vex::NotifieeOf<T>;                                                  \
-   static ::Vex::AllocTrackSlot vexAllocTrackTypeInfo_;                                    \
-   static constexpr char vexTypeName[] = qualifiedName;                                    \
-   static ::Vex::Ptr<T> T##Is(Identity identity) { return ::Vex::entityIs<T>(identity); }
+#define VEX_ENTITY_DECLARATIONS(T, qualifiedName, MEMBERS, Identity)                               \
+   static ::Vex::VexType const _vexType;                                                           \
+   ::Vex::VexType const* fwkType() const noexcept override {                                       \
+      return &_vexType;                                                                            \
+   }                                                                                               \
+   class NotifieeConst : public ::Vex::NotifieeConstOf<T> {                                        \
+    public:                                                                                        \
+      MEMBERS(T, VEX_ON_ATTRIBUTE, VEX_ON_COLLECTION)                                              \
+   };                                                                                              \
+   using Notifiee = ::Vex::NotifieeOf<T>;                                                          \
+   static ::Vex::AllocTrackSlot vexAllocTrackTypeInfo_;                                            \
+   static constexpr char vexTypeName[] = qualifiedName;                                            \
+   static ::Vex::Ptr<T> T##Is(Identity identity) {                                                 \
+      return ::Vex::entityIs<T>(identity);                                                         \
+   }
 
 // --- The pieces an entity's member list expands to ----------------------------
 
 /// onX() of an attribute.
-#define VEX_ON_ATTRIBUTE(T, x, X, Type, init) \
+#define VEX_ON_ATTRIBUTE(T, x, X, Type, init)                                                      \
    virtual void on##X() {}
 /// onX(key), onX() and onXvexImmediate() of a collection.
-#define VEX_ON_COLLECTION(T, x, X, Key, keyName, ...) \
-   virtual void on##X(::Vex::CallbackArg<Key>) {}    \
-   virtual void on##X() {}                           \
+#define VEX_ON_COLLECTION(T, x, X, Key, keyName, ...)                                              \
+   virtual void on##X(::Vex::CallbackArg<Key>) {}                                                  \
+   virtual void on##X() {}                                                                         \
    virtual void on##X##vexImmediate() {}
 /// x() and xIs(v) of an attribute stored in x_.
 #define VEX_ATTRIBUTE_OF(T, x, X, Type, init) VEX_ATTRIBUTE(x, X, Type, x##_)

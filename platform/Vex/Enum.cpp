@@ -72,7 +72,8 @@ std::uint32_t EnumType::readText(char const*& pos, char const* end) const {
    };
    if (pos != end && isWord(*pos, true)) {
       char const* start = pos;
-      while (pos != end && isWord(*pos, false)) ++pos;
+      while (pos != end && isWord(*pos, false))
+         ++pos;
       try {
          return value(std::string_view(start, static_cast<std::size_t>(pos - start)));
       } catch (...) {

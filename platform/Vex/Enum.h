@@ -46,7 +46,8 @@ class EnumType {
    /// and numbers must each be distinct. EnumTypes live as long as the
    /// process (they are registered by address).
    EnumType(char const* qualifiedName, std::initializer_list<Enumerator> enumerators)
-       : EnumType(qualifiedName, std::span<Enumerator const>(enumerators.begin(), enumerators.size())) {}
+       : EnumType(qualifiedName,
+                  std::span<Enumerator const>(enumerators.begin(), enumerators.size())) {}
    EnumType(char const* qualifiedName, std::span<Enumerator const> enumerators);
    EnumType(EnumType const&) = delete;
    EnumType& operator=(EnumType const&) = delete;

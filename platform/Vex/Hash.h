@@ -83,7 +83,9 @@ constexpr std::uint32_t bitReverse(std::uint32_t v) noexcept {
 template <class Key>
 struct HashTraits {
    static std::uint32_t hash(Key const& key) noexcept {
-      if constexpr (requires { { key.hash() } -> std::convertible_to<std::uint32_t>; }) {
+      if constexpr (requires {
+                       { key.hash() } -> std::convertible_to<std::uint32_t>;
+                    }) {
          return static_cast<std::uint32_t>(key.hash());
       } else if constexpr (std::is_enum_v<Key> || std::is_integral_v<Key>) {
          HashAccumulator h;

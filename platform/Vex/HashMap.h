@@ -19,7 +19,7 @@ namespace Vex {
 namespace Internal {
 template <class Key>
 struct HashMapPolicy {
-   static_assert((std::is_integral_v<Key> || std::is_enum_v<Key>) && sizeof(Key) == 4,
+   static_assert((std::is_integral_v<Key> || std::is_enum_v<Key>)&&sizeof(Key) == 4,
                  "Vex::HashMap keys are 32-bit numbers");
    static std::uint32_t word(Key k) noexcept { return static_cast<std::uint32_t>(k); }
    static std::uint32_t position(Key const& k) noexcept { return bitReverse(word(k)); }

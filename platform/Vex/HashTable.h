@@ -57,7 +57,8 @@ class HashTable {
    HashTable() noexcept = default;
    /// A copy holds copies of the nodes (Node must be copy-constructible).
    HashTable(HashTable const& o) {
-      for (Node const* n = o.first(); n; n = o.next(n)) insert(Ptr<Node>(new Node(*n)));
+      for (Node const* n = o.first(); n; n = o.next(n))
+         insert(Ptr<Node>(new Node(*n)));
    }
    HashTable(HashTable&& o) noexcept { swap(o); }
    HashTable& operator=(HashTable const& o) {
@@ -96,7 +97,8 @@ class HashTable {
       if (size_ == 0) return nullptr;
       std::uint32_t pos = Policy::position(key);
       HashLink* p = buckets_[pos >> shift_];
-      while (p && p->position_ < pos) p = p->next_;
+      while (p && p->position_ < pos)
+         p = p->next_;
       for (; p && p->position_ == pos; p = p->next_) {
          if (Policy::equal(node(p)->fwkKey(), key)) return node(p);
       }
@@ -193,8 +195,7 @@ class HashTable {
       std::uint32_t pos = Policy::position(key);
       std::size_t b = pos >> shift_;
       for (HashLink* p = buckets_[b]; p; p = p->next_) {
-         if (p->position_ > pos ||
-             (p->position_ == pos && Policy::less(key, node(p)->fwkKey()))) {
+         if (p->position_ > pos || (p->position_ == pos && Policy::less(key, node(p)->fwkKey()))) {
             return node(p);
          }
       }
@@ -231,9 +232,9 @@ class HashTable {
             Node const* n = node(p);
             if ((p->position_ >> shift_) != b) return false;
             if (p->position_ != Policy::position(n->fwkKey())) return false;
-            if (prev && !(prev->position_ < p->position_ ||
-                          (prev->position_ == p->position_ &&
-                           Policy::less(prev->fwkKey(), n->fwkKey())))) {
+            if (prev &&
+                !(prev->position_ < p->position_ ||
+                  (prev->position_ == p->position_ && Policy::less(prev->fwkKey(), n->fwkKey())))) {
                return false;
             }
             prev = n;
@@ -262,7 +263,8 @@ class HashTable {
    void rehash(std::size_t count) {
       auto buckets = std::make_unique<HashLink*[]>(count);
       unsigned bits = 0;
-      while ((std::size_t(1) << bits) < count) ++bits;
+      while ((std::size_t(1) << bits) < count)
+         ++bits;
       unsigned shift = 32 - bits;
       HashLink** tail = nullptr;
       std::size_t tailBucket = count;

@@ -6,8 +6,12 @@
 
 namespace Vex::NboAttrLog {
 
-void Out::writeFloat(float v) { writeU32(std::bit_cast<std::uint32_t>(v)); }
-void Out::writeDouble(double v) { writeU64(std::bit_cast<std::uint64_t>(v)); }
+void Out::writeFloat(float v) {
+   writeU32(std::bit_cast<std::uint32_t>(v));
+}
+void Out::writeDouble(double v) {
+   writeU64(std::bit_cast<std::uint64_t>(v));
+}
 
 void Out::writeString(String const& v) {
    writeU32(static_cast<std::uint32_t>(v.size()));
@@ -28,8 +32,12 @@ bool In::nextbool() {
    return b == 1;
 }
 
-float In::nextFloat() { return std::bit_cast<float>(nextU32()); }
-double In::nextDouble() { return std::bit_cast<double>(nextU64()); }
+float In::nextFloat() {
+   return std::bit_cast<float>(nextU32());
+}
+double In::nextDouble() {
+   return std::bit_cast<double>(nextU64());
+}
 
 String In::nextString() {
    std::uint32_t n = nextU32();

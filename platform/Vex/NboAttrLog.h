@@ -60,8 +60,8 @@ class Out : public PtrInterface {
    }
    void writeU32(std::uint32_t v) {
       unsigned char b[4] = {static_cast<unsigned char>(v >> 24),
-                            static_cast<unsigned char>(v >> 16),
-                            static_cast<unsigned char>(v >> 8), static_cast<unsigned char>(v)};
+                            static_cast<unsigned char>(v >> 16), static_cast<unsigned char>(v >> 8),
+                            static_cast<unsigned char>(v)};
       bytes_.insert(bytes_.end(), b, b + 4);
    }
    void writeU64(std::uint64_t v) {
@@ -92,8 +92,8 @@ class In {
    }
    std::uint32_t nextU32() {
       auto p = take(4);
-      return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 |
-             std::uint32_t(p[2]) << 8 | std::uint32_t(p[3]);
+      return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 |
+             std::uint32_t(p[3]);
    }
    std::uint64_t nextU64() {
       std::uint64_t hi = nextU32();
@@ -127,11 +127,26 @@ class In {
 
 // ---- primitive writers -----------------------------------------------------
 
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, bool v) { o->writeBool(v); return o; }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint8_t v) { o->writeU8(v); return o; }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint16_t v) { o->writeU16(v); return o; }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint32_t v) { o->writeU32(v); return o; }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint64_t v) { o->writeU64(v); return o; }
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, bool v) {
+   o->writeBool(v);
+   return o;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint8_t v) {
+   o->writeU8(v);
+   return o;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint16_t v) {
+   o->writeU16(v);
+   return o;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint32_t v) {
+   o->writeU32(v);
+   return o;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::uint64_t v) {
+   o->writeU64(v);
+   return o;
+}
 inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::int32_t v) {
    o->writeU32(static_cast<std::uint32_t>(v));
    return o;
@@ -140,8 +155,14 @@ inline Ptr<Out> const& operator<<(Ptr<Out> const& o, std::int64_t v) {
    o->writeU64(static_cast<std::uint64_t>(v));
    return o;
 }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, float v) { o->writeFloat(v); return o; }
-inline Ptr<Out> const& operator<<(Ptr<Out> const& o, double v) { o->writeDouble(v); return o; }
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, float v) {
+   o->writeFloat(v);
+   return o;
+}
+inline Ptr<Out> const& operator<<(Ptr<Out> const& o, double v) {
+   o->writeDouble(v);
+   return o;
+}
 inline Ptr<Out> const& operator<<(Ptr<Out> const& o, String const& v) {
    o->writeString(v);
    return o;
@@ -191,8 +212,7 @@ T nboRead(NboAttrLog::In& in) {
 template <class T>
 void nboWrite(Ptr<NboAttrLog::Out> const& out, T const& v) {
    if constexpr (std::is_enum_v<T>) {
-      static_assert(sizeof(std::underlying_type_t<T>) == 4,
-                    "enumerations travel as 32-bit words");
+      static_assert(sizeof(std::underlying_type_t<T>) == 4, "enumerations travel as 32-bit words");
       out->writeU32(static_cast<std::uint32_t>(v));
    } else {
       out << v;

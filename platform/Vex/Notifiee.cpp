@@ -46,7 +46,8 @@ void NotifieeList::detach(NotifieeBase& n) noexcept {
 }
 
 void NotifieeList::detachAll() noexcept {
-   while (head_) detach(*head_);
+   while (head_)
+      detach(*head_);
 }
 
 } // namespace Vex

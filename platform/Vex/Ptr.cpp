@@ -16,6 +16,8 @@ bool ptrThreadSafe() noexcept {
 
 PtrInterface::~PtrInterface() = default;
 
-void PtrInterface::onZeroReferences() const noexcept { delete this; }
+void PtrInterface::onZeroReferences() const noexcept {
+   delete this;
+}
 
 } // namespace Vex

@@ -93,11 +93,11 @@ class Ptr {
    Ptr(Ptr const& o) noexcept : Ptr(o.p_) {}
    Ptr(Ptr&& o) noexcept : p_(std::exchange(o.p_, nullptr)) {}
    template <class U>
-      requires std::is_convertible_v<U*, T*>
-   Ptr(Ptr<U> const& o) noexcept : Ptr(static_cast<T*>(o.get())) {}
+   requires std::is_convertible_v<U*, T*> Ptr(Ptr<U> const& o)
+   noexcept : Ptr(static_cast<T*>(o.get())) {}
    template <class U>
-      requires std::is_convertible_v<U*, T*>
-   Ptr(Ptr<U>&& o) noexcept : p_(o.release()) {}
+   requires std::is_convertible_v<U*, T*> Ptr(Ptr<U>&& o)
+   noexcept : p_(o.release()) {}
    ~Ptr() {
       if (p_) p_->delRef();
    }
@@ -147,7 +147,5 @@ Ptr<U> dynamicPtrCast(Ptr<T> const& p) noexcept {
 
 template <class T>
 struct std::hash<Vex::Ptr<T>> {
-   std::size_t operator()(Vex::Ptr<T> const& p) const noexcept {
-      return std::hash<T*>()(p.get());
-   }
+   std::size_t operator()(Vex::Ptr<T> const& p) const noexcept { return std::hash<T*>()(p.get()); }
 };

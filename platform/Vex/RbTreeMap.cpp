@@ -118,7 +118,8 @@ void RbTreeCore::erase(RbTreeLink* z) noexcept {
       transplant(z, z->left_);
    } else {
       RbTreeLink* y = z->right_;
-      while (y->left_) y = y->left_;
+      while (y->left_)
+         y = y->left_;
       removedBlack = !y->red_;
       x = y->right_;
       if (y->parent_ == z) {

@@ -98,19 +98,22 @@ class RbTreeCore {
    RbTreeLink* first() const noexcept {
       RbTreeLink* n = root_;
       if (n)
-         while (n->left_) n = n->left_;
+         while (n->left_)
+            n = n->left_;
       return n;
    }
    RbTreeLink* last() const noexcept {
       RbTreeLink* n = root_;
       if (n)
-         while (n->right_) n = n->right_;
+         while (n->right_)
+            n = n->right_;
       return n;
    }
    static RbTreeLink* next(RbTreeLink const* n) noexcept {
       if (n->right_) {
          RbTreeLink* m = n->right_;
-         while (m->left_) m = m->left_;
+         while (m->left_)
+            m = m->left_;
          return m;
       }
       RbTreeLink* p = n->parent_;
@@ -123,7 +126,8 @@ class RbTreeCore {
    static RbTreeLink* prev(RbTreeLink const* n) noexcept {
       if (n->left_) {
          RbTreeLink* m = n->left_;
-         while (m->right_) m = m->right_;
+         while (m->right_)
+            m = m->right_;
          return m;
       }
       RbTreeLink* p = n->parent_;
@@ -189,7 +193,8 @@ class RbTreeMap {
    RbTreeMap() noexcept = default;
    /// A copy holds copies of the nodes (Node must be copy-constructible).
    RbTreeMap(RbTreeMap const& o) {
-      for (Node const* n = o.first(); n; n = next(n)) insert(Ptr<Node>(new Node(*n)));
+      for (Node const* n = o.first(); n; n = next(n))
+         insert(Ptr<Node>(new Node(*n)));
    }
    RbTreeMap(RbTreeMap&& o) noexcept = default;
    RbTreeMap& operator=(RbTreeMap const& o) {

@@ -29,7 +29,9 @@ AttrRow const* VexType::attributeNumbered(std::uint32_t number) const noexcept {
    return nullptr;
 }
 
-std::string_view Param::typeName() const noexcept { return type().name(); }
+std::string_view Param::typeName() const noexcept {
+   return type().name();
+}
 
 std::string AttrRow::paramsText() const {
    std::string text;
@@ -160,8 +162,7 @@ AttrRow const& GenericValue::row(std::string_view name) const {
       }
    }
    if (row == nullptr) {
-      throw Exception("Vex: " + String(type_->name()) + " has no attribute '" + String(name) +
-                      "'");
+      throw Exception("Vex: " + String(type_->name()) + " has no attribute '" + String(name) + "'");
    }
    return *row;
 }
@@ -170,12 +171,18 @@ namespace {
 
 char const* opName(AttrOp op) {
    switch (op) {
-   case AttrOp::get: return "get";
-   case AttrOp::set: return "set";
-   case AttrOp::call: return "call";
-   case AttrOp::del: return "del";
-   case AttrOp::isNull: return "isNull";
-   case AttrOp::add: return "add";
+   case AttrOp::get:
+      return "get";
+   case AttrOp::set:
+      return "set";
+   case AttrOp::call:
+      return "call";
+   case AttrOp::del:
+      return "del";
+   case AttrOp::isNull:
+      return "isNull";
+   case AttrOp::add:
+      return "add";
    }
    return "?";
 }
@@ -261,7 +268,9 @@ void checkArgCount(GenericArgs args, std::size_t n) {
 
 namespace {
 
-Entity& entityAt(void* object) { return *static_cast<Entity*>(object); }
+Entity& entityAt(void* object) {
+   return *static_cast<Entity*>(object);
+}
 
 } // namespace
 
@@ -328,11 +337,15 @@ void* entityCopy(void const* o) {
    e->newRef();
    return e;
 }
-void entityDestroy(void* o) { static_cast<Entity*>(o)->delRef(); }
+void entityDestroy(void* o) {
+   static_cast<Entity*>(o)->delRef();
+}
 String entityText(VexType const&, void const* o) {
    return Vex::entityFullName(*static_cast<Entity const*>(o));
 }
-bool entityEqual(void const* a, void const* b) { return a == b; }
+bool entityEqual(void const* a, void const* b) {
+   return a == b;
+}
 
 template <class U>
 String enumText(VexType const& type, void const* o) {
@@ -355,17 +368,14 @@ void* enumFromText(VexType const& type, std::string_view text) {
 
 } // namespace
 
-GenericIfMethods const entityMethods{&entityCopy,   &entityDestroy, &entityText, nullptr,
+GenericIfMethods const entityMethods{&entityCopy,  &entityDestroy, &entityText, nullptr,
                                      &entityEqual, nullptr,        nullptr};
 
 template <class U>
-GenericIfMethods const EnumMethods<U>::table{&ValueMethods<U>::copy,
-                                             &ValueMethods<U>::destroy,
-                                             &enumText<U>,
-                                             &enumFromText<U>,
-                                             &ValueMethods<U>::equal,
-                                             &ValueMethods<U>::toLog,
-                                             &ValueMethods<U>::fromLog};
+GenericIfMethods const EnumMethods<U>::table{
+    &ValueMethods<U>::copy,   &ValueMethods<U>::destroy, &enumText<U>,
+    &enumFromText<U>,         &ValueMethods<U>::equal,   &ValueMethods<U>::toLog,
+    &ValueMethods<U>::fromLog};
 template struct EnumMethods<std::uint32_t>;
 template struct EnumMethods<std::int32_t>;
 
@@ -378,13 +388,13 @@ constexpr Param nameArgs[] = {{"name", &Reflection::typeFn<Name>}};
 } // namespace
 
 constinit VexType const Entity::_vexType{
-   .name_ = "Vex::Entity",
-   .kind_ = TypeKind::entity,
-   .rows_ = Reflection::entityBaseRows,
-   .ctorArgs_ = nameArgs,
-   .sizeFlags_ = static_cast<std::uint32_t>(sizeof(Entity)) | typeRefCounted,
-   .methods_ = &Reflection::entityMethods,
-   .attributeOp_ = &Reflection::attributeOp<Entity>,
+    .name_ = "Vex::Entity",
+    .kind_ = TypeKind::entity,
+    .rows_ = Reflection::entityBaseRows,
+    .ctorArgs_ = nameArgs,
+    .sizeFlags_ = static_cast<std::uint32_t>(sizeof(Entity)) | typeRefCounted,
+    .methods_ = &Reflection::entityMethods,
+    .attributeOp_ = &Reflection::attributeOp<Entity>,
 };
 
 namespace {
@@ -393,11 +403,13 @@ namespace {
 template <class T>
 constexpr Param valueArg[] = {{"value", &Reflection::typeFn<T>}};
 
-#define VEX_SCALAR_TYPE(var, T, text)                                                      \
-   constinit VexType const var = valueDescriptor<T>(                                       \
-      {.name = text, .ctorArgs = valueArg<T>, .construct = &Reflection::constructValue<T, T>}); \
-   }                                                                                       \
-   VexType const& vexTypeOf(T const*) { return var; }                                      \
+#define VEX_SCALAR_TYPE(var, T, text)                                                              \
+   constinit VexType const var = valueDescriptor<T>(                                               \
+       {.name = text, .ctorArgs = valueArg<T>, .construct = &Reflection::constructValue<T, T>});   \
+   }                                                                                               \
+   VexType const& vexTypeOf(T const*) {                                                            \
+      return var;                                                                                  \
+   }                                                                                               \
    namespace {
 
 VEX_SCALAR_TYPE(boolType, bool, "bool")
@@ -416,9 +428,8 @@ VEX_SCALAR_TYPE(nameType, Name, "Vex::Name")
 
 // Registers the framework's own types when libvex is loaded.
 [[maybe_unused]] bool const registered = [] {
-   for (VexType const* t : {&Entity::_vexType, &stringType, &nameType, &u64Type, &u32Type,
-                            &u16Type, &u8Type, &s64Type, &s32Type, &boolType, &floatType,
-                            &doubleType}) {
+   for (VexType const* t : {&Entity::_vexType, &stringType, &nameType, &u64Type, &u32Type, &u16Type,
+                            &u8Type, &s64Type, &s32Type, &boolType, &floatType, &doubleType}) {
       typeNodeIs(*t);
    }
    return true;

@@ -165,12 +165,12 @@ enum TypeFlag : std::uint32_t {
 /// accessors.
 class VexType {
  public:
-   char const* name_ = "";          ///< the qualified type name
+   char const* name_ = ""; ///< the qualified type name
    TypeKind kind_ = TypeKind::value;
-   VexType const* base_ = nullptr;  ///< the base type's descriptor, or null
+   VexType const* base_ = nullptr;   ///< the base type's descriptor, or null
    std::span<AttrRow const> rows_{}; ///< the attribute (or enumerator) table
    std::span<Param const> ctorArgs_{};
-   std::uint32_t sizeFlags_ = 0;    ///< instance size | TypeFlag bits
+   std::uint32_t sizeFlags_ = 0; ///< instance size | TypeFlag bits
    GenericIfMethods const* methods_ = nullptr;
    /// Builds an instance from its constructor arguments (an entity through its
    /// creator).
@@ -184,7 +184,7 @@ class VexType {
    /// Entities only: attaches `observer` to `entity` through the entity's own
    /// observer class, and returns that observer object; destroying it detaches.
    std::unique_ptr<ObserverHandle> (*notifiee_)(Ptr<Entity> const& entity,
-                                              GenericNotifiee& observer) = nullptr;
+                                                GenericNotifiee& observer) = nullptr;
    /// Named roots only: makes the root `name` in `directory`.
    Ptr<Entity> (*newEntityForDir_)(Name const& name, Directory* directory) = nullptr;
    /// Entities only: reads the identity from an attribute-log record and makes
@@ -192,8 +192,7 @@ class VexType {
    Ptr<Entity> (*newEntityForAttrLog_)(NboAttrLog::In& in) = nullptr;
    /// Entities with children only: reads a child's identity from a record and
    /// makes the child in `parent`'s collection `row`.
-   Ptr<Entity> (*childAttrLogIs_)(Entity& parent, AttrRow const& row,
-                                  NboAttrLog::In& in) = nullptr;
+   Ptr<Entity> (*childAttrLogIs_)(Entity& parent, AttrRow const& row, NboAttrLog::In& in) = nullptr;
 
    std::string_view name() const noexcept { return name_; }
    VexType const* base() const noexcept { return base_; }
@@ -227,8 +226,7 @@ class GenericNotifiee {
    virtual ~GenericNotifiee() = default;
    /// Row `row` of `entity` changed; `key` is the member's key for a
    /// collection row, and empty otherwise.
-   virtual void onAttribute(Entity const& entity, AttrRow const& row,
-                            GenericValue const& key) = 0;
+   virtual void onAttribute(Entity const& entity, AttrRow const& row, GenericValue const& key) = 0;
 };
 
 // The scalar and string types of the framework.
@@ -245,7 +243,9 @@ VexType const& vexTypeOf(String const*);
 VexType const& vexTypeOf(Name const*);
 
 template <class T>
-   requires requires { T::_vexType; }
+requires requires {
+   T::_vexType;
+}
 VexType const& vexTypeOf(T const*) {
    return T::_vexType;
 }
@@ -257,7 +257,9 @@ VexType const& typeOf() {
 }
 
 template <class T>
-concept Reflected = requires { typeOf<T>(); };
+concept Reflected = requires {
+   typeOf<T>();
+};
 
 /// A value of any registered type, or nothing. Values are held by copy,
 /// entities by reference. Copies are deep for values.
@@ -266,8 +268,9 @@ class GenericValue {
    GenericValue() noexcept = default;
    /// Holds a copy of `v`.
    template <class T>
-      requires(!std::is_base_of_v<Entity, T> && !std::is_same_v<T, GenericValue>)
-   explicit GenericValue(T const& v) : type_(&typeOf<T>()), object_(make(v)) {}
+   requires(!std::is_base_of_v<Entity, T> &&
+            !std::is_same_v<T, GenericValue>) explicit GenericValue(T const& v)
+       : type_(&typeOf<T>()), object_(make(v)) {}
    /// Holds a reference to `entity`; nothing when it is null.
    template <class T>
    explicit GenericValue(Ptr<T> const& entity) : GenericValue(entityObject(entity.get())) {}
@@ -276,7 +279,8 @@ class GenericValue {
 
    GenericValue(GenericValue const& other);
    GenericValue(GenericValue&& other) noexcept
-       : type_(std::exchange(other.type_, nullptr)), object_(std::exchange(other.object_, nullptr)) {}
+       : type_(std::exchange(other.type_, nullptr)),
+         object_(std::exchange(other.object_, nullptr)) {}
    GenericValue& operator=(GenericValue other) noexcept {
       std::swap(type_, other.type_);
       std::swap(object_, other.object_);

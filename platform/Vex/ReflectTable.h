@@ -139,8 +139,8 @@ decltype(auto) invoke(void* object, GenericArgs args, std::index_sequence<I...>)
    checkArgCount(args, sizeof...(I));
    if constexpr (S::member) {
       using C = typename S::Class;
-      return (objectOf<C>(object).*F)(
-          args[I].template value<std::tuple_element_t<I, typename S::Args>>()...);
+      return (objectOf<C>(object).*
+              F)(args[I].template value<std::tuple_element_t<I, typename S::Args>>()...);
    } else {
       return F(args[I].template value<std::tuple_element_t<I, typename S::Args>>()...);
    }
@@ -149,8 +149,7 @@ decltype(auto) invoke(void* object, GenericArgs args, std::index_sequence<I...>)
 template <auto F>
 decltype(auto) invoke(void* object, GenericArgs args) {
    using S = Signature<decltype(F)>;
-   return invoke<F>(object, args,
-                    std::make_index_sequence<std::tuple_size_v<typename S::Args>>());
+   return invoke<F>(object, args, std::make_index_sequence<std::tuple_size_v<typename S::Args>>());
 }
 
 // --- Access functions, one per kind of row ---------------------------------
@@ -197,8 +196,7 @@ int methodAccess(AttrOp op, void* object, GenericValue* result, GenericArgs args
 template <class T, class Get, class Is, class Del, class Iter>
 struct Collection {
    using Key = std::decay_t<decltype(Iter{}(std::declval<T const&>()).key())>;
-   using Member =
-       std::decay_t<decltype(Get{}(std::declval<T const&>(), std::declval<Key>()))>;
+   using Member = std::decay_t<decltype(Get{}(std::declval<T const&>(), std::declval<Key>()))>;
 
    static int access(AttrOp op, void* object, GenericValue* result, GenericArgs args) {
       T& o = objectOf<T>(object);
@@ -278,8 +276,7 @@ template <class T>
 GenericIterator iterator(void const* object, AttrRow const& row) {
    AttrRow const* own = typeOf<T>().attributeNumbered(row.number);
    if (own == nullptr || own->iterate == nullptr) {
-      throw Exception("Vex: " + String(typeOf<T>().name()) +
-                      " has no collection numbered " +
+      throw Exception("Vex: " + String(typeOf<T>().name()) + " has no collection numbered " +
                       String(std::to_string(row.number)));
    }
    return own->iterate(object);
@@ -325,13 +322,12 @@ Ptr<Entity> childAttrLogIs(Entity& parent, AttrRow const& row, NboAttrLog::In& i
 /// observer of one entity from it, overriding each callback with a tell.
 template <class T>
 class EntityObserver : public T::NotifieeConst, public ObserverHandle {
-public:
-   EntityObserver(Ptr<Entity> const& entity, GenericNotifiee& observer)
-       : observer_(observer) {
+ public:
+   EntityObserver(Ptr<Entity> const& entity, GenericNotifiee& observer) : observer_(observer) {
       this->notifierIs(Ptr<T const>(static_cast<T const*>(entity.get())));
    }
 
-protected:
+ protected:
    void tell(char const* row) { tell(row, GenericValue()); }
    template <class K>
    void tell(char const* row, K const& key) {
@@ -342,7 +338,7 @@ protected:
       if (e) observer_.onAttribute(*e, *T::_vexType.attribute(row), key);
    }
 
-private:
+ private:
    GenericNotifiee& observer_;
 };
 
@@ -379,8 +375,7 @@ struct ValueMethods {
       T{};
       strepToValue(s, v);
    };
-   static constexpr bool logged =
-       requires(T const& v, Ptr<NboAttrLog::Out> const& out) {
+   static constexpr bool logged = requires(T const& v, Ptr<NboAttrLog::Out> const& out) {
       out << v;
    }
    &&(std::is_arithmetic_v<T> || std::is_same_v<T, String> || std::is_same_v<T, Name> ||
@@ -397,8 +392,7 @@ struct ValueMethods {
       if constexpr (logged) {
          return &toLog;
       } else {
-         return static_cast<void (*)(Ptr<NboAttrLog::Out> const&, void const*)>(
-             nullptr);
+         return static_cast<void (*)(Ptr<NboAttrLog::Out> const&, void const*)>(nullptr);
       }
    }
    static constexpr auto fromLogFn() {
@@ -461,9 +455,8 @@ constexpr std::array<Param, sizeof...(I)> makeParams(std::index_sequence<I...>) 
 
 /// The parameters of function F, named `Names`, typed by F's signature.
 template <auto F, FixedString... Names>
-inline constexpr auto methodParams =
-   makeParams<typename Signature<decltype(F)>::Args, Names...>(
-      std::make_index_sequence<sizeof...(Names)>());
+inline constexpr auto methodParams = makeParams<typename Signature<decltype(F)>::Args, Names...>(
+    std::make_index_sequence<sizeof...(Names)>());
 
 /// One parameter named `Name` of the type `Type`.
 template <FixedString Name, TypeFn Type>
@@ -493,16 +486,14 @@ GenericValue constructFromFields(GenericArgs args) {
    using Values = typename Vex::Internal::FieldTypes<T, decltype(T::vexFields())>::type;
    checkArgCount(args, sizeof...(I));
    return [&]<std::size_t... J>(std::index_sequence<J...>) {
-      return GenericValue(
-          T(args[J].template value<std::tuple_element_t<I, Values>>()...));
+      return GenericValue(T(args[J].template value<std::tuple_element_t<I, Values>>()...));
    }
    (std::index_sequence_for<std::integral_constant<std::size_t, I>...>());
 }
 
 template <class T, std::size_t... I>
 constexpr auto allFields(std::index_sequence<I...>) {
-   return std::pair{std::span<Param const>(fieldParams<T, I...>),
-                    &constructFromFields<T, I...>};
+   return std::pair{std::span<Param const>(fieldParams<T, I...>), &constructFromFields<T, I...>};
 }
 
 } // namespace Reflection
@@ -553,7 +544,7 @@ constexpr AttrRow constant(char const* name) {
 template <auto F, FixedString... Names>
 constexpr AttrRow method(char const* name) {
    static_assert(sizeof...(Names) ==
-                    std::tuple_size_v<typename Reflection::Signature<decltype(F)>::Args>,
+                     std::tuple_size_v<typename Reflection::Signature<decltype(F)>::Args>,
                  "one name per argument");
    using R = typename Reflection::Signature<decltype(F)>::Result;
    return {.name = name,
@@ -572,10 +563,11 @@ constexpr auto fieldRows() {
    if constexpr (sizeof...(I) == 0) {
       return [&]<std::size_t... J>(std::index_sequence<J...>) {
          return fieldRows<T, J...>();
-      }(std::make_index_sequence<std::tuple_size_v<decltype(fields)>>());
+      }
+      (std::make_index_sequence<std::tuple_size_v<decltype(fields)>>());
    } else {
       return std::array<AttrRow, sizeof...(I)>{
-         field<std::get<I>(fields).get, std::get<I>(fields).set>(std::get<I>(fields).name)...};
+          field<std::get<I>(fields).get, std::get<I>(fields).set>(std::get<I>(fields).name)...};
    }
 }
 
@@ -587,8 +579,8 @@ constexpr AttrRow at(std::uint32_t number, AttrRow row) {
 
 namespace Reflection {
 
-template <class T, FixedString KeyName, auto KeyType = nullptr, class Get, class Is,
-          class Del, class Iter>
+template <class T, FixedString KeyName, auto KeyType = nullptr, class Get, class Is, class Del,
+          class Iter>
 constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
    using C = Collection<T, Get, Is, Del, Iter>;
    constexpr bool children =
@@ -614,13 +606,11 @@ constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
 /// The collection `x` of entity or value T: x(key), xIs, xDel(key),
 /// xIteratorConst(). `key` names the key; its type is the key's own, or the
 /// descriptor function given after it (for a key type that is an alias).
-#define VEX_COLLECTION_ROW(T, x, key, ...)                                             \
-   ::Vex::Reflection::collectionRow<T, key __VA_OPT__(, ) __VA_ARGS__>(                \
-       #x, [](T const& o, auto const& k) { return o.x(k); },                           \
-       [](T& o, auto const&... a) -> decltype(o.x##Is(a...)) {                         \
-          return o.x##Is(a...);                                                        \
-       },                                                                              \
-       [](T& o, auto const& k) { return o.x##Del(k); },                                \
+#define VEX_COLLECTION_ROW(T, x, key, ...)                                                         \
+   ::Vex::Reflection::collectionRow<T, key __VA_OPT__(, ) __VA_ARGS__>(                            \
+       #x, [](T const& o, auto const& k) { return o.x(k); },                                       \
+       [](T& o, auto const&... a) -> decltype(o.x##Is(a...)) { return o.x##Is(a...); },            \
+       [](T& o, auto const& k) { return o.x##Del(k); },                                            \
        [](T const& o) { return o.x##IteratorConst(); })
 
 // --- Table builders ---------------------------------------------------------
@@ -661,7 +651,8 @@ constexpr auto rowsOf(Parts const&... parts) {
       if constexpr (std::is_same_v<std::decay_t<decltype(part)>, AttrRow>) {
          rows[i++] = part;
       } else {
-         for (AttrRow const& r : part) rows[i++] = r;
+         for (AttrRow const& r : part)
+            rows[i++] = r;
       }
    };
    (add(parts), ...);
@@ -676,8 +667,7 @@ constexpr std::array<AttrRow, N> rowList(AttrRow const (&rows)[N]) {
 
 /// A value type's table from parts (see rowsOf), numbered from 2.
 template <class... Parts>
-   requires(sizeof...(Parts) > 0)
-constexpr auto valueRows(Parts const&... parts) {
+requires(sizeof...(Parts) > 0) constexpr auto valueRows(Parts const&... parts) {
    auto const rows = rowsOf(parts...);
    return numberedRows(2, rows);
 }
@@ -691,13 +681,13 @@ int entityItself(AttrOp, void*, GenericValue*, GenericArgs);
 
 /// The five rows every entity has, numbered as the framework numbers them.
 inline constexpr AttrRow entityBaseRows[] = {
-   // clang-format off
+    // clang-format off
    {.name = "name",           .number = 130, .flags = attrReadOnly, .access = &entityName,           .type = &typeFn<Name>},
    {.name = "fullName",       .number = 141, .flags = attrReadOnly, .access = &entityFullName,       .type = &typeFn<String>},
    {.name = "parent",         .number = 138, .flags = attrReadOnly, .access = &entityParent,         .type = &typeFn<Entity>},
    {.name = "parentAttrName", .number = 139, .flags = attrReadOnly, .access = &entityParentAttrName, .type = &typeFn<String>},
    {.name = "entity",         .number = 143, .flags = attrReadOnly, .access = &entityItself,         .type = &typeFn<Entity>},
-   // clang-format on
+    // clang-format on
 };
 } // namespace Reflection
 
@@ -728,9 +718,7 @@ inline constexpr auto enumRowsOf = [] {
    auto const& enumerators = enumeratorsOf<Table>;
    std::array<AttrRow, enumerators.size()> out{};
    for (std::size_t i = 0; i < enumerators.size(); ++i) {
-      out[i] = {.name = enumerators[i].name,
-                .number = enumerators[i].value,
-                .flags = attrConstant};
+      out[i] = {.name = enumerators[i].name, .number = enumerators[i].value, .flags = attrConstant};
    }
    return out;
 }();
@@ -767,10 +755,8 @@ constexpr VexType valueDescriptor(ValueDescription const& d) {
 template <class T>
 constexpr VexType valueDescriptor(std::span<AttrRow const> rows) {
    auto const [args, construct] = ctorFromFields<T>();
-   return valueDescriptor<T>({.name = T::vexTypeName,
-                              .rows = rows,
-                              .ctorArgs = args,
-                              .construct = construct});
+   return valueDescriptor<T>(
+       {.name = T::vexTypeName, .rows = rows, .ctorArgs = args, .construct = construct});
 }
 
 namespace Reflection {
@@ -792,8 +778,7 @@ constexpr VexType enumDescriptor(char const* name, std::span<AttrRow const> rows
    return {.name_ = name,
            .kind_ = TypeKind::enumeration,
            .rows_ = rows,
-           .sizeFlags_ =
-               static_cast<std::uint32_t>(sizeof(U)) | typeReadable | typeLogged,
+           .sizeFlags_ = static_cast<std::uint32_t>(sizeof(U)) | typeReadable | typeLogged,
            .methods_ = &Reflection::EnumMethods<U>::table,
            .constructFromCtorArgs_ = &Reflection::constructValue<E, U>};
 }
@@ -811,7 +796,7 @@ constexpr TypeFn creatorArgType() {
 }
 template <auto Creator, bool Named, auto ArgType>
 inline constexpr Param creatorParams[] = {
-   {Named ? "name" : "key", creatorArgType<Creator, Named, ArgType>()}};
+    {Named ? "name" : "key", creatorArgType<Creator, Named, ArgType>()}};
 } // namespace Reflection
 
 /// The descriptor of entity T, observed through reflection by `Observer`
@@ -858,21 +843,25 @@ constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
 /// The reflection observer `Name` of entity T, from T's member list
 /// `MEMBERS` (see Vex/EntityPattern.h): each callback tells its row, a
 /// collection's with the member's key.
-#define VEX_ENTITY_OBSERVER(Name, T, MEMBERS)                                              \
-   struct Name : ::Vex::Reflection::EntityObserver<T> {                                    \
-      using EntityObserver::EntityObserver;                                                \
-      MEMBERS(T, VEX_TELL_ATTRIBUTE, VEX_TELL_COLLECTION)                                  \
+#define VEX_ENTITY_OBSERVER(Name, T, MEMBERS)                                                      \
+   struct Name : ::Vex::Reflection::EntityObserver<T> {                                            \
+      using EntityObserver::EntityObserver;                                                        \
+      MEMBERS(T, VEX_TELL_ATTRIBUTE, VEX_TELL_COLLECTION)                                          \
    }
-#define VEX_TELL_ATTRIBUTE(T, x, X, Type, init)                                            \
-   void on##X() override { tell(#x); }
-#define VEX_TELL_COLLECTION(T, x, X, Key, keyName, ...)                                    \
-   void on##X(::Vex::CallbackArg<Key> key) override { tell(#x, key); }
+#define VEX_TELL_ATTRIBUTE(T, x, X, Type, init)                                                    \
+   void on##X() override {                                                                         \
+      tell(#x);                                                                                    \
+   }
+#define VEX_TELL_COLLECTION(T, x, X, Key, keyName, ...)                                            \
+   void on##X(::Vex::CallbackArg<Key> key) override {                                              \
+      tell(#x, key);                                                                               \
+   }
 
 /// The rows of an entity's member list, as one part of a table.
-#define VEX_MEMBER_ROWS(T, MEMBERS)                                                        \
+#define VEX_MEMBER_ROWS(T, MEMBERS)                                                                \
    ::Vex::rowList({MEMBERS(T, VEX_ATTRIBUTE_ROW, VEX_COLLECTION_ROW_OF)})
 #define VEX_ATTRIBUTE_ROW(T, x, X, Type, init) ::Vex::field<&T::x, &T::x##Is>(#x),
-#define VEX_COLLECTION_ROW_OF(T, x, X, Key, keyName, ...)                                  \
+#define VEX_COLLECTION_ROW_OF(T, x, X, Key, keyName, ...)                                          \
    VEX_COLLECTION_ROW(T, x, keyName __VA_OPT__(, ) __VA_ARGS__),
 
 /// Defines, in the enumeration's namespace, what ties the enumeration E to
@@ -881,16 +870,16 @@ constexpr VexType entityDescriptor(std::array<AttrRow, N> const& rows) {
 /// Vex::EnumType on first use; the descriptor `descriptor`; the hook
 /// vexTypeOf(E const*); and the registration of the EnumType when the
 /// library is loaded. Once per source file.
-#define VEX_ENUM_DEFINITION(E, descriptor, qualifiedName, table)                       \
-   ::Vex::EnumType const& vexEnumType(E) {                                             \
-      static ::Vex::EnumType const type(qualifiedName, ::Vex::enumeratorsOf<table>);   \
-      return type;                                                                     \
-   }                                                                                   \
-   constinit ::Vex::VexType const descriptor =                                         \
-       ::Vex::enumDescriptor<E>(qualifiedName, ::Vex::enumRowsOf<table>);              \
-   ::Vex::VexType const& vexTypeOf(E const*) {                                         \
-      return descriptor;                                                               \
-   }                                                                                   \
-   namespace {                                                                         \
-   [[maybe_unused]] ::Vex::EnumType const& vexEnumRegistered = vexEnumType(E{});       \
+#define VEX_ENUM_DEFINITION(E, descriptor, qualifiedName, table)                                   \
+   ::Vex::EnumType const& vexEnumType(E) {                                                         \
+      static ::Vex::EnumType const type(qualifiedName, ::Vex::enumeratorsOf<table>);               \
+      return type;                                                                                 \
+   }                                                                                               \
+   constinit ::Vex::VexType const descriptor =                                                     \
+       ::Vex::enumDescriptor<E>(qualifiedName, ::Vex::enumRowsOf<table>);                          \
+   ::Vex::VexType const& vexTypeOf(E const*) {                                                     \
+      return descriptor;                                                                           \
+   }                                                                                               \
+   namespace {                                                                                     \
+   [[maybe_unused]] ::Vex::EnumType const& vexEnumRegistered = vexEnumType(E{});                   \
    }

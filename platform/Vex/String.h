@@ -47,9 +47,7 @@ class String {
    }
    friend String operator+(String a, String const& b) { return a += b; }
 
-   friend bool operator==(String const& a, String const& b) noexcept {
-      return a.s_ == b.s_;
-   }
+   friend bool operator==(String const& a, String const& b) noexcept { return a.s_ == b.s_; }
    friend bool operator==(String const& a, char const* b) noexcept {
       return a.view() == std::string_view(b ? b : "");
    }

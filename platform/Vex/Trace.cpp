@@ -60,7 +60,8 @@ struct Registry {
                hi = static_cast<unsigned>(levels[i + 2] - '0');
                i += 2;
             }
-            for (unsigned l = lo; l <= hi; ++l) mask |= 1U << l;
+            for (unsigned l = lo; l <= hi; ++l)
+               mask |= 1U << l;
             ++i;
          } else {
             ++i; // separators and anything unknown
@@ -77,8 +78,8 @@ Registry& registry() {
 }
 
 void defaultSink(TraceLine const& line) {
-   std::fprintf(stderr, "%s/%u %s: %s\n", line.handle.c_str(), line.level,
-                line.function.c_str(), line.message.c_str());
+   std::fprintf(stderr, "%s/%u %s: %s\n", line.handle.c_str(), line.level, line.function.c_str(),
+                line.message.c_str());
 }
 
 } // namespace
@@ -107,8 +108,7 @@ TraceHandle::TraceHandle(String const& name, unsigned) : name_(name) {
    levels_ = r.levelsOf(name.str());
 }
 
-void TraceHandle::trace(unsigned level, String const& function,
-                        String const& message) const {
+void TraceHandle::trace(unsigned level, String const& function, String const& message) const {
    if (!enabled(level)) return;
    TraceLine line{name_, level, function, message};
    Registry& r = registry();

@@ -72,11 +72,11 @@ class TraceHandle {
 /// Writes `streamed` (anything that can follow `std::ostream <<`) as a trace
 /// line of `handle` at `level`, attributed to the enclosing function; builds
 /// nothing when the level is off.
-#define VEX_TRACE_LINE(handle, level, streamed)                                       \
-   do {                                                                               \
-      if ((handle).enabled(level)) {                                                  \
-         std::ostringstream vexTraceOs_;                                              \
-         vexTraceOs_ << streamed;                                                     \
-         (handle).trace(level, __func__, ::Vex::String(vexTraceOs_.str()));           \
-      }                                                                               \
+#define VEX_TRACE_LINE(handle, level, streamed)                                                    \
+   do {                                                                                            \
+      if ((handle).enabled(level)) {                                                               \
+         std::ostringstream vexTraceOs_;                                                           \
+         vexTraceOs_ << streamed;                                                                  \
+         (handle).trace(level, __func__, ::Vex::String(vexTraceOs_.str()));                        \
+      }                                                                                            \
    } while (0)

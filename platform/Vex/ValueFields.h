@@ -78,7 +78,8 @@ concept FieldDescribed = requires {
 namespace Internal {
 
 template <class T, class F>
-using FieldType = std::decay_t<std::invoke_result_t<decltype(std::declval<F const&>().get), T const&>>;
+using FieldType =
+    std::decay_t<std::invoke_result_t<decltype(std::declval<F const&>().get), T const&>>;
 
 template <class T, class Tuple>
 struct FieldTypes;
@@ -91,14 +92,14 @@ struct FieldTypes<T, std::tuple<Fs...>> {
 template <class T, class Values>
 T fromFields(Values&& values) {
    return std::apply(
-      [](auto&&... v) {
-         if constexpr (requires { T::vexFromFields(std::move(v)...); }) {
-            return T::vexFromFields(std::move(v)...);
-         } else {
-            return T(std::move(v)...);
-         }
-      },
-      std::forward<Values>(values));
+       [](auto&&... v) {
+          if constexpr (requires { T::vexFromFields(std::move(v)...); }) {
+             return T::vexFromFields(std::move(v)...);
+          } else {
+             return T(std::move(v)...);
+          }
+       },
+       std::forward<Values>(values));
 }
 
 } // namespace Internal
@@ -111,12 +112,12 @@ String fieldsToStrep(T const& v) {
    s += "', ** {";
    char const* sep = "";
    std::apply(
-      [&](auto const&... f) {
-         ((s += sep, s += '\'', s += f.name, s += "': ", s += valueToStrep(std::invoke(f.get, v)).str(),
-           sep = ", "),
-          ...);
-      },
-      T::vexFields());
+       [&](auto const&... f) {
+          ((s += sep, s += '\'', s += f.name,
+            s += "': ", s += valueToStrep(std::invoke(f.get, v)).str(), sep = ", "),
+           ...);
+       },
+       T::vexFields());
    s += "})";
    return String(std::move(s));
 }
@@ -141,7 +142,8 @@ T fieldsFromStrep(TextIter& pos, TextIter end) {
           readField(pos, end, std::get<I>(fields).name, std::get<I>(values));
        }()),
        ...);
-   }(std::make_index_sequence<std::tuple_size_v<Values>>());
+   }
+   (std::make_index_sequence<std::tuple_size_v<Values>>());
    expectLiteral(pos, end, "})");
    return Internal::fromFields<T>(std::move(values));
 }
@@ -149,7 +151,8 @@ T fieldsFromStrep(TextIter& pos, TextIter end) {
 /// Writes the fields of `v` one after the other.
 template <FieldDescribed T>
 void fieldsToLog(Ptr<NboAttrLog::Out> const& out, T const& v) {
-   std::apply([&](auto const&... f) { (nboWrite(out, std::invoke(f.get, v)), ...); }, T::vexFields());
+   std::apply([&](auto const&... f) { (nboWrite(out, std::invoke(f.get, v)), ...); },
+              T::vexFields());
 }
 
 /// Reads the fields of a T one after the other and builds it.
@@ -157,11 +160,11 @@ template <FieldDescribed T>
 T fieldsFromLog(NboAttrLog::In& in) {
    using Values = typename Internal::FieldTypes<T, decltype(T::vexFields())>::type;
    return Internal::fromFields<T>(std::apply(
-      [&](auto... proto) {
-         // Braced initialisation reads the fields in order.
-         return Values{nboRead<decltype(proto)>(in)...};
-      },
-      Values{}));
+       [&](auto... proto) {
+          // Braced initialisation reads the fields in order.
+          return Values{nboRead<decltype(proto)>(in)...};
+       },
+       Values{}));
 }
 
 } // namespace Vex

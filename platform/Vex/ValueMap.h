@@ -68,11 +68,25 @@ class HashValueMap {
 
 /// Declares, in a class, the named operations of the collection `x` held in
 /// the HashValueMap member `member`.
-#define VEX_VALUE_MAP_ACCESSORS(x, Key, Value, member)                               \
-   Value x(Key const& key) const { return member.get(key); }                         \
-   bool x##Has(Key const& key) const noexcept { return member.has(key); }            \
-   std::size_t x##Size() const noexcept { return member.size(); }                   \
-   void x##Is(Key const& key, Value const& value) { member.is(key, value); }         \
-   Value x##Del(Key const& key) { return member.del(key); }                          \
-   void x##DelAll() noexcept { member.delAll(); }                                    \
-   auto x##IteratorConst() const noexcept { return member.iterator(); }
+#define VEX_VALUE_MAP_ACCESSORS(x, Key, Value, member)                                             \
+   Value x(Key const& key) const {                                                                 \
+      return member.get(key);                                                                      \
+   }                                                                                               \
+   bool x##Has(Key const& key) const noexcept {                                                    \
+      return member.has(key);                                                                      \
+   }                                                                                               \
+   std::size_t x##Size() const noexcept {                                                          \
+      return member.size();                                                                        \
+   }                                                                                               \
+   void x##Is(Key const& key, Value const& value) {                                                \
+      member.is(key, value);                                                                       \
+   }                                                                                               \
+   Value x##Del(Key const& key) {                                                                  \
+      return member.del(key);                                                                      \
+   }                                                                                               \
+   void x##DelAll() noexcept {                                                                     \
+      member.delAll();                                                                             \
+   }                                                                                               \
+   auto x##IteratorConst() const noexcept {                                                        \
+      return member.iterator();                                                                    \
+   }

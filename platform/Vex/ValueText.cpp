@@ -5,7 +5,9 @@
 
 namespace Vex {
 
-String valueToStrep(bool v) { return v ? "True" : "False"; }
+String valueToStrep(bool v) {
+   return v ? "True" : "False";
+}
 
 String valueToStrep(std::uint64_t v) {
    char buf[24];
@@ -37,11 +39,21 @@ void appendQuoted(std::string& out, std::string_view s) {
    for (char c : s) {
       auto u = static_cast<unsigned char>(c);
       switch (c) {
-      case '\\': out += "\\\\"; break;
-      case '\'': out += "\\'"; break;
-      case '\t': out += "\\t"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
+      case '\\':
+         out += "\\\\";
+         break;
+      case '\'':
+         out += "\\'";
+         break;
+      case '\t':
+         out += "\\t";
+         break;
+      case '\n':
+         out += "\\n";
+         break;
+      case '\r':
+         out += "\\r";
+         break;
       default:
          if (u < 0x20 || u == 0x7f) {
             out += "\\x";
@@ -126,8 +138,7 @@ std::int64_t readSigned(TextIter& pos, TextIter end, std::int64_t min, std::int6
    std::int64_t v = 0;
    auto r = std::from_chars(pos, end, v);
    if (r.ec == std::errc::result_out_of_range || v < min || v > max) {
-      parseError("a number from " + std::to_string(min) + " to " + std::to_string(max),
-                 pos, end);
+      parseError("a number from " + std::to_string(min) + " to " + std::to_string(max), pos, end);
    }
    pos = r.ptr;
    return v;
@@ -144,8 +155,12 @@ void readFloating(TextIter& pos, TextIter end, F& v) {
 }
 } // namespace
 
-void sequenceToValue(TextIter& pos, TextIter end, double& v) { readFloating(pos, end, v); }
-void sequenceToValue(TextIter& pos, TextIter end, float& v) { readFloating(pos, end, v); }
+void sequenceToValue(TextIter& pos, TextIter end, double& v) {
+   readFloating(pos, end, v);
+}
+void sequenceToValue(TextIter& pos, TextIter end, float& v) {
+   readFloating(pos, end, v);
+}
 
 void sequenceToValue(TextIter& pos, TextIter end, String& v) {
    TextIter start = pos;
@@ -169,12 +184,24 @@ void sequenceToValue(TextIter& pos, TextIter end, String& v) {
       if (pos == end) parseError("an escape after the backslash", pos, end);
       char e = *pos++;
       switch (e) {
-      case '\\': out += '\\'; break;
-      case '\'': out += '\''; break;
-      case '"': out += '"'; break;
-      case 't': out += '\t'; break;
-      case 'n': out += '\n'; break;
-      case 'r': out += '\r'; break;
+      case '\\':
+         out += '\\';
+         break;
+      case '\'':
+         out += '\'';
+         break;
+      case '"':
+         out += '"';
+         break;
+      case 't':
+         out += '\t';
+         break;
+      case 'n':
+         out += '\n';
+         break;
+      case 'r':
+         out += '\r';
+         break;
       case 'x': {
          int hi = pos != end ? hexDigit(pos[0]) : -1;
          int lo = end - pos >= 2 ? hexDigit(pos[1]) : -1;
@@ -183,7 +210,8 @@ void sequenceToValue(TextIter& pos, TextIter end, String& v) {
          pos += 2;
          break;
       }
-      default: parseError("one of the escapes \\\\ \\' \\\" \\t \\n \\r \\xHH", pos - 2, end);
+      default:
+         parseError("one of the escapes \\\\ \\' \\\" \\t \\n \\r \\xHH", pos - 2, end);
       }
    }
    v = String(std::move(out));

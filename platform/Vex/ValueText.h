@@ -42,10 +42,11 @@ String valueToStrep(std::int64_t v);
 String valueToStrep(double v);
 String valueToStrep(float v);
 String valueToStrep(String const& v);
-inline String valueToStrep(char const* v) { return valueToStrep(String(v)); }
+inline String valueToStrep(char const* v) {
+   return valueToStrep(String(v));
+}
 template <class T>
-   requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
-String valueToStrep(T v) {
+requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) String valueToStrep(T v) {
    if constexpr (std::is_signed_v<T>) {
       return valueToStrep(static_cast<std::int64_t>(v));
    } else {
@@ -88,11 +89,11 @@ inline void sequenceToValue(TextIter& pos, TextIter end, Name& v) {
 }
 
 template <class T>
-   requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
-void sequenceToValue(TextIter& pos, TextIter end, T& v) {
+requires(std::is_integral_v<T> &&
+         !std::is_same_v<T, bool>) void sequenceToValue(TextIter& pos, TextIter end, T& v) {
    if constexpr (std::is_signed_v<T>) {
-      v = static_cast<T>(readSigned(pos, end, std::numeric_limits<T>::min(),
-                                    std::numeric_limits<T>::max()));
+      v = static_cast<T>(
+          readSigned(pos, end, std::numeric_limits<T>::min(), std::numeric_limits<T>::max()));
    } else {
       v = static_cast<T>(readUnsigned(pos, end, std::numeric_limits<T>::max()));
    }

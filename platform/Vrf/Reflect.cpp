@@ -16,11 +16,13 @@ constexpr Vex::Param idArgs[] = {{"value", &Vex::Reflection::typeFn<std::uint32_
 } // namespace
 
 constinit Vex::VexType const VrfIdMap::_vexType_VrfId = Vex::valueDescriptor<VrfIdMap::VrfId>({
-   .name = "Vrf::VrfIdMap::VrfId",
-   .ctorArgs = idArgs,
-   .construct = &Vex::Reflection::constructValue<VrfIdMap::VrfId, std::uint32_t>,
+    .name = "Vrf::VrfIdMap::VrfId",
+    .ctorArgs = idArgs,
+    .construct = &Vex::Reflection::constructValue<VrfIdMap::VrfId, std::uint32_t>,
 });
 
-Vex::VexType const& VrfIdMap::vrfIdType() { return _vexType_VrfId; }
+Vex::VexType const& VrfIdMap::vrfIdType() {
+   return _vexType_VrfId;
+}
 
 } // namespace Vrf

@@ -26,8 +26,8 @@ void checkName(Vex::String const& name) {
 
 VrfIdMap::VrfIdMap(VrfId lastId) : lastId_(lastId) {
    if (lastId > maxVrfId) {
-      throw Vex::RangeException("VrfIdMap: the last id " + std::to_string(lastId) +
-                                " lies above " + std::to_string(maxVrfId));
+      throw Vex::RangeException("VrfIdMap: the last id " + std::to_string(lastId) + " lies above " +
+                                std::to_string(maxVrfId));
    }
    ids_.emplace(defaultVrfName, defaultVrfId);
    names_.emplace(defaultVrfId, defaultVrfName);
@@ -38,15 +38,15 @@ VrfIdMap::VrfId VrfIdMap::vrfIdIs(Vex::String const& name) {
    checkName(name);
    // names_ holds "default" at 0 besides the assigned ids 1 to lastId_.
    if (names_.size() - 1 >= lastId_) {
-      throw Vex::RangeException("VrfIdMap: no VRF id is free for " +
-                                Vex::valueToStrep(name) + ", all " +
-                                std::to_string(lastId_) + " are in use");
+      throw Vex::RangeException("VrfIdMap: no VRF id is free for " + Vex::valueToStrep(name) +
+                                ", all " + std::to_string(lastId_) + " are in use");
    }
    // The first free id from next_ on; past lastId_ the search starts again
    // at 1, where it must succeed since some id is free.
    auto firstFreeFrom = [this](VrfId id) {
       auto it = names_.lower_bound(id);
-      for (; it != names_.end() && it->first == id; ++it) ++id;
+      for (; it != names_.end() && it->first == id; ++it)
+         ++id;
       return id;
    };
    VrfId id = firstFreeFrom(next_);

@@ -50,11 +50,10 @@ TEST(CheckModel, AnInfeasibleRuleNamesItsRealCause) {
       MatchCompType blamed;
       char const* problem;
    } const cases[] = {
-       {"a protocol list that accepts nothing, not the port",
-        "*;*;IP:>=200&<=100;SP:=53;", MatchCompType::ipProto,
-        "infeasible: IP Protocol accepts no value"},
-       {"a port range that accepts nothing", "*;*;IP:=6;DP:>=2000&<=1000;",
-        MatchCompType::destPort, "infeasible: Destination Port accepts no value"},
+       {"a protocol list that accepts nothing, not the port", "*;*;IP:>=200&<=100;SP:=53;",
+        MatchCompType::ipProto, "infeasible: IP Protocol accepts no value"},
+       {"a port range that accepts nothing", "*;*;IP:=6;DP:>=2000&<=1000;", MatchCompType::destPort,
+        "infeasible: Destination Port accepts no value"},
        {"a port under GRE", "*;*;IP:=47;DP:=80;", MatchCompType::destPort,
         "infeasible: Destination Port needs tcp or udp, and the IP protocols are gre"},
        {"TCP flags under UDP", "*;*;IP:=17;TCP:=2;", MatchCompType::tcpFlags,
@@ -85,11 +84,10 @@ TEST(CheckModel, ExitStatusSaysWhetherEveryRuleWasReadAndProgrammed) {
    } const cases[] = {
        {"all programmed", "vrf default ipv4 *;*;IP:=6; drop\n", 0,
         "every rule read and programmed (exit status 0)"},
-       {"no rules at all", "# nothing\n", 0,
-        "every rule read and programmed (exit status 0)"},
+       {"no rules at all", "# nothing\n", 0, "every rule read and programmed (exit status 0)"},
        {"one infeasible",
-        "vrf default ipv4 *;*;IP:=6; drop\nvrf default ipv4 *;*;IP:=47;DP:=80; drop\n",
-        4, "1 rule infeasible (exit status 4)"},
+        "vrf default ipv4 *;*;IP:=6; drop\nvrf default ipv4 *;*;IP:=47;DP:=80; drop\n", 4,
+        "1 rule infeasible (exit status 4)"},
        {"one not programmed", "vrf default ipv6 *;*;FL:=1; drop\n", 4,
         "1 rule not programmed fully (exit status 4)"},
        {"programmed with failures", "vrf default ipv4 *;*;IP:=6; drop continue\n", 4,
@@ -140,12 +138,13 @@ TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
 }
 
 TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
-   Checked const r = check("vrf default ipv4 *;*;IP:=6; drop\n"               // no destination: last
-                           "vrf default ipv4 10.0.0.0/8;*; drop\n"            // less specific
-                           "vrf default ipv6 2001:db8::/32;*; drop\n"         // IPv6 after IPv4
-                           "vrf default ipv4 10.1.0.0/16;*; drop\n"           // more specific: first
-                           "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n"      // same prefix, more components
-                           "vrf blue ipv4 *;*;IP:=17; drop\n");
+   Checked const r =
+       check("vrf default ipv4 *;*;IP:=6; drop\n"          // no destination: last
+             "vrf default ipv4 10.0.0.0/8;*; drop\n"       // less specific
+             "vrf default ipv6 2001:db8::/32;*; drop\n"    // IPv6 after IPv4
+             "vrf default ipv4 10.1.0.0/16;*; drop\n"      // more specific: first
+             "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n" // same prefix, more components
+             "vrf blue ipv4 *;*;IP:=17; drop\n");
    EXPECT_EQ(linesIn(r.model, RuleOrder::precedence), (std::vector<unsigned>{4, 5, 2, 1, 3, 6}));
    EXPECT_EQ(ruleAt(r.model, 4).precedence, 0u);
    EXPECT_EQ(ruleAt(r.model, 6).precedence, 0u) << "places count per VRF";
@@ -159,11 +158,11 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
 }
 
 TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
-   Checked const r = check(
-       "vrf default ipv4 198.51.100.0/24;*;IP:=6;DP:=80|=443;TCP:=2&!=16; rate 1250k "
-       "sample\n"
-       "vrf default ipv4 *;*;SP:=11211; redirect vrf scrubbing copy dscp 46 continue\n"
-       "vrf default ipv4 *;*;IP:=17; rate 1000G\n");
+   Checked const r =
+       check("vrf default ipv4 198.51.100.0/24;*;IP:=6;DP:=80|=443;TCP:=2&!=16; rate 1250k "
+             "sample\n"
+             "vrf default ipv4 *;*;SP:=11211; redirect vrf scrubbing copy dscp 46 continue\n"
+             "vrf default ipv4 *;*;IP:=17; rate 1000G\n");
    CheckedRule const& syn = ruleAt(r.model, 1);
    EXPECT_EQ(syn.verdictText(), "feasible: tcp");
    EXPECT_EQ(syn.actionsText, "rate 1250k sample");
@@ -176,12 +175,10 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
    CheckedRule const& memcached = ruleAt(r.model, 2);
    EXPECT_EQ(memcached.verdictText(), "feasible: tcp, udp");
    EXPECT_EQ(memcached.actionsText, "redirect vrf scrubbing copy dscp 46 continue");
-   EXPECT_EQ(memcached.problem,
-             "continue is not supported: programmed as a terminal rule");
+   EXPECT_EQ(memcached.problem, "continue is not supported: programmed as a terminal rule");
    EXPECT_EQ(ruleAt(r.model, 3).actionsText, "rate 1000G")
        << "the float's 999999995904 reads as 1000G";
-   std::size_t programmed =
-       r.model.tally[std::size_t(HwRuleProgrammingStatus::programmed)];
+   std::size_t programmed = r.model.tally[std::size_t(HwRuleProgrammingStatus::programmed)];
    EXPECT_EQ(programmed, 2u);
    EXPECT_EQ(r.model.tallyTotal(), 3u);
    EXPECT_EQ(FlowspecTool::protocolName(58), "ipv6-icmp");

@@ -6,10 +6,10 @@
 #include <atomic>
 #include <cstdlib>
 #include <fstream>
-#include <new>
-#include <sstream>
 #include <iterator>
 #include <map>
+#include <new>
+#include <sstream>
 #include <string>
 
 // Every allocation of the test binary is counted, so that a test can count
@@ -43,10 +43,10 @@ std::string exampleText() {
 }
 
 TEST(RuleFile, ReadsTheActionsIntoTheRuleConfigFields) {
-   RuleFile f = readRuleFile(
-       "vrf default ipv6 2001:db8::/32;*;IP:=17; rate 12k sample continue dscp 46 "
-       "redirect 2001:db8::1 copy\n",
-       "f");
+   RuleFile f =
+       readRuleFile("vrf default ipv6 2001:db8::/32;*;IP:=17; rate 12k sample continue dscp 46 "
+                    "redirect 2001:db8::1 copy\n",
+                    "f");
    ASSERT_TRUE(f.errors.empty()) << f.errors.front();
    ASSERT_EQ(f.rules.size(), 1u);
    auto const& r = f.rules.front();
@@ -76,8 +76,7 @@ TEST(RuleFile, RatesScaleByTheirUnitUpTo1000G) {
       ASSERT_EQ(f.rules.size(), 1u) << c.rate << ": " << f.errors.front();
       EXPECT_EQ(f.rules.front().trafficRateLimit, c.bytes) << c.rate;
    }
-   for (char const* rate :
-        {"1001G", "1000000000001", "18446744073709551616", "1K", "k", "-1"}) {
+   for (char const* rate : {"1001G", "1000000000001", "18446744073709551616", "1K", "k", "-1"}) {
       RuleFile f = readRuleFile(std::string("vrf 0 ipv4 *;*; rate ") + rate, "f");
       EXPECT_TRUE(f.rules.empty()) << rate;
       EXPECT_EQ(f.errors.size(), 1u) << rate;
@@ -119,8 +118,7 @@ TEST(RuleFile, AKeyIsUniquePerVrfAndFamily) {
 
 TEST(RuleFile, LinesEndInNewlinesCarriageReturnsOrTheEndOfTheText) {
    EXPECT_TRUE(readRuleFile("", "f").rules.empty());
-   RuleFile f =
-       readRuleFile("\r\n# c\r\nvrf 0 ipv4 *;*; drop\r\n\nvrf 0 ipv6 *;*; drop", "f");
+   RuleFile f = readRuleFile("\r\n# c\r\nvrf 0 ipv4 *;*; drop\r\n\nvrf 0 ipv6 *;*; drop", "f");
    EXPECT_TRUE(f.errors.empty());
    ASSERT_EQ(f.rules.size(), 2u);
    EXPECT_EQ(f.rules[0].line, 3u);
@@ -145,13 +143,17 @@ TEST(RuleFile, EachRefusalNamesItsLineColumnAndReason) {
       char const* message;
    } const cases[] = {
        {"ICMP is no label", "vrf default ipv4 *;*;ICMP:=8; drop", 22,
-        "rule key: 'ICMP' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "rule key: 'ICMP' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"IPX is no label", "vrf default ipv4 *;*;IPX:=6; drop", 22,
-        "rule key: 'IPX' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "rule key: 'IPX' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"DPORT is no label", "vrf default ipv4 *;*;DPORT:=80; drop", 22,
-        "rule key: 'DPORT' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, FRAG and FL"},
+        "rule key: 'DPORT' is not a label; the labels are IP, P, DP, SP, IT, IC, TCP, LEN, DSCP, "
+        "FRAG and FL"},
        {"digits that stop early", "vrf default ipv4 *;*;DP:=08; drop", 26,
-        "rule key: the number '08' has a leading zero: write 8, or 0x... for hexadecimal (octal is not read)"},
+        "rule key: the number '08' has a leading zero: write 8, or 0x... for hexadecimal (octal is "
+        "not read)"},
        {"a bare value", "vrf default ipv4 *;*;DP:80; drop", 25,
         "rule key: the value '80' has no operator: write =, <, > or a combination before it"},
        {"a port too large", "vrf default ipv4 *;*;DP:=70000; drop", 26,
@@ -161,14 +163,16 @@ TEST(RuleFile, EachRefusalNamesItsLineColumnAndReason) {
        {"DSCP 64", "vrf default ipv4 *;*;DSCP:=64; drop", 28,
         "rule key: the number 64 is out of range for DSCP (DSCP): 0 to 63"},
        {"a flow label too large", "vrf default ipv6 *;*;FL:=0x100000; drop", 26,
-        "rule key: the number 0x100000 is out of range for FL (Flow Label): 0 to 1048575 (0xfffff)"},
+        "rule key: the number 0x100000 is out of range for FL (Flow Label): 0 to 1048575 "
+        "(0xfffff)"},
        {"an IPv4 rule to an IPv6 next hop", "vrf default ipv4 *;*;IP:=6; redirect 2001:db8::1", 38,
         "an ipv4 rule cannot redirect to the ipv6 next hop 2001:db8::1"},
-       {"an IPv6 rule to an IPv4 next hop", "vrf default ipv6 *;*;IP:=6; redirect 192.0.2.1 copy", 38,
-        "an ipv6 rule cannot redirect to the ipv4 next hop 192.0.2.1"},
+       {"an IPv6 rule to an IPv4 next hop", "vrf default ipv6 *;*;IP:=6; redirect 192.0.2.1 copy",
+        38, "an ipv6 rule cannot redirect to the ipv4 next hop 192.0.2.1"},
        {"a prefix of the other family", "vrf default ipv6 10.0.0.0/8;*; drop", 18,
         "rule key: the destination prefix '10.0.0.0/8' is not ipv6"},
-       {"tabs count as one byte", "vrf\tdefault\tipv4\t*;*;IP:=6;\tdrop\tdrop", 34, "'drop' is given twice"},
+       {"tabs count as one byte", "vrf\tdefault\tipv4\t*;*;IP:=6;\tdrop\tdrop", 34,
+        "'drop' is given twice"},
    };
    for (Case const& c : cases) {
       SCOPED_TRACE(c.description);
@@ -199,7 +203,8 @@ TEST(RuleFile, TheWorkPerLineDoesNotGrowWithTheVrfsRead) {
    auto allocationsFor = [](unsigned vrfs) {
       std::string text;
       for (unsigned i = 0; i < vrfs; ++i)
-         text += "vrf v" + std::to_string(i) + " ipv4 *;*;IP:=" + std::to_string(i % 256) + "; drop\n";
+         text +=
+             "vrf v" + std::to_string(i) + " ipv4 *;*;IP:=" + std::to_string(i % 256) + "; drop\n";
       text += "vrf nothing ipv4 *;*; bogus\n"; // a refused line too
       std::size_t const before = allocations;
       RuleFile const f = readRuleFile(text, "f");
@@ -213,9 +218,10 @@ TEST(RuleFile, TheWorkPerLineDoesNotGrowWithTheVrfsRead) {
 }
 
 TEST(RuleFile, LinesLongerThanTheLimitAreRefusedWithoutBeingHeld) {
-   std::string const tooLong = "vrf default ipv4 *;*;IP:=6; drop" + std::string(FlowspecTool::maxLineBytes, ' ');
-   std::string const longest = "vrf default ipv4 *;*;IP:=7; drop" +
-                               std::string(FlowspecTool::maxLineBytes - 32, ' ');
+   std::string const tooLong =
+       "vrf default ipv4 *;*;IP:=6; drop" + std::string(FlowspecTool::maxLineBytes, ' ');
+   std::string const longest =
+       "vrf default ipv4 *;*;IP:=7; drop" + std::string(FlowspecTool::maxLineBytes - 32, ' ');
    ASSERT_EQ(longest.size(), FlowspecTool::maxLineBytes);
    RuleFile const f = readRuleFile(tooLong + "\n" + longest + "\nvrf 0 ipv4 *;*; drop", "f");
    std::vector<Refusal> const refusals = {{1, 65537, "the line is longer than 65536 bytes"}};

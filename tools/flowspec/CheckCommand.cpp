@@ -110,10 +110,8 @@ namespace {
 // not padded; a row may carry notes printed under it from the second
 // column on.
 class Table {
-public:
-   explicit Table(std::vector<std::string> header) {
-      rows_.push_back({std::move(header), {}});
-   }
+ public:
+   explicit Table(std::vector<std::string> header) { rows_.push_back({std::move(header), {}}); }
    void add(std::vector<std::string> cells, std::vector<std::string> notes) {
       rows_.push_back({std::move(cells), std::move(notes)});
    }
@@ -143,7 +141,7 @@ public:
       }
    }
 
-private:
+ private:
    struct Row {
       std::vector<std::string> cells;
       std::vector<std::string> notes;
@@ -165,14 +163,12 @@ void printText(CheckModel const& m, CheckOptions const& options, std::ostream& o
          if (options.verbose) {
             notes.push_back("match: " + r->matchText);
             if (r->status && !r->infeasible) {
-               notes.push_back(
-                   "version " + r->status->version +
-                   (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
+               notes.push_back("version " + r->status->version +
+                               (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
             }
          }
          table.add({std::to_string(r->line), m.vrfText(r->vrfId), r->family, r->rule,
-                    r->actionsText, r->verdictText(),
-                    r->status ? r->status->text : "-"},
+                    r->actionsText, r->verdictText(), r->status ? r->status->text : "-"},
                    notes);
       }
       table.print(out);
@@ -392,8 +388,8 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
 
 } // namespace
 
-int checkStream(std::istream& in, std::string const& shownName,
-                CheckOptions const& options, std::ostream& out, std::ostream& err) {
+int checkStream(std::istream& in, std::string const& shownName, CheckOptions const& options,
+                std::ostream& out, std::ostream& err) {
    std::optional<CheckModel> model = runCheck(in, shownName, options, err);
    if (!model) {
       err << "flowspec check: cannot read " << shownName << '\n';
@@ -407,8 +403,8 @@ int checkStream(std::istream& in, std::string const& shownName,
    return model->exitStatus();
 }
 
-int checkFile(std::string const& path, std::string const& shownName,
-              CheckOptions const& options, std::ostream& out, std::ostream& err) {
+int checkFile(std::string const& path, std::string const& shownName, CheckOptions const& options,
+              std::ostream& out, std::ostream& err) {
    if (path == "-") return checkStream(std::cin, "-", options, out, err);
    std::error_code ec;
    if (std::filesystem::is_directory(path, ec)) {
@@ -417,8 +413,7 @@ int checkFile(std::string const& path, std::string const& shownName,
    }
    std::ifstream in(path, std::ios::binary);
    if (!in) {
-      err << "flowspec check: cannot read " << path << ": " << std::strerror(errno)
-          << '\n';
+      err << "flowspec check: cannot read " << path << ": " << std::strerror(errno) << '\n';
       return exitUsage;
    }
    return checkStream(in, shownName, options, out, err);
@@ -440,14 +435,12 @@ int checkCommand(Args const& args, std::ostream& out, std::ostream& err) {
          std::optional<RuleOrder> order =
              i + 1 < args.size() ? ruleOrderFromText(args[i + 1]) : std::nullopt;
          if (!order) {
-            return usageError("check", checkUsage,
-                              "--sort takes file, key or precedence", err);
+            return usageError("check", checkUsage, "--sort takes file, key or precedence", err);
          }
          options.sort = *order;
          ++i;
       } else if (a.size() > 1 && a[0] == '-') {
-         return usageError("check", checkUsage,
-                           "unknown option '" + std::string(a) + "'", err);
+         return usageError("check", checkUsage, "unknown option '" + std::string(a) + "'", err);
       } else if (haveFile) {
          return usageError("check", checkUsage, "one rule file at a time", err);
       } else {
@@ -456,8 +449,7 @@ int checkCommand(Args const& args, std::ostream& out, std::ostream& err) {
       }
    }
    if (!haveFile)
-      return usageError("check", checkUsage, "which rule file? (- for standard input)",
-                        err);
+      return usageError("check", checkUsage, "which rule file? (- for standard input)", err);
    return checkFile(std::string(file), std::string(file), options, out, err);
 }
 

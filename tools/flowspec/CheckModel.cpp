@@ -38,8 +38,7 @@ constexpr Protocol protocols[] = {
     {89, "ospf"}, {103, "pim"}, {112, "vrrp"}, {132, "sctp"},
 };
 
-std::string rangeText(std::uint64_t lo, std::uint64_t hi,
-                      std::string (*name)(std::uint64_t)) {
+std::string rangeText(std::uint64_t lo, std::uint64_t hi, std::string (*name)(std::uint64_t)) {
    return lo == hi ? name(lo) : name(lo) + "-" + name(hi);
 }
 
@@ -48,8 +47,7 @@ std::string number(std::uint64_t n) {
 }
 
 // "80, 443, 1000-2000": the ranges of a numeric component, ascending.
-std::vector<std::pair<std::uint64_t, std::uint64_t>>
-rangesOf(Flowspec::MatchComponent const& c) {
+std::vector<std::pair<std::uint64_t, std::uint64_t>> rangesOf(Flowspec::MatchComponent const& c) {
    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
    for (auto i = c.numericalRangeIteratorConst(); i; ++i)
       ranges.emplace_back(i.key().rangeMin(), i.key().rangeMax());
@@ -57,9 +55,8 @@ rangesOf(Flowspec::MatchComponent const& c) {
    return ranges;
 }
 
-std::string
-rangesText(std::vector<std::pair<std::uint64_t, std::uint64_t>> const& ranges,
-           std::string (*name)(std::uint64_t)) {
+std::string rangesText(std::vector<std::pair<std::uint64_t, std::uint64_t>> const& ranges,
+                       std::string (*name)(std::uint64_t)) {
    std::string text;
    for (auto const& [lo, hi] : ranges)
       text += (text.empty() ? "" : ", ") + rangeText(lo, hi, name);
@@ -72,8 +69,8 @@ std::string maskText(Mask const& m) {
    std::string bits;
    for (std::uint32_t b = 0; b <= Mask::lastBit; ++b) {
       if (!(m.mask() >> b & 1U)) continue;
-      bits += std::string(bits.empty() ? "" : ", ") +
-              (m.val() >> b & 1U ? "" : "not ") + Mask::bitTable[b].cliName;
+      bits += std::string(bits.empty() ? "" : ", ") + (m.val() >> b & 1U ? "" : "not ") +
+              Mask::bitTable[b].cliName;
    }
    return (m.matchAll() ? "all of " : "any of ") + bits;
 }
@@ -102,8 +99,7 @@ std::string matchText(Flowspec::RuleConfig const& rule) {
       } else if (c.compType() == T::fragment) {
          value = masksText<Flowspec::IpBitMask>(c.ipBitMaskIteratorConst());
       } else {
-         value = rangesText(rangesOf(c),
-                            c.compType() == T::ipProto ? protocolName : number);
+         value = rangesText(rangesOf(c), c.compType() == T::ipProto ? protocolName : number);
       }
       text += (text.empty() ? "" : "; ") + label(c.compType()) + " " + value;
    }
@@ -122,23 +118,19 @@ std::string infeasibleReason(Flowspec::RuleConfig const& rule, MatchCompType bla
    std::string const what = label(blame);
    if (componentMatchingNothing(rule) == blame) return what + " accepts no value";
    bool const icmp = rule.matchSetHas(T::icmpType) || rule.matchSetHas(T::icmpCode);
-   bool const port = rule.matchSetHas(T::port) || rule.matchSetHas(T::destPort) ||
-                     rule.matchSetHas(T::srcPort);
+   bool const port =
+       rule.matchSetHas(T::port) || rule.matchSetHas(T::destPort) || rule.matchSetHas(T::srcPort);
    std::string const allowed = ", and the IP protocols are " + protocolsText(rule);
    switch (blame) {
    case T::tcpFlags:
-      return icmp ? what + " and ICMP exclude each other"
-                  : what + " need tcp" + allowed;
+      return icmp ? what + " and ICMP exclude each other" : what + " need tcp" + allowed;
    case T::icmpType:
    case T::icmpCode:
-      if (port || rule.matchSetHas(T::tcpFlags))
-         return what + " excludes ports and TCP flags";
-      return what + " needs " +
-             (rule.key().addressFamily() == Ipkit::ipv6 ? "ipv6-icmp" : "icmp") +
+      if (port || rule.matchSetHas(T::tcpFlags)) return what + " excludes ports and TCP flags";
+      return what + " needs " + (rule.key().addressFamily() == Ipkit::ipv6 ? "ipv6-icmp" : "icmp") +
              allowed;
    default:
-      return icmp ? what + " and ICMP exclude each other"
-                  : what + " needs tcp or udp" + allowed;
+      return icmp ? what + " and ICMP exclude each other" : what + " needs tcp or udp" + allowed;
    }
 }
 
@@ -146,8 +138,7 @@ std::string infeasibleReason(Flowspec::RuleConfig const& rule, MatchCompType bla
 // keeps about 7 digits (1000G is held as 999999995904): a multiple of a unit
 // that close is shown as that multiple.
 std::string rateText(std::uint64_t rate) {
-   for (auto [unit, suffix] :
-        {std::pair{1000000000ULL, "G"}, {1000000ULL, "M"}, {1000ULL, "k"}}) {
+   for (auto [unit, suffix] : {std::pair{1000000000ULL, "G"}, {1000000ULL, "M"}, {1000ULL, "k"}}) {
       std::uint64_t const units = (rate + unit / 2) / unit;
       std::uint64_t const near = units * unit;
       std::uint64_t const off = near > rate ? near - rate : rate - near;
@@ -184,8 +175,7 @@ RuleActions actionsOf(RuleLine const& line) {
 // Configures one rule: its match set and actions, then feasibility and
 // sanitising. Raises what matchSetFromKey raises, before changing anything.
 void configure(Flowspec::Config& config, RuleLine const& line) {
-   std::vector<Flowspec::MatchComponent> const matchSet =
-       Flowspec::matchSetFromKey(line.key);
+   std::vector<Flowspec::MatchComponent> const matchSet = Flowspec::matchSetFromKey(line.key);
    Vex::Ptr<Flowspec::VrfRuleConfig> vrf = config.vrfRuleConfigIs(line.vrfId);
    Vex::Ptr<Flowspec::RuleConfig> rule = vrf->ruleIs(line.key);
    rule->ruleIdIs(line.line);
@@ -303,10 +293,8 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
    for (RuleLine const& line : lines) {
       Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(line.vrfId);
       Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(line.key);
-      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible =
-          vrf->infeasibleRule(line.key);
-      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus =
-          status.vrfRuleStatus(line.vrfId);
+      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible = vrf->infeasibleRule(line.key);
+      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus = status.vrfRuleStatus(line.vrfId);
       Vex::Ptr<Flowspec::RuleStatus const> ruleStatus =
           vrfStatus ? vrfStatus->ruleStatus(line.key) : nullptr;
 
@@ -333,13 +321,11 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
          s.reason = ruleStatus->errorReason().str();
          s.version = ruleStatus->version().toStrep().str();
          s.programmed = ruleStatus->isProgrammed();
-         if (!infeasible && s.status != HwRuleProgrammingStatus::programmed)
-            r.problem = s.reason;
+         if (!infeasible && s.status != HwRuleProgrammingStatus::programmed) r.problem = s.reason;
          ++tally[static_cast<std::size_t>(s.status)];
          r.status = std::move(s);
       }
-      if (counter.snapshotHas(line.key))
-         r.packets = counter.snapshot(line.key).counter();
+      if (counter.snapshotHas(line.key)) r.packets = counter.snapshot(line.key).counter();
 
       // The actions as a line would give them, canonically.
       std::string& a = r.actionsText;
@@ -364,8 +350,7 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
 
       VrfSummary& v = summaries[line.vrfId];
       v.id = line.vrfId;
-      if (auto named = vrfNames.find(line.vrfId); named != vrfNames.end())
-         v.name = named->second;
+      if (auto named = vrfNames.find(line.vrfId); named != vrfNames.end()) v.name = named->second;
       ++v.rules;
       if (infeasible) ++v.infeasible;
       rules.push_back(std::move(r));
@@ -392,23 +377,19 @@ std::vector<CheckedRule const*> CheckModel::ordered(RuleOrder order) const {
    for (CheckedRule const& r : rules)
       out.push_back(&r);
    if (order == RuleOrder::key) {
-      std::stable_sort(
-          out.begin(), out.end(),
-          [](CheckedRule const* a, CheckedRule const* b) { return a->key < b->key; });
-   } else if (order == RuleOrder::precedence) {
       std::stable_sort(out.begin(), out.end(),
-                       [](CheckedRule const* a, CheckedRule const* b) {
-                          return a->vrfId != b->vrfId ? a->vrfId < b->vrfId
-                                                      : a->precedence < b->precedence;
-                       });
+                       [](CheckedRule const* a, CheckedRule const* b) { return a->key < b->key; });
+   } else if (order == RuleOrder::precedence) {
+      std::stable_sort(out.begin(), out.end(), [](CheckedRule const* a, CheckedRule const* b) {
+         return a->vrfId != b->vrfId ? a->vrfId < b->vrfId : a->precedence < b->precedence;
+      });
    }
    return out;
 }
 
 std::string const* CheckModel::vrfName(Vrf::VrfIdMap::VrfId id) const {
-   auto v = std::lower_bound(
-       vrfs.begin(), vrfs.end(), id,
-       [](VrfSummary const& s, Vrf::VrfIdMap::VrfId i) { return s.id < i; });
+   auto v = std::lower_bound(vrfs.begin(), vrfs.end(), id,
+                             [](VrfSummary const& s, Vrf::VrfIdMap::VrfId i) { return s.id < i; });
    if (v == vrfs.end() || v->id != id || v->name.empty()) return nullptr;
    return &v->name;
 }
@@ -426,9 +407,8 @@ std::size_t CheckModel::tallyTotal() const {
 }
 
 std::size_t CheckModel::infeasibleRules() const {
-   return static_cast<std::size_t>(
-       std::count_if(rules.begin(), rules.end(),
-                     [](CheckedRule const& r) { return r.infeasible.has_value(); }));
+   return static_cast<std::size_t>(std::count_if(
+       rules.begin(), rules.end(), [](CheckedRule const& r) { return r.infeasible.has_value(); }));
 }
 
 std::size_t CheckModel::notProgrammedRules() const {

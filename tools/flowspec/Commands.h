@@ -55,15 +55,15 @@ struct CheckOptions;
 /// Checks the rule file at `path` ("-": standard input), calling it
 /// `shownName` in what it prints. What check FILE does once its arguments
 /// are read.
-int checkFile(std::string const& path, std::string const& shownName,
-              CheckOptions const& options, std::ostream& out, std::ostream& err);
+int checkFile(std::string const& path, std::string const& shownName, CheckOptions const& options,
+              std::ostream& out, std::ostream& err);
 
 /// The part of the help texts that describes a rule key's command-line form.
 std::string keyGrammarHelp();
 
 /// Writes "flowspec <command>: <problem>", the command's usage line and a
 /// pointer to its help to `err`, and returns exitUsage.
-int usageError(std::string_view command, std::string_view usage,
-               std::string const& problem, std::ostream& err);
+int usageError(std::string_view command, std::string_view usage, std::string const& problem,
+               std::ostream& err);
 
 } // namespace FlowspecTool

@@ -25,19 +25,19 @@ static constexpr std::array<char const*, 10> callbackNames = {
     "onTrafficRedirect",  "onTrafficMarkingDscp"};
 
 class HwAgent::ConfigObserver : public Flowspec::Config::NotifieeConst {
-public:
+ public:
    explicit ConfigObserver(HwAgent& agent) : agent_(agent) {}
    void onVrfRuleConfig(VrfId vrfId) override {
       ++agent_.heard_["onVrfRuleConfig"];
       agent_.vrfSeen(vrfId);
    }
 
-private:
+ private:
    HwAgent& agent_;
 };
 
 class HwAgent::VrfObserver : public Flowspec::VrfRuleConfig::NotifieeConst {
-public:
+ public:
    VrfObserver(HwAgent& agent, VrfId vrfId) : agent_(agent), vrfId_(vrfId) {}
    void onRule(FlowspecKey const& key) override {
       ++agent_.heard_["onRule"];
@@ -48,13 +48,13 @@ public:
       agent_.changed(vrfId_, key);
    }
 
-private:
+ private:
    HwAgent& agent_;
    VrfId vrfId_;
 };
 
 class HwAgent::RuleObserver : public Flowspec::RuleConfig::NotifieeConst {
-public:
+ public:
    RuleObserver(HwAgent& agent, VrfId vrfId, FlowspecKey const& key)
        : agent_(agent), vrfId_(vrfId), key_(key) {}
    void onRuleId() override { heard("onRuleId"); }
@@ -65,7 +65,7 @@ public:
    void onTrafficRedirect() override { heard("onTrafficRedirect"); }
    void onTrafficMarkingDscp() override { heard("onTrafficMarkingDscp"); }
 
-private:
+ private:
    void heard(char const* callback) {
       ++agent_.heard_[callback];
       agent_.changed(vrfId_, key_);
@@ -76,8 +76,8 @@ private:
    FlowspecKey key_;
 };
 
-HwAgent::HwAgent(Vex::Ptr<Flowspec::Config const> const& config,
-                 Vex::Ptr<Flowspec::Status> status, Vex::Ptr<Flowspec::Counter> counter)
+HwAgent::HwAgent(Vex::Ptr<Flowspec::Config const> const& config, Vex::Ptr<Flowspec::Status> status,
+                 Vex::Ptr<Flowspec::Counter> counter)
     : config_(config), status_(std::move(status)), counter_(std::move(counter)),
       configObserver_(std::make_unique<ConfigObserver>(*this)) {
    configObserver_->notifierIs(config_);
@@ -160,15 +160,13 @@ void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
       counter_->snapshotDel(key);
       return;
    }
-   Vex::Ptr<Flowspec::RuleStatus> ruleStatus =
-       status_->vrfRuleStatusIs(vrfId)->ruleStatusIs(key);
+   Vex::Ptr<Flowspec::RuleStatus> ruleStatus = status_->vrfRuleStatusIs(vrfId)->ruleStatusIs(key);
    if (auto infeasible = vrf->infeasibleRule(key)) {
       // Nothing of an infeasible rule reaches the hardware.
       ruleStatus->statusCodeIs(HwRuleProgrammingStatus::unprocessed);
-      ruleStatus->errorReasonIs("infeasible: " +
-                                Flowspec::FlowspecUtil()
-                                    .compTypeToDetailLabel(infeasible->matchCompType())
-                                    .str());
+      ruleStatus->errorReasonIs(
+          "infeasible: " +
+          Flowspec::FlowspecUtil().compTypeToDetailLabel(infeasible->matchCompType()).str());
       counter_->snapshotDel(key);
       return;
    }
@@ -212,7 +210,8 @@ std::vector<HwAgent::Capability> const& HwAgent::capabilities() {
         [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
            for (auto i = rule.matchSetIteratorConst(); i; ++i) {
               Flowspec::MatchComponent const& c = i.value();
-              std::size_t const values = c.numericalRangeSize() + c.tcpBitMaskSize() + c.ipBitMaskSize();
+              std::size_t const values =
+                  c.numericalRangeSize() + c.tcpBitMaskSize() + c.ipBitMaskSize();
               if (values > maxValuesPerComponent) {
                  return label(c.compType()) + ": " + std::to_string(values) +
                         " values, the TCAM profile holds at most " +
@@ -228,16 +227,17 @@ std::vector<HwAgent::Capability> const& HwAgent::capabilities() {
            for (auto r = c.numericalRangeIteratorConst(); r; ++r) {
               Flowspec::NumericalRange const& range = r.key();
               if (range.isValid() && range.rangeMax() - range.rangeMin() >= maxPacketLengthSpan) {
-                 return label(MatchCompType::packetLength) + ": the range " + range.toStrep().str() +
-                        " is wider than the " + std::to_string(maxPacketLengthSpan) +
-                        " lengths a range checker covers";
+                 return label(MatchCompType::packetLength) + ": the range " +
+                        range.toStrep().str() + " is wider than the " +
+                        std::to_string(maxPacketLengthSpan) + " lengths a range checker covers";
               }
            }
            return "";
         }},
        {"a redirect of a copy to a next-hop address", HwRuleProgrammingStatus::unsupportedAction,
         [](HwAgent const&, Flowspec::RuleConfig const& rule) -> std::string {
-           bool const applies = rule.actionFieldSet().trafficRedirect() && rule.trafficRedirect().copy() &&
+           bool const applies = rule.actionFieldSet().trafficRedirect() &&
+                                rule.trafficRedirect().copy() &&
                                 !rule.trafficRedirect().addr().isUnspecified();
            return applies ? "the hardware cannot redirect a copy to a next hop" : "";
         }},

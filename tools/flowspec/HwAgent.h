@@ -34,7 +34,7 @@
 namespace FlowspecTool {
 
 class HwAgent {
-public:
+ public:
    /// At most this many ranges (or bit masks) in one match component.
    static constexpr std::size_t maxValuesPerComponent = 4;
    /// A packet-length range covers at most this many lengths.
@@ -57,8 +57,8 @@ public:
 
    /// Observes `config` from now on, and publishes the hardware's
    /// capabilities in `status` (flowspecSupported, unsupportedQual).
-   HwAgent(Vex::Ptr<Flowspec::Config const> const& config,
-           Vex::Ptr<Flowspec::Status> status, Vex::Ptr<Flowspec::Counter> counter);
+   HwAgent(Vex::Ptr<Flowspec::Config const> const& config, Vex::Ptr<Flowspec::Status> status,
+           Vex::Ptr<Flowspec::Counter> counter);
    ~HwAgent();
    HwAgent(HwAgent const&) = delete;
    HwAgent& operator=(HwAgent const&) = delete;
@@ -78,7 +78,7 @@ public:
    /// The callbacks the agent heard, by name, in a fixed order.
    std::vector<std::pair<std::string, unsigned>> heard() const;
 
-private:
+ private:
    class ConfigObserver;
    class VrfObserver;
    class RuleObserver;
@@ -98,8 +98,7 @@ private:
    Vex::Ptr<Flowspec::Counter> counter_;
    std::unique_ptr<ConfigObserver> configObserver_;
    std::map<Vrf::VrfIdMap::VrfId, std::unique_ptr<VrfObserver>> vrfObservers_;
-   std::map<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>,
-            std::unique_ptr<RuleObserver>>
+   std::map<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>, std::unique_ptr<RuleObserver>>
        ruleObservers_;
    std::set<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirty_;
    std::map<std::string, unsigned> heard_;

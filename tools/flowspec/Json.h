@@ -25,7 +25,7 @@ namespace FlowspecTool {
 std::string jsonString(std::string_view text);
 
 class JsonWriter {
-public:
+ public:
    explicit JsonWriter(std::ostream& out) : out_(out) {}
 
    void beginObject() { open('{'); }
@@ -45,7 +45,7 @@ public:
    /// Ends the document with a newline.
    void end() { out_ << '\n'; }
 
-private:
+ private:
    void open(char bracket);
    void close(char bracket);
    // Before a value: a separator and indentation inside an array; nothing

@@ -38,30 +38,32 @@ and SOURCE are prefixes (10.1.0.0/16, 2001:db8::/32) or * for any address,
 and each COMPONENT is LABEL:VALUES. The components come in this order, each
 at most once:
 )";
-   for (auto t = std::uint32_t(Flowspec::MatchCompType::ipProto); t < Flowspec::numComponentTypes; ++t) {
+   for (auto t = std::uint32_t(Flowspec::MatchCompType::ipProto); t < Flowspec::numComponentTypes;
+        ++t) {
       auto const kind = Flowspec::MatchCompType(t);
       std::string const label = util.compTypeToLabel(kind).str();
       std::string const detail = util.compTypeToDetailLabel(kind).str();
-      std::uint32_t const max = Flowspec::isBitfieldType(kind)
-                                    ? (kind == Flowspec::MatchCompType::tcpFlags
-                                           ? Flowspec::TcpBitMask::maskForAllBits
-                                           : Flowspec::IpBitMask::maskForAllBits)
-                                    : Flowspec::NumericalRange::matchCompTypeMax(kind);
+      std::uint32_t const max =
+          Flowspec::isBitfieldType(kind)
+              ? (kind == Flowspec::MatchCompType::tcpFlags ? Flowspec::TcpBitMask::maskForAllBits
+                                                           : Flowspec::IpBitMask::maskForAllBits)
+              : Flowspec::NumericalRange::matchCompTypeMax(kind);
       char row[96];
       std::snprintf(row, sizeof row, "  %-5s %-16s %s 0 to %u%s\n", label.c_str(), detail.c_str(),
                     Flowspec::isBitfieldType(kind) ? "bit mask" : "number  ", max,
                     kind == Flowspec::MatchCompType::flowLabel ? " (IPv6 only)" : "");
       text += row;
    }
-   return text + wrapped("Numeric components compare with <, > and = (in that order, together as in >=) "
-                         "and join the comparisons with & (and) or | (or): DP:>=1000&<=2000|=80. A "
-                         "number needs an operator. TCP flags and fragments are bit masks: =MASK wants "
-                         "all bits of MASK set, a bare MASK any of them, ! negates: TCP:=2&!=16 is SYN "
-                         "without ACK. TCP bits: " +
-                             bitList(Flowspec::TcpBitMask::bitTable) + "; fragment bits: " +
-                             bitList(Flowspec::IpBitMask::bitTable) +
-                             ". Numbers are decimal (without leading zeros) or hexadecimal (0x12).",
-                         0);
+   return text +
+          wrapped("Numeric components compare with <, > and = (in that order, together as in >=) "
+                  "and join the comparisons with & (and) or | (or): DP:>=1000&<=2000|=80. A "
+                  "number needs an operator. TCP flags and fragments are bit masks: =MASK wants "
+                  "all bits of MASK set, a bare MASK any of them, ! negates: TCP:=2&!=16 is SYN "
+                  "without ACK. TCP bits: " +
+                      bitList(Flowspec::TcpBitMask::bitTable) +
+                      "; fragment bits: " + bitList(Flowspec::IpBitMask::bitTable) +
+                      ". Numbers are decimal (without leading zeros) or hexadecimal (0x12).",
+                  0);
 }
 
 std::string keyHelp() {
@@ -102,8 +104,7 @@ std::string hex32(std::uint32_t v) {
 }
 
 void line(std::ostream& out, std::string_view label, std::string_view value) {
-   out << label << std::string(label.size() < 15 ? 15 - label.size() : 1, ' ') << value
-       << '\n';
+   out << label << std::string(label.size() < 15 ? 15 - label.size() : 1, ' ') << value << '\n';
 }
 
 void printKey(Flowspec::FlowspecKey const& key, std::ostream& out) {
@@ -117,14 +118,14 @@ void printKey(Flowspec::FlowspecKey const& key, std::ostream& out) {
    line(out, "pairs", std::to_string(key.matchOpVals()));
    for (auto i = key.matchOpValIteratorConst(); i; ++i) {
       std::string index = std::to_string(i.key().value());
-      out << "  " << std::string(index.size() < 4 ? 4 - index.size() : 0, ' ') << index
-          << "  " << hex32(i.value().storage()) << "  " << i.value().toStrep() << '\n';
+      out << "  " << std::string(index.size() < 4 ? 4 - index.size() : 0, ' ') << index << "  "
+          << hex32(i.value().storage()) << "  " << i.value().toStrep() << '\n';
    }
 
    out << "walk\n";
    Flowspec::MatchOpValResult const end;
-   for (Flowspec::MatchOpValResult r = key.getOptVal(Flowspec::MatchOpValIndex(0));
-        !(r == end); r = key.getOptVal(r.nextIndex())) {
+   for (Flowspec::MatchOpValResult r = key.getOptVal(Flowspec::MatchOpValIndex(0)); !(r == end);
+        r = key.getOptVal(r.nextIndex())) {
       out << "  " << r.toStrep() << '\n';
    }
 
@@ -164,8 +165,7 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
                af = *known;
             } else {
                return usageError("key", keyUsage,
-                                 "the address family is ipv4 or ipv6, not '" +
-                                     std::string(v) + "'",
+                                 "the address family is ipv4 or ipv6, not '" + std::string(v) + "'",
                                  err);
             }
             continue;
@@ -185,11 +185,10 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
          }
          vrfId = static_cast<Vrf::VrfIdMap::VrfId>(id);
       } else if (a.size() > 1 && a[0] == '-') {
-         return usageError("key", keyUsage, "unknown option '" + std::string(a) + "'",
-                           err);
+         return usageError("key", keyUsage, "unknown option '" + std::string(a) + "'", err);
       } else if (haveText) {
-         return usageError("key", keyUsage,
-                           "one key at a time; quote a key that holds blanks", err);
+         return usageError("key", keyUsage, "one key at a time; quote a key that holds blanks",
+                           err);
       } else {
          text = a;
          haveText = true;
@@ -202,8 +201,8 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
       // The text, and a caret under the column at fault.
       std::size_t const column = parsed.error().column;
       err << "flowspec key: column " << column << ": " << parsed.error().message << "\n  "
-          << printable(text) << "\n  " << std::string(printable(text.substr(0, column - 1)).size(), ' ')
-          << "^\n";
+          << printable(text) << "\n  "
+          << std::string(printable(text.substr(0, column - 1)).size(), ' ') << "^\n";
       return exitRefused;
    }
    Flowspec::FlowspecKey& key = parsed.key();

@@ -54,11 +54,10 @@ std::string manPage() {
    for (Section const& s : sections) {
       page += std::string(".SH \"") + s.title + "\"\n" + verbatim(s.help());
    }
-   page +=
-       ".SH \"SEE ALSO\"\n"
-       "RFC 8955, RFC 8956; the README of libFlowspecStatedbTypes; the JSON Schema of\n"
-       ".B flowspec check \\-\\-json\n"
-       "installed as share/flowspec/flowspec\\-check.schema.json.\n";
+   page += ".SH \"SEE ALSO\"\n"
+           "RFC 8955, RFC 8956; the README of libFlowspecStatedbTypes; the JSON Schema of\n"
+           ".B flowspec check \\-\\-json\n"
+           "installed as share/flowspec/flowspec\\-check.schema.json.\n";
    return page;
 }
 

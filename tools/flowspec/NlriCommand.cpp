@@ -14,9 +14,8 @@ namespace FlowspecTool {
 
 namespace {
 
-constexpr std::string_view nlriUsage =
-    "flowspec nlri decode ipv4|ipv6 HEX [--json]\n"
-    "       flowspec nlri encode ipv4|ipv6 KEY [--json]";
+constexpr std::string_view nlriUsage = "flowspec nlri decode ipv4|ipv6 HEX [--json]\n"
+                                       "       flowspec nlri encode ipv4|ipv6 KEY [--json]";
 
 // `text` with every byte outside printable ASCII written as \xNN.
 std::string printable(std::string_view text) {
@@ -81,8 +80,7 @@ void jsonComponents(JsonWriter& j, Flowspec::FlowspecKey const& key) {
    };
    j.key("components");
    j.beginArray();
-   for (auto [type, prefix] :
-        {std::pair{1u, &key.destPrefix()}, {2u, &key.srcPrefix()}}) {
+   for (auto [type, prefix] : {std::pair{1u, &key.destPrefix()}, {2u, &key.srcPrefix()}}) {
       if (prefix->isEmpty()) continue;
       openComponent(type);
       j.key("prefix");
@@ -125,12 +123,11 @@ void jsonComponents(JsonWriter& j, Flowspec::FlowspecKey const& key) {
    j.endArray();
 }
 
-int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view text,
-           bool json, std::ostream& out, std::ostream& err) {
+int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view text, bool json,
+           std::ostream& out, std::ostream& err) {
    auto bytes = parseHex(text);
    if (!bytes) {
-      return usage("HEX is an even number of hexadecimal digits, not '" +
-                       printable(text) + "'",
+      return usage("HEX is an even number of hexadecimal digits, not '" + printable(text) + "'",
                    err);
    }
    std::vector<std::pair<std::size_t, std::size_t>> spans; // each NLRI's bytes
@@ -161,8 +158,7 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
          j.key("offset");
          j.value(std::uint64_t(spans[i].first));
          j.key("nlri");
-         j.value(hex(std::span(*bytes).subspan(spans[i].first,
-                                               spans[i].second - spans[i].first)));
+         j.value(hex(std::span(*bytes).subspan(spans[i].first, spans[i].second - spans[i].first)));
          jsonComponents(j, keys[i]);
          j.endObject();
       }
@@ -192,8 +188,8 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
    return exitOk;
 }
 
-int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view text,
-           bool json, std::ostream& out, std::ostream& err) {
+int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view text, bool json,
+           std::ostream& out, std::ostream& err) {
    // The library's own reader of the command-line form, as on every branch
    // of the tool; it says only whether it read the text.
    Flowspec::FlowspecKey key;
@@ -282,8 +278,7 @@ int nlriCommand(Args const& args, std::ostream& out, std::ostream& err) {
    } else if (family == "ipv6") {
       af = Ipkit::ipv6;
    } else {
-      return usage(
-          "the address family is ipv4 or ipv6, not '" + printable(family) + "'", err);
+      return usage("the address family is ipv4 or ipv6, not '" + printable(family) + "'", err);
    }
    if (words.size() != 3) {
       return usage(words.size() < 3 ? (what == "decode" ? "which NLRI?" : "which key?")

@@ -93,8 +93,8 @@ struct RuleReader::LineState {
 };
 
 std::string Refusal::text(std::string_view fileName) const {
-   return std::string(fileName) + ":" + std::to_string(line) + ":" +
-          std::to_string(column) + ": " + message;
+   return std::string(fileName) + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " +
+          message;
 }
 
 RuleReader::Outcome RuleReader::line(std::string_view text, unsigned number) {
@@ -122,14 +122,12 @@ RuleReader::Outcome RuleReader::line(std::string_view text, unsigned number) {
       return Refusal{number, static_cast<unsigned>(e.column + 1), printable(e.what)};
    } catch (std::exception const& e) {
       // A value type refused a value: its message says which and why.
-      std::size_t const column =
-          state.current.empty() ? 0 : state.columnOf(state.current);
+      std::size_t const column = state.current.empty() ? 0 : state.columnOf(state.current);
       return Refusal{number, static_cast<unsigned>(column + 1), printable(e.what())};
    }
 }
 
-RuleReader::Outcome RuleReader::read(std::string_view text, unsigned number,
-                                     LineState& words) {
+RuleReader::Outcome RuleReader::read(std::string_view text, unsigned number, LineState& words) {
    for (std::size_t i = 0; i < text.size(); ++i) {
       auto u = static_cast<unsigned char>(text[i]);
       if ((u < 0x20 && text[i] != '\t') || u == 0x7f) {
@@ -149,12 +147,9 @@ RuleReader::Outcome RuleReader::read(std::string_view text, unsigned number,
    r.vrfId = vrf(*vrfWord, words);
 
    auto familyWord = words.take();
-   if (!familyWord)
-      words.fail("the VRF needs an address family after it, ipv4 or ipv6", true);
-   std::optional<Ipkit::AddressFamily> const af =
-       Ipkit::addressFamilyFromText(*familyWord);
-   if (!af)
-      words.fail("the address family is ipv4 or ipv6, not " + quoted(*familyWord));
+   if (!familyWord) words.fail("the VRF needs an address family after it, ipv4 or ipv6", true);
+   std::optional<Ipkit::AddressFamily> const af = Ipkit::addressFamilyFromText(*familyWord);
+   if (!af) words.fail("the address family is ipv4 or ipv6, not " + quoted(*familyWord));
 
    auto keyWord = words.take();
    if (!keyWord) words.fail("the address family needs a rule key after it", true);
@@ -167,9 +162,7 @@ RuleReader::Outcome RuleReader::read(std::string_view text, unsigned number,
    r.key.vrfIdIs(r.vrfId);
 
    if (words.empty()) {
-      words.fail(
-          "no action: give drop, permit, rate, redirect, dscp, sample or continue",
-          true);
+      words.fail("no action: give drop, permit, rate, redirect, dscp, sample or continue", true);
    }
    while (auto word = words.take())
       action(*word, words, r);
@@ -193,8 +186,8 @@ Vrf::VrfIdMap::VrfId RuleReader::vrf(std::string_view word, LineState& state) {
          if (i == vrfId) name = &n;
       }
       if (name && vrfId != Vrf::VrfIdMap::defaultVrfId) {
-         state.fail("VRF id " + std::string(word) + " is already the id of VRF " +
-                    *name + "; name it or number it, not both");
+         state.fail("VRF id " + std::string(word) + " is already the id of VRF " + *name +
+                    "; name it or number it, not both");
       }
       state.newNumbers.push_back(vrfId);
       return vrfId;
@@ -222,9 +215,8 @@ Vrf::VrfIdMap::VrfId RuleReader::vrf(std::string_view word, LineState& state) {
    for (auto n : state.newNumbers)
       numbered = numbered || n == *vrfId;
    if (*vrfId != Vrf::VrfIdMap::defaultVrfId && numbered) {
-      state.fail(
-          "VRF " + std::string(word) + " would get the id " + std::to_string(*vrfId) +
-          ", which the file already uses as a number; name it or number it, not both");
+      state.fail("VRF " + std::string(word) + " would get the id " + std::to_string(*vrfId) +
+                 ", which the file already uses as a number; name it or number it, not both");
    }
    return *vrfId;
 }
@@ -236,9 +228,7 @@ struct RuleReader::ActionContext {
    LineState& words;
    RuleLine& rule;
    std::string_view word;
-   Vrf::VrfIdMap::VrfId vrf(std::string_view name) const {
-      return reader.vrf(name, words);
-   }
+   Vrf::VrfIdMap::VrfId vrf(std::string_view name) const { return reader.vrf(name, words); }
    // Refuses an action given twice.
    void once(bool present) const {
       if (present) words.fail(quoted(word) + " is given twice");
@@ -329,8 +319,7 @@ Action const actions[] = {
            Ipkit::IpGenAddr const next{Vex::String(std::string(*target))};
            Ipkit::AddressFamily const af = c.rule.key.addressFamily();
            if (next.af() != af) {
-              c.words.fail("an " + Ipkit::valueToStrep(af).str() +
-                           " rule cannot redirect to the " +
+              c.words.fail("an " + Ipkit::valueToStrep(af).str() + " rule cannot redirect to the " +
                            Ipkit::valueToStrep(next.af()).str() + " next hop " +
                            next.stringValue().str());
            }
@@ -347,10 +336,8 @@ Action const actions[] = {
         c.once(c.rule.actionFieldSet.trafficMarking());
         auto value = c.words.take();
         if (!value) c.words.fail("'dscp' needs a DSCP value from 0 to 63", true);
-        if (!isDigits(*value) || value->size() > 2 ||
-            std::stoul(std::string(*value)) > 63) {
-           c.words.fail("'dscp' needs a DSCP value from 0 to 63, not " +
-                        quoted(*value));
+        if (!isDigits(*value) || value->size() > 2 || std::stoul(std::string(*value)) > 63) {
+           c.words.fail("'dscp' needs a DSCP value from 0 to 63, not " + quoted(*value));
         }
         c.rule.trafficMarkingDscp =
             Ipkit::IpTos(static_cast<unsigned>(std::stoul(std::string(*value))));
@@ -362,8 +349,7 @@ Action const actions[] = {
         c.rule.trafficAction.sampleAndLogIs(true);
         c.rule.actionFieldSet.trafficActionIs(true);
      }},
-    {"continue", "",
-     "go on matching the rules after this one (the rule is not terminal)",
+    {"continue", "", "go on matching the rules after this one (the rule is not terminal)",
      [](RuleReader::ActionContext& c) {
         c.once(c.rule.trafficAction.continueMatch());
         c.rule.trafficAction.continueMatchIs(true);
@@ -429,8 +415,7 @@ most )" + std::to_string(maxLineBytes) +
    return text;
 }
 
-bool readRules(std::istream& in, RuleReader& reader,
-               std::function<void(RuleLine&&)> const& onRule,
+bool readRules(std::istream& in, RuleReader& reader, std::function<void(RuleLine&&)> const& onRule,
                std::function<void(Refusal&&)> const& onRefusal) {
    std::streambuf* buf = in.rdbuf();
    if (!buf) return false;
@@ -461,8 +446,7 @@ bool readRules(std::istream& in, RuleReader& reader,
       if (!line.empty() && line.back() == '\r' && !tooLong) line.pop_back();
       if (tooLong) {
          onRefusal(Refusal{number, static_cast<unsigned>(maxLineBytes + 1),
-                           "the line is longer than " + std::to_string(maxLineBytes) +
-                               " bytes"});
+                           "the line is longer than " + std::to_string(maxLineBytes) + " bytes"});
       } else {
          deliver(reader.line(line, number));
       }
@@ -489,9 +473,8 @@ std::string wrapped(std::string_view text, std::size_t indent, std::string_view 
    std::string out, line;
    bool firstLine = true;
    auto flush = [&] {
-      out += (firstLine && !first.empty() ? std::string(first)
-                                          : std::string(indent, ' ')) +
-             line + "\n";
+      out += (firstLine && !first.empty() ? std::string(first) : std::string(indent, ' ')) + line +
+             "\n";
       firstLine = false;
       line.clear();
    };

@@ -67,22 +67,20 @@ struct Refusal {
 /// Reads rule lines one at a time, remembering what later lines need: the
 /// VRF ids handed out and the keys already read.
 class RuleReader {
-public:
+ public:
    /// Nothing (a blank or comment line), the rule of the line, or why the
    /// line is refused. `text` is the line without its newline.
    using Outcome = std::variant<std::monostate, RuleLine, Refusal>;
    Outcome line(std::string_view text, unsigned number);
 
    /// The name of every VRF the file names (not those it only numbers), by id.
-   std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames() const {
-      return vrfNames_;
-   }
+   std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames() const { return vrfNames_; }
 
    // What one line and one of its actions are read with (RuleFile.cpp).
    struct LineState;
    struct ActionContext;
 
-private:
+ private:
    Outcome read(std::string_view text, unsigned number, LineState& state);
    Vrf::VrfIdMap::VrfId vrf(std::string_view word, LineState& state);
    void action(std::string_view word, LineState& state, RuleLine& rule);
@@ -98,8 +96,7 @@ private:
 /// line, in file order. A line longer than maxLineBytes is refused and
 /// skipped to its end without being held. Returns false when reading `in`
 /// failed (other than by reaching its end).
-bool readRules(std::istream& in, RuleReader& reader,
-               std::function<void(RuleLine&&)> const& onRule,
+bool readRules(std::istream& in, RuleReader& reader, std::function<void(RuleLine&&)> const& onRule,
                std::function<void(Refusal&&)> const& onRefusal);
 
 /// All of one file, for tests and the fuzz target.
@@ -119,8 +116,7 @@ std::string ruleFileHelp();
 
 /// `text` (one paragraph) wrapped at 76 columns, each line indented by
 /// `indent` blanks, the first by `first` instead when it is given.
-std::string wrapped(std::string_view text, std::size_t indent,
-                    std::string_view first = {});
+std::string wrapped(std::string_view text, std::size_t indent, std::string_view first = {});
 
 /// `text` with every byte outside printable ASCII written as \xNN, so that
 /// what a user typed cannot upset the terminal or the JSON it is shown in.

@@ -14,9 +14,12 @@ namespace {
 
 char const* kindName(Vex::TypeKind kind) {
    switch (kind) {
-   case Vex::TypeKind::entity: return "entity";
-   case Vex::TypeKind::value: return "value";
-   case Vex::TypeKind::enumeration: return "enumeration";
+   case Vex::TypeKind::entity:
+      return "entity";
+   case Vex::TypeKind::value:
+      return "value";
+   case Vex::TypeKind::enumeration:
+      return "enumeration";
    }
    return "?";
 }
@@ -110,8 +113,7 @@ int describeCommand(Args const& args, std::ostream& out, std::ostream& err) {
       }
       out << ")\n";
    }
-   out << rightAligned("number", 6) << "  " << padded("name", 28) << padded("role", 11)
-       << "type\n";
+   out << rightAligned("number", 6) << "  " << padded("name", 28) << padded("role", 11) << "type\n";
    for (Vex::AttrRow const& row : t->attributes()) {
       std::string const signature = rowSignature(row);
       out << rightAligned(std::to_string(row.number), 6) << "  " << padded(row.name, 28)

@@ -28,8 +28,7 @@ using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::string_view updateUsage =
     "flowspec update HEX...|FILE [--json] [--redirect RT=VRF]...";
-constexpr std::string_view mrtUsage =
-    "flowspec mrt FILE [--json] [--redirect RT=VRF]...";
+constexpr std::string_view mrtUsage = "flowspec mrt FILE [--json] [--redirect RT=VRF]...";
 
 constexpr char const* outputHelp =
     R"(For each rule announced it prints the key in its command-line form, the
@@ -81,8 +80,8 @@ bool parseHex(std::string_view text, Bytes& out) {
    for (std::size_t i = 0; i < text.size(); ++i) {
       char const c = text[i];
       if (c == ' ' || c == '\n' || c == '\t' || c == '\r' || c == ':') continue;
-      if (c == '0' && i + 1 < text.size() &&
-          (text[i + 1] == 'x' || text[i + 1] == 'X') && high < 0) {
+      if (c == '0' && i + 1 < text.size() && (text[i + 1] == 'x' || text[i + 1] == 'X') &&
+          high < 0) {
          ++i;
          continue;
       }
@@ -161,14 +160,12 @@ RuleView viewOf(FlowspecRoute const& r) {
       rule->matchSetIs(c);
    v.blame = rule->infeasibleMatchInMatchSet();
    // A component that accepts nothing makes the rule infeasible too.
-   for (auto i = rule->matchSetIteratorConst(); i && v.blame == MatchCompType::invalid;
-        ++i) {
+   for (auto i = rule->matchSetIteratorConst(); i && v.blame == MatchCompType::invalid; ++i) {
       Flowspec::MatchComponent const& c = i.value();
-      bool const empty =
-          c.matchTypeNumericalRange()               ? c.numericalRangeSize() == 0
-          : c.compType() == MatchCompType::tcpFlags ? c.tcpBitMaskSize() == 0
-          : c.compType() == MatchCompType::fragment ? c.ipBitMaskSize() == 0
-                                                    : false;
+      bool const empty = c.matchTypeNumericalRange()               ? c.numericalRangeSize() == 0
+                         : c.compType() == MatchCompType::tcpFlags ? c.tcpBitMaskSize() == 0
+                         : c.compType() == MatchCompType::fragment ? c.ipBitMaskSize() == 0
+                                                                   : false;
       if (empty) v.blame = c.compType();
    }
    v.feasible = v.blame == MatchCompType::invalid;
@@ -180,18 +177,17 @@ RuleView viewOf(FlowspecRoute const& r) {
       for (auto n = c.numericalRangeIteratorConst(); n; ++n)
          values.push_back(n.key().toStrep().str());
       auto const mask = [&](auto const& m) {
-         values.push_back(std::string(m.matchAll() ? "ALL (" : "ANY (") +
-                          m.toStrepCli().str() + ")");
+         values.push_back(std::string(m.matchAll() ? "ALL (" : "ANY (") + m.toStrepCli().str() +
+                          ")");
       };
       for (auto n = c.tcpBitMaskIteratorConst(); n; ++n)
          mask(n.key());
       for (auto n = c.ipBitMaskIteratorConst(); n; ++n)
          mask(n.key());
       // The sets iterate in an order of their own: print them sorted.
-      std::sort(values.begin(), values.end(),
-                [](std::string const& a, std::string const& b) {
-                   return a.size() != b.size() ? a.size() < b.size() : a < b;
-                });
+      std::sort(values.begin(), values.end(), [](std::string const& a, std::string const& b) {
+         return a.size() != b.size() ? a.size() < b.size() : a < b;
+      });
       v.matchSet.emplace_back(detailLabel(c.compType()), std::move(values));
    }
    return v;
@@ -220,8 +216,7 @@ std::string actionsText(Flowspec::RuleActions const& a) {
       if (redirect.copy()) w += " copy";
       words.push_back(w);
    }
-   if (f.trafficMarking())
-      words.push_back("dscp " + std::to_string(a.trafficMarkingDscp.value()));
+   if (f.trafficMarking()) words.push_back("dscp " + std::to_string(a.trafficMarkingDscp.value()));
    if (a.trafficAction.sampleAndLog()) words.push_back("sample");
    if (a.trafficAction.continueMatch()) words.push_back("continue");
    std::string text;
@@ -234,8 +229,7 @@ std::string actionsText(Flowspec::RuleActions const& a) {
 
 void printRoute(FlowspecRoute const& r, bool announced, std::ostream& out) {
    out << "  " << r.key.toStrepCli() << '\n';
-   out << "    family     " << familyText(r.key.addressFamily()) << ", SAFI "
-       << unsigned(r.safi);
+   out << "    family     " << familyText(r.key.addressFamily()) << ", SAFI " << unsigned(r.safi);
    if (r.safi == Flowspec::safiFlowspecVpn) out << ", RD " << rdText(r);
    out << '\n';
    if (!announced) return;
@@ -246,8 +240,7 @@ void printRoute(FlowspecRoute const& r, bool announced, std::ostream& out) {
       return;
    }
    out << "    verdict    "
-       << (v.feasible ? std::string("feasible") : "infeasible: " + detailLabel(v.blame))
-       << '\n';
+       << (v.feasible ? std::string("feasible") : "infeasible: " + detailLabel(v.blame)) << '\n';
    out << "    match set";
    if (v.matchSet.empty()) out << "  any packet";
    out << '\n';
@@ -462,8 +455,8 @@ bool readRedirect(std::string_view text, Flowspec::RouteTargetVrfs& table) {
 
 // The words of a command: its operands, --json and --redirect RT=VRF.
 bool readArgs(Args const& args, std::string_view command, std::string_view usage,
-              std::vector<std::string>& operands, bool& json,
-              Flowspec::UpdateOptions& options, std::ostream& err, int& status) {
+              std::vector<std::string>& operands, bool& json, Flowspec::UpdateOptions& options,
+              std::ostream& err, int& status) {
    for (std::size_t i = 0; i < args.size(); ++i) {
       std::string_view const a = args[i];
       if (a == "--json") {
@@ -478,17 +471,16 @@ bool readArgs(Args const& args, std::string_view command, std::string_view usage
          }
          ++i;
       } else if (a.size() > 1 && a[0] == '-') {
-         status =
-             usageError(command, usage, "unknown option '" + std::string(a) + "'", err);
+         status = usageError(command, usage, "unknown option '" + std::string(a) + "'", err);
          return false;
       } else {
          operands.emplace_back(a);
       }
    }
    if (operands.empty()) {
-      status = usageError(
-          command, usage,
-          command == "mrt" ? "which MRT file?" : "which UPDATE (hex or file)?", err);
+      status =
+          usageError(command, usage,
+                     command == "mrt" ? "which MRT file?" : "which UPDATE (hex or file)?", err);
       return false;
    }
    return true;
@@ -535,8 +527,7 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
    bool json = false;
    int status = exitOk;
    Flowspec::UpdateOptions options;
-   if (!readArgs(args, "update", updateUsage, operands, json, options, err, status))
-      return status;
+   if (!readArgs(args, "update", updateUsage, operands, json, options, err, status)) return status;
    // Several words are one hex text split by blanks.
    std::string operand;
    for (auto const& o : operands)
@@ -551,14 +542,13 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
          return exitUsage;
       }
       // A file of hex text, or the message itself.
-      if (!parseHex(
-              std::string_view(reinterpret_cast<char const*>(file.data()), file.size()),
-              message)) {
+      if (!parseHex(std::string_view(reinterpret_cast<char const*>(file.data()), file.size()),
+                    message)) {
          message = std::move(file);
       }
    } else if (!parseHex(operand, message)) {
-      return usageError("update", updateUsage,
-                        "'" + operand + "' is neither a file nor hex digits", err);
+      return usageError("update", updateUsage, "'" + operand + "' is neither a file nor hex digits",
+                        err);
    }
    UpdateContents const u = Flowspec::readUpdate(message, options);
    reportProblems(u, err);
@@ -585,8 +575,7 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
    if (!readArgs(args, "mrt", mrtUsage, operands, json, options, err, status)) {
       return status;
    }
-   if (operands.size() > 1)
-      return usageError("mrt", mrtUsage, "one MRT file at a time", err);
+   if (operands.size() > 1) return usageError("mrt", mrtUsage, "one MRT file at a time", err);
    std::string const& path = operands.front();
    Bytes file;
    std::string why;
@@ -604,9 +593,7 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
    }
    for (auto const& e : s.errors)
       err << "offset " << e.offset << ": " << e.reason << '\n';
-   auto const peer = [](Flowspec::MrtUpdate const& u) {
-      return u.peerAddress.stringValue().str();
-   };
+   auto const peer = [](Flowspec::MrtUpdate const& u) { return u.peerAddress.stringValue().str(); };
    if (json) {
       JsonWriter j(out);
       j.beginObject();
@@ -651,14 +638,13 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
       auto const count = [](std::size_t n, std::string const& thing) {
          return std::to_string(n) + " " + thing + (n == 1 ? "" : "s");
       };
-      out << path << ": " << count(s.records, "record") << ", "
-          << count(s.updates, "UPDATE") << ", "
-          << count(s.otherMessages, "other BGP message") << ", "
+      out << path << ": " << count(s.records, "record") << ", " << count(s.updates, "UPDATE")
+          << ", " << count(s.otherMessages, "other BGP message") << ", "
           << count(s.skippedRecords, "other record") << " skipped, "
           << count(s.errors.size(), "unreadable record") << "\n";
       for (auto const& u : updates) {
-         out << "\nUPDATE at offset " << u.offset << ", time " << u.timestamp
-             << ", peer " << peer(u) << " AS " << u.peerAs << '\n';
+         out << "\nUPDATE at offset " << u.offset << ", time " << u.timestamp << ", peer "
+             << peer(u) << " AS " << u.peerAs << '\n';
          printContents(u.contents, out);
       }
    }

@@ -87,7 +87,6 @@ rule file format; 'flowspec check --help' describes the output.
 
 namespace {
 
-
 // Where the example rules are: the source tree the tool was built from, then
 // the places an install or a build directory keep a copy, relative to the
 // executable.
@@ -101,8 +100,7 @@ std::string findExample(char const* argv0) {
    if (!exe.empty()) {
       fs::path const dir = exe.parent_path();
       candidates.push_back(dir / "examples" / "rules.txt");
-      candidates.push_back(dir / ".." / "share" / "flowspec" / "examples" /
-                           "rules.txt");
+      candidates.push_back(dir / ".." / "share" / "flowspec" / "examples" / "rules.txt");
    }
    for (auto const& c : candidates) {
       if (fs::is_regular_file(c, ec)) return c.string();
@@ -110,12 +108,10 @@ std::string findExample(char const* argv0) {
    return candidates.empty() ? std::string(exampleName) : candidates.front().string();
 }
 
-int demoCommand(Args const& args, char const* argv0, std::ostream& out,
-                std::ostream& err) {
+int demoCommand(Args const& args, char const* argv0, std::ostream& out, std::ostream& err) {
    if (!args.empty()) {
-      return usageError(
-          "demo", "flowspec demo",
-          "takes no arguments; 'flowspec check FILE' checks a file of your own", err);
+      return usageError("demo", "flowspec demo",
+                        "takes no arguments; 'flowspec check FILE' checks a file of your own", err);
    }
    return checkFile(findExample(argv0), exampleName, CheckOptions{}, out, err);
 }
@@ -137,25 +133,25 @@ Command const commands[] = {
         return keyCommand(a, o, e);
      }},
     {"types", typesHelp,
-    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
-       return typesCommand(a, o, e);
-    }},
-   {"describe", describeHelp,
-    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
-       return describeCommand(a, o, e);
-    }},
-   {"update", updateHelp,
-    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
-       return updateCommand(a, o, e);
-    }},
-   {"mrt", mrtHelp,
-    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
-       return mrtCommand(a, o, e);
-    }},
-   {"nlri", nlriHelp,
-    [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
-       return nlriCommand(a, o, e);
-    }},
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return typesCommand(a, o, e);
+     }},
+    {"describe", describeHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return describeCommand(a, o, e);
+     }},
+    {"update", updateHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return updateCommand(a, o, e);
+     }},
+    {"mrt", mrtHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return mrtCommand(a, o, e);
+     }},
+    {"nlri", nlriHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return nlriCommand(a, o, e);
+     }},
 };
 
 Command const* findCommand(std::string_view name) {
@@ -190,8 +186,7 @@ int run(int argc, char** argv) {
    }
    if (name == "--help" || name == "-h" || name == "help") {
       if (name != "help" || rest.empty()) {
-         if (!rest.empty())
-            return toolUsageError("--help takes no arguments", std::cerr);
+         if (!rest.empty()) return toolUsageError("--help takes no arguments", std::cerr);
          std::cout << toolHelp();
          return exitOk;
       }
@@ -217,8 +212,8 @@ int run(int argc, char** argv) {
 
 } // namespace
 
-int usageError(std::string_view command, std::string_view usage,
-               std::string const& problem, std::ostream& err) {
+int usageError(std::string_view command, std::string_view usage, std::string const& problem,
+               std::ostream& err) {
    err << "flowspec " << command << ": " << problem << "\n"
        << "usage: " << usage << "\n"
        << "Run 'flowspec " << command << " --help' for more.\n";

@@ -31,8 +31,8 @@ TEST(Entities, ChildCollectionsCreateOnceAndHandBackOnDeletion) {
    heard("onVrfRuleConfig(7)");
    EXPECT_CHILDREN(vrfSt, ruleStatus, k, absent, , true);
    heard("onRuleStatus(10.1.0.0/16;*;)");
-   EXPECT_CHILDREN(vrfSt, activeIntfPerAf, Ipkit::ipv4, Ipkit::ipv6,
-                   c->intfIs(intf("Ethernet1")), c->intfSize() == 1u && c->af() == Ipkit::ipv4);
+   EXPECT_CHILDREN(vrfSt, activeIntfPerAf, Ipkit::ipv4, Ipkit::ipv6, c->intfIs(intf("Ethernet1")),
+                   c->intfSize() == 1u && c->af() == Ipkit::ipv4);
    heard("onActiveIntfPerAf(ipv4)");
    EXPECT_CHILDREN(st, vrfRuleStatus, 7, 9, c->ruleStatusIs(k), c->ruleStatusSize() == 1u);
    heard("onVrfRuleStatus(7)");
@@ -60,7 +60,9 @@ TEST(VrfRuleConfig, DeletionWalksInAscendingKeyOrder) {
    // A walk may delete the member it stands on: the "*" rule, last in key order.
    for (auto i = vrf->ruleIteratorConst(); i; ++i) {
       visited.push_back(cli(i.key()));
-      if (i->ruleId() == 1) { EXPECT_EQ(vrf->ruleDel(i)->ruleId(), 1u); }
+      if (i->ruleId() == 1) {
+         EXPECT_EQ(vrf->ruleDel(i)->ruleId(), 1u);
+      }
    }
    // A concrete prefix sorts before "*", and a longer key before its prefix.
    Calls const order{"10.1.0.0/16;*;", "10.2.0.0/16;*;IP:=6;", "10.2.0.0/16;*;", "*;*;"};
@@ -156,8 +158,8 @@ TEST(Config, DestructionDeletesChildrenTellingObserversThenDetachesThem) {
       vrfRec.notifierIs(vrf);
       vrf = nullptr; // the Config's collection holds the last pointer
    }
-   EXPECT_EQ(log, (Calls{"onVrfRuleConfig(7)", "onRule(10.1.0.0/16;*;)",
-                         "onRule(10.2.0.0/16;*;)", "onInfeasibleRule(10.3.0.0/16;*;)"}));
+   EXPECT_EQ(log, (Calls{"onVrfRuleConfig(7)", "onRule(10.1.0.0/16;*;)", "onRule(10.2.0.0/16;*;)",
+                         "onInfeasibleRule(10.3.0.0/16;*;)"}));
    EXPECT_EQ(configRec.notifier(), nullptr);
    EXPECT_EQ(vrfRec.notifier(), nullptr);
    EXPECT_EQ(ruleObserver.notifier(), nullptr);

@@ -37,9 +37,13 @@ inline Flowspec::FlowspecKey key(char const* cli, Ipkit::AddressFamily af = Ipki
    return k;
 }
 
-inline std::string cli(Flowspec::FlowspecKey const& k) { return k.toStrepCli().str(); }
+inline std::string cli(Flowspec::FlowspecKey const& k) {
+   return k.toStrepCli().str();
+}
 
-inline Ipkit::IntfId intf(char const* name) { return Ipkit::IntfId(Vex::String(name)); }
+inline Ipkit::IntfId intf(char const* name) {
+   return Ipkit::IntfId(Vex::String(name));
+}
 
 inline std::string dump(Vex::Entity const& e, unsigned indent) {
    Kiln::DumpContext ctx;
@@ -68,14 +72,20 @@ std::vector<std::uint64_t> live() {
 /// and strings as they are, families by name, enums as numbers.
 template <class T>
 std::string str(T const& v) {
-   if constexpr (std::is_convertible_v<T const&, std::string>) return v;
-   else if constexpr (std::is_same_v<T, Flowspec::FlowspecKey>) return cli(v);
-   else if constexpr (std::is_same_v<T, Ipkit::IntfId>) return v.stringValue().str();
+   if constexpr (std::is_convertible_v<T const&, std::string>)
+      return v;
+   else if constexpr (std::is_same_v<T, Flowspec::FlowspecKey>)
+      return cli(v);
+   else if constexpr (std::is_same_v<T, Ipkit::IntfId>)
+      return v.stringValue().str();
    else if constexpr (std::is_same_v<T, Ipkit::AddressFamily>)
       return Ipkit::valueToStrep(v).str();
-   else if constexpr (requires { v.toStrep().str(); }) return v.toStrep().str();
-   else if constexpr (requires { v.str(); }) return v.str();
-   else if constexpr (std::is_enum_v<T>) return std::to_string(unsigned(v));
+   else if constexpr (requires { v.toStrep().str(); })
+      return v.toStrep().str();
+   else if constexpr (requires { v.str(); })
+      return v.str();
+   else if constexpr (std::is_enum_v<T>)
+      return std::to_string(unsigned(v));
    else {
       std::ostringstream os;
       os << v;
@@ -91,9 +101,13 @@ struct Rec : N {
    Rec() = default;
    explicit Rec(Calls& shared) : log(shared) {}
    template <class P>
-   explicit Rec(P const& p) { this->notifierIs(p); }
+   explicit Rec(P const& p) {
+      this->notifierIs(p);
+   }
    template <class P>
-   Rec(Calls& shared, P const& p) : log(shared) { this->notifierIs(p); }
+   Rec(Calls& shared, P const& p) : log(shared) {
+      this->notifierIs(p);
+   }
    auto const& e() const { return *this->notifier(); }
    template <class... A>
    void add(A const&... a) {
@@ -101,13 +115,16 @@ struct Rec : N {
    }
 };
 
-
 // Recorders of each entity; attribute callbacks record the value the entity
 // holds when they are called.
-#define ENTITY_TEST_ON(call, ...) \
-   void call() override { say(#call "=", __VA_ARGS__); }
-#define ENTITY_TEST_ON_KEY(call, K) \
-   void call(K k) override { say(#call "(", k, ")"); }
+#define ENTITY_TEST_ON(call, ...)                                                                  \
+   void call() override {                                                                          \
+      say(#call "=", __VA_ARGS__);                                                                 \
+   }
+#define ENTITY_TEST_ON_KEY(call, K)                                                                \
+   void call(K k) override {                                                                       \
+      say(#call "(", k, ")");                                                                      \
+   }
 struct RuleConfigRec : Rec<Flowspec::RuleConfig::NotifieeConst> {
    using Rec::Rec;
    bool detachInCallback = false;
@@ -123,39 +140,46 @@ struct RuleConfigRec : Rec<Flowspec::RuleConfig::NotifieeConst> {
       if (detachInCallback) notifierIs(nullptr);
    }
 };
-#define ENTITY_TEST_REC(Name, Entity, ...)                 \
-   struct Name : Rec<Flowspec::Entity::NotifieeConst> {   \
-      using Rec::Rec;                                     \
-      void say(auto const&... a) { add(a...); }          \
-      __VA_ARGS__                                         \
+#define ENTITY_TEST_REC(Name, Entity, ...)                                                         \
+   struct Name : Rec<Flowspec::Entity::NotifieeConst> {                                            \
+      using Rec::Rec;                                                                              \
+      void say(auto const&... a) { add(a...); }                                                    \
+      __VA_ARGS__                                                                                  \
    };
-ENTITY_TEST_REC(InfeasibleRec, InfeasibleRule, ENTITY_TEST_ON(onRuleId, e().ruleId())
-                ENTITY_TEST_ON(onMatchCompType, e().matchCompType()))
-ENTITY_TEST_REC(VrfConfigRec, VrfRuleConfig, ENTITY_TEST_ON_KEY(onRule, Flowspec::FlowspecKey const&)
-                ENTITY_TEST_ON_KEY(onInfeasibleRule, Flowspec::FlowspecKey const&))
-ENTITY_TEST_REC(ConfigRec, Config, ENTITY_TEST_ON_KEY(onEnabledIntf, Ipkit::IntfId const&)
-                ENTITY_TEST_ON(onEnabledIntfAll, e().enabledIntfAll())
-                ENTITY_TEST_ON_KEY(onVrfRuleConfig, Vrf::VrfIdMap::VrfId))
-ENTITY_TEST_REC(CliConfigRec, CliConfig, ENTITY_TEST_ON_KEY(onEnabledIntf, Ipkit::IntfId const&)
-                ENTITY_TEST_ON(onCounterUpdateRequestTime, e().counterUpdateRequestTime()))
-ENTITY_TEST_REC(CounterRec, Counter, ENTITY_TEST_ON(onTimestamp, e().timestamp())
-                void onSnapshot(Flowspec::FlowspecKey const& k) override {
-                   auto const cv = e().snapshot(k);
-                   add("onSnapshot(", k, ")=", cv.counter(), "@", cv.version());
-                })
-ENTITY_TEST_REC(RuleStatusRec, RuleStatus, ENTITY_TEST_ON(onStatusCode, e().statusCode())
-                ENTITY_TEST_ON(onErrorReason, e().errorReason())
-                ENTITY_TEST_ON(onPacketCount, e().packetCount())
-                ENTITY_TEST_ON(onVersion, e().version())
-                ENTITY_TEST_ON(onResolvedNexthopInfo, e().resolvedNexthopInfo().viaActiveSize()))
+ENTITY_TEST_REC(InfeasibleRec, InfeasibleRule,
+                ENTITY_TEST_ON(onRuleId, e().ruleId())
+                    ENTITY_TEST_ON(onMatchCompType, e().matchCompType()))
+ENTITY_TEST_REC(VrfConfigRec, VrfRuleConfig,
+                ENTITY_TEST_ON_KEY(onRule, Flowspec::FlowspecKey const&)
+                    ENTITY_TEST_ON_KEY(onInfeasibleRule, Flowspec::FlowspecKey const&))
+ENTITY_TEST_REC(ConfigRec, Config,
+                ENTITY_TEST_ON_KEY(onEnabledIntf, Ipkit::IntfId const&)
+                    ENTITY_TEST_ON(onEnabledIntfAll, e().enabledIntfAll())
+                        ENTITY_TEST_ON_KEY(onVrfRuleConfig, Vrf::VrfIdMap::VrfId))
+ENTITY_TEST_REC(CliConfigRec, CliConfig,
+                ENTITY_TEST_ON_KEY(onEnabledIntf, Ipkit::IntfId const&)
+                    ENTITY_TEST_ON(onCounterUpdateRequestTime, e().counterUpdateRequestTime()))
+ENTITY_TEST_REC(
+    CounterRec, Counter,
+    ENTITY_TEST_ON(onTimestamp, e().timestamp()) void onSnapshot(Flowspec::FlowspecKey const& k)
+        override {
+           auto const cv = e().snapshot(k);
+           add("onSnapshot(", k, ")=", cv.counter(), "@", cv.version());
+        })
+ENTITY_TEST_REC(
+    RuleStatusRec, RuleStatus,
+    ENTITY_TEST_ON(onStatusCode, e().statusCode()) ENTITY_TEST_ON(onErrorReason, e().errorReason())
+        ENTITY_TEST_ON(onPacketCount, e().packetCount()) ENTITY_TEST_ON(onVersion, e().version())
+            ENTITY_TEST_ON(onResolvedNexthopInfo, e().resolvedNexthopInfo().viaActiveSize()))
 ENTITY_TEST_REC(VrfStatusRec, VrfRuleStatus,
                 ENTITY_TEST_ON_KEY(onActiveIntfPerAf, Ipkit::AddressFamily)
-                ENTITY_TEST_ON_KEY(onIntfError, Flowspec::IntfErrorKey const&)
-                ENTITY_TEST_ON_KEY(onRuleStatus, Flowspec::FlowspecKey const&))
-ENTITY_TEST_REC(StatusRec, Status, ENTITY_TEST_ON_KEY(onVrfRuleStatus, Vrf::VrfIdMap::VrfId)
-                ENTITY_TEST_ON(onCounterUpdateTime, e().counterUpdateTime())
-                ENTITY_TEST_ON(onFlowspecSupported, e().flowspecSupported())
-                ENTITY_TEST_ON_KEY(onUnsupportedQual, Ipkit::AddressFamily))
+                    ENTITY_TEST_ON_KEY(onIntfError, Flowspec::IntfErrorKey const&)
+                        ENTITY_TEST_ON_KEY(onRuleStatus, Flowspec::FlowspecKey const&))
+ENTITY_TEST_REC(StatusRec, Status,
+                ENTITY_TEST_ON_KEY(onVrfRuleStatus, Vrf::VrfIdMap::VrfId)
+                    ENTITY_TEST_ON(onCounterUpdateTime, e().counterUpdateTime())
+                        ENTITY_TEST_ON(onFlowspecSupported, e().flowspecSupported())
+                            ENTITY_TEST_ON_KEY(onUnsupportedQual, Ipkit::AddressFamily))
 ENTITY_TEST_REC(IntfRec, AfIntfColl, ENTITY_TEST_ON_KEY(onIntf, Ipkit::IntfId const&))
 
 } // namespace EntityTest
@@ -164,19 +188,19 @@ ENTITY_TEST_REC(IntfRec, AfIntfColl, ENTITY_TEST_ON_KEY(onIntf, Ipkit::IntfId co
 /// to `p`; an absent key finds and deletes nothing; notify re-announces;
 /// deleting hands the child back unlinked, still holding what `fill` gave it
 /// (`kept`). Observers of `p` hear: create, notify, delete.
-#define EXPECT_CHILDREN(p, attr, k, absent, fill, kept)                         \
-   do {                                                                        \
-      EXPECT_EQ(p->attr##Del(absent), nullptr);                                \
-      auto const c = p->attr##Is(k);                                           \
-      EXPECT_EQ(p->attr##Is(k), c);                                            \
-      EXPECT_EQ(p->attr(k), c);                                                \
-      EXPECT_EQ(p->attr(absent), nullptr);                                     \
-      EXPECT_TRUE(p->attr##Has(k) && c->hasNotificationActive());              \
-      EXPECT_EQ(c->parent(), p.get());                                         \
-      fill;                                                                    \
-      p->attr##Notify(k);                                                      \
-      EXPECT_EQ(p->attr##Del(k), c);                                           \
-      EXPECT_EQ(c->parent(), nullptr);                                         \
-      EXPECT_FALSE(p->attr##Has(k));                                           \
-      EXPECT_TRUE(kept) << #kept;                                                \
+#define EXPECT_CHILDREN(p, attr, k, absent, fill, kept)                                            \
+   do {                                                                                            \
+      EXPECT_EQ(p->attr##Del(absent), nullptr);                                                    \
+      auto const c = p->attr##Is(k);                                                               \
+      EXPECT_EQ(p->attr##Is(k), c);                                                                \
+      EXPECT_EQ(p->attr(k), c);                                                                    \
+      EXPECT_EQ(p->attr(absent), nullptr);                                                         \
+      EXPECT_TRUE(p->attr##Has(k) && c->hasNotificationActive());                                  \
+      EXPECT_EQ(c->parent(), p.get());                                                             \
+      fill;                                                                                        \
+      p->attr##Notify(k);                                                                          \
+      EXPECT_EQ(p->attr##Del(k), c);                                                               \
+      EXPECT_EQ(c->parent(), nullptr);                                                             \
+      EXPECT_FALSE(p->attr##Has(k));                                                               \
+      EXPECT_TRUE(kept) << #kept;                                                                  \
    } while (0)

@@ -41,7 +41,8 @@ TEST(EntityThreads, OtherThreadsHoldRulesWhileTheOwnerChangesTheTree) {
       auto config = Config::ConfigIs("threads");
       auto vrf = config->vrfRuleConfigIs(7);
       std::vector<Vex::Ptr<RuleConfig const>> shared;
-      for (int i = 0; i < rules; ++i) shared.push_back(vrf->ruleIs(ruleKey(i)));
+      for (int i = 0; i < rules; ++i)
+         shared.push_back(vrf->ruleIs(ruleKey(i)));
 
       // Each worker gets its own copy of the Ptrs, made here, and then only
       // copies and drops them and reads the rules' keys, which never change.
@@ -50,7 +51,8 @@ TEST(EntityThreads, OtherThreadsHoldRulesWhileTheOwnerChangesTheTree) {
       std::vector<std::thread> threads;
       for (int t = 0; t < workers; ++t) {
          threads.emplace_back([held = shared, &sevens, &go]() mutable {
-            while (!go) std::this_thread::yield();
+            while (!go)
+               std::this_thread::yield();
             int seen = 0;
             for (int r = 0; r < rounds; ++r) {
                for (auto const& rule : held) {
@@ -69,11 +71,14 @@ TEST(EntityThreads, OtherThreadsHoldRulesWhileTheOwnerChangesTheTree) {
       // rule, changes the rest, and adds as many new ones.
       go = true;
       shared.clear();
-      for (int i = 0; i < rules; i += 2) EXPECT_TRUE(vrf->ruleDel(ruleKey(i)));
+      for (int i = 0; i < rules; i += 2)
+         EXPECT_TRUE(vrf->ruleDel(ruleKey(i)));
       for (int i = 1; i < rules; i += 2)
          vrf->rule(ruleKey(i))->ruleIdIs(std::uint64_t(i));
-      for (int i = rules; i < 2 * rules; ++i) vrf->ruleIs(ruleKey(i));
-      for (auto& t : threads) t.join();
+      for (int i = rules; i < 2 * rules; ++i)
+         vrf->ruleIs(ruleKey(i));
+      for (auto& t : threads)
+         t.join();
 
       EXPECT_EQ(sevens, workers * rounds * rules);
       EXPECT_EQ(vrf->ruleSize(), std::size_t(rules / 2 + rules));

@@ -109,8 +109,8 @@ TEST(Entities, SettersAreSilentOnEqualAndTellOnceAfterTheStore) {
    rc->trafficRateLimitIs(NAN);
    info.viaActiveIs(Pbr::Via(Ipkit::IpGenAddr(Vex::String("10.0.0.3")), intf("Ethernet1"), 1));
    rs->resolvedNexthopInfoIs(info);
-   EXPECT_EQ(log, (Calls{"onTrafficRateLimit=nan", "onTrafficRateLimit=nan",
-                         "onResolvedNexthopInfo=2"}));
+   EXPECT_EQ(
+       log, (Calls{"onTrafficRateLimit=nan", "onTrafficRateLimit=nan", "onResolvedNexthopInfo=2"}));
 }
 
 TEST(RuleConfig, MatchSetMembersAreKeyedByTheirType) {
@@ -126,8 +126,8 @@ TEST(RuleConfig, MatchSetMembersAreKeyedByTheirType) {
    rule->matchSetNotify(T::dscp); // re-announces, present or not
    EXPECT_EQ(rule->matchSetDel(T::ipProto), ranges(T::ipProto, {{17, 17}}));
    EXPECT_FALSE(rule->matchSetHas(T::ipProto));
-   EXPECT_EQ(rec.calls, (Calls{"onMatchSet(3)", "onMatchSet(3)", "onMatchSet(11)",
-                               "onMatchSet(3)"}));
+   EXPECT_EQ(rec.calls,
+             (Calls{"onMatchSet(3)", "onMatchSet(3)", "onMatchSet(11)", "onMatchSet(3)"}));
 }
 
 TEST(RuleConfig, MatchSetDeletionWalksInTypeOrder) {
@@ -176,10 +176,8 @@ TEST(RuleConfig, IpProtoContainsOneOfTheListedProtocols) {
 TEST(RuleConfig, FeasibilityAndSanitising) {
    auto const v4 = Ipkit::ipv4, v6 = Ipkit::ipv6;
    auto const proto = [](Ranges r) { return ranges(T::ipProto, r); };
-   auto const dport = ranges(T::destPort, {{80, 80}}),
-              sport = ranges(T::srcPort, {{53, 53}});
-   auto const port = ranges(T::port, {{443, 443}}),
-              code = ranges(T::icmpCode, {{0, 0}});
+   auto const dport = ranges(T::destPort, {{80, 80}}), sport = ranges(T::srcPort, {{53, 53}});
+   auto const port = ranges(T::port, {{443, 443}}), code = ranges(T::icmpCode, {{0, 0}});
    auto const icmp = ranges(T::icmpType, {{8, 8}});
    Calls const none, told{"onMatchSet(3)"};
    struct Case {
@@ -247,17 +245,15 @@ TEST(RuleConfig, StreamOutputAndDump) {
    std::ostringstream os;
    os << static_cast<RuleConfig const*>(rule.get()) << ' '
       << static_cast<RuleConfig const*>(nullptr);
-   EXPECT_EQ(os.str(),
-             "<matchSets=2;actionFieldSet=Value('Flowspec::ActionFieldSet', ** "
-             "{'invalid': False, 'trafficPermit': True, 'trafficDrop': False, "
-             "'trafficRate': False, 'trafficAction': False, 'trafficRedirect': True, "
-             "'trafficMarking': False})> <null>");
+   EXPECT_EQ(os.str(), "<matchSets=2;actionFieldSet=Value('Flowspec::ActionFieldSet', ** "
+                       "{'invalid': False, 'trafficPermit': True, 'trafficDrop': False, "
+                       "'trafficRate': False, 'trafficAction': False, 'trafficRedirect': True, "
+                       "'trafficMarking': False})> <null>");
 
    TrafficAction action;
    action.valueIs(2);
    rule->trafficActionIs(action);
-   rule->trafficRedirectIs(
-       TrafficRedirect(3, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true));
+   rule->trafficRedirectIs(TrafficRedirect(3, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true));
    rule->trafficMarkingDscpIs(Ipkit::IpTos(46));
    std::string const text = "ruleKey: 10.1.0.0/16;*;, ruleId: -2\n"
                             "matchSets #2\n"
@@ -304,10 +300,8 @@ TEST(RuleConfig, ObserversOfConstAndChangeableRules) {
    actions.trafficRateIs(true);
    rule->actionFieldSetIs(actions);
    rule->ruleIdIs(3);
-   EXPECT_EQ(watcher.calls,
-             (Calls{"onActionFieldSet=8", "onTrafficRateLimit=2.5", "onRuleId=3"}));
-   EXPECT_EQ(leaver.calls, Calls{"onActionFieldSet=8"})
-       << "detached in its first callback";
+   EXPECT_EQ(watcher.calls, (Calls{"onActionFieldSet=8", "onTrafficRateLimit=2.5", "onRuleId=3"}));
+   EXPECT_EQ(leaver.calls, Calls{"onActionFieldSet=8"}) << "detached in its first callback";
    EXPECT_EQ(leaver.notifier(), nullptr);
    EXPECT_EQ(rule->notifieeList().size(), 2u);
 }

@@ -1,5 +1,5 @@
-#include "Flowspec/entities/Config.h"
 #include "Flowspec/entities/Status.h"
+#include "Flowspec/entities/Config.h"
 
 #include "EntityTestUtil.h"
 #include "Flowspec/module/Factories.h"
@@ -43,10 +43,12 @@ TEST(RuleStatus, DefaultsAndIsProgrammedOnlyWhenProgrammed) {
    RuleStatusRec rec(rs);
    Calls expected;
    for (auto [code, programmed] : {std::pair{Code::programmedWithFailures, true},
-                                   {Code::unsupportedAction, false}, {Code::programmed, true},
+                                   {Code::unsupportedAction, false},
+                                   {Code::programmed, true},
                                    {Code::unsupportedMatch, false},
                                    {Code::unsupportedTcamProfile, false},
-                                   {Code::resourceExhausted, false}, {Code::unprocessed, false}}) {
+                                   {Code::resourceExhausted, false},
+                                   {Code::unprocessed, false}}) {
       rs->statusCodeIs(code);
       EXPECT_EQ(rs->isProgrammed(), programmed) << unsigned(code);
       expected.push_back("onStatusCode=" + std::to_string(unsigned(code)));
@@ -67,12 +69,11 @@ TEST(RuleStatus, DumpListsEachActiveVia) {
    bool const v4First = info.viaActiveIteratorConst().key().addr().af() == Ipkit::ipv4;
    std::string const v4 = "  10.0.0.2, Ethernet1, 1\n",
                      v6 = "  2001:db8::1, Ethernet2, 4294967295\n";
-   std::string const text =
-       "key: 10.0.0.0/8;*;IP:=6;\n"
-       "statusCode 2, errorReason partial, version 3f2a9c0d11e8b702.42\n"
-       "resolvedNexthopInfo nexthopSet: group 5 vrf red recursive\n"
-       "resolvedNexthopInfo viasActive #2\n" +
-       (v4First ? v4 + v6 : v6 + v4);
+   std::string const text = "key: 10.0.0.0/8;*;IP:=6;\n"
+                            "statusCode 2, errorReason partial, version 3f2a9c0d11e8b702.42\n"
+                            "resolvedNexthopInfo nexthopSet: group 5 vrf red recursive\n"
+                            "resolvedNexthopInfo viasActive #2\n" +
+                            (v4First ? v4 + v6 : v6 + v4);
    EXPECT_EQ(dump(*rs, 0), text);
    EXPECT_EQ(dump(*rs, 4), indented(text, 4));
 }
@@ -196,8 +197,7 @@ TEST(Status, UnsupportedQualIsKeyedByItsFamily) {
    auto q = qual(Ipkit::ipv6, MatchCompType::flowLabel, "no TCAM field");
    st->unsupportedQualIs(q);
    st->unsupportedQualIs(UnsupportedQual(q));
-   st->unsupportedQualIs(
-       st->unsupportedQualIteratorConst().value()); // the stored one itself
+   st->unsupportedQualIs(st->unsupportedQualIteratorConst().value()); // the stored one itself
    q.qualIs(MatchCompType::tcpFlags, "no TCP flags");
    st->unsupportedQualIs(q);
    EXPECT_EQ(st->unsupportedQualSize(), 1u);
@@ -208,9 +208,9 @@ TEST(Status, UnsupportedQualIsKeyedByItsFamily) {
    EXPECT_EQ(st->unsupportedQualDel(Ipkit::ipv6), q);
    EXPECT_FALSE(st->unsupportedQualHas(Ipkit::ipv6));
    st->unsupportedQualNotify(Ipkit::ipv6);
-   EXPECT_EQ(log, (Calls{"onUnsupportedQual(ipv6)", "onUnsupportedQual(ipv6)",
-                         "onUnsupportedQual(ipv4)", "onUnsupportedQual(ipv6)",
-                         "onUnsupportedQual(ipv6)"}));
+   EXPECT_EQ(log,
+             (Calls{"onUnsupportedQual(ipv6)", "onUnsupportedQual(ipv6)", "onUnsupportedQual(ipv4)",
+                    "onUnsupportedQual(ipv6)", "onUnsupportedQual(ipv6)"}));
    st->unsupportedQualIs(q);
    log.clear();
    st->unsupportedQualDelAll();
@@ -237,8 +237,7 @@ TEST(Status, DumpAtIndentZeroAndFour) {
 }
 
 TEST(Status, DestructionDeletesEachVrfTellingObservers) {
-   auto const before =
-       live<Status, VrfRuleStatus, RuleStatus, Status::VexUnsupportedQual>();
+   auto const before = live<Status, VrfRuleStatus, RuleStatus, Status::VexUnsupportedQual>();
    Calls log, expected;
    StatusRec statusRec(log);
    VrfStatusRec vrfRec(log);
@@ -260,8 +259,7 @@ TEST(Status, DestructionDeletesEachVrfTellingObservers) {
    EXPECT_EQ(log, expected) << "no callback for the unsupported qualifiers";
    EXPECT_EQ(statusRec.notifier(), nullptr);
    EXPECT_EQ(vrfRec.notifier(), nullptr);
-   EXPECT_EQ((live<Status, VrfRuleStatus, RuleStatus, Status::VexUnsupportedQual>()),
-             before);
+   EXPECT_EQ((live<Status, VrfRuleStatus, RuleStatus, Status::VexUnsupportedQual>()), before);
 }
 
 TEST(Entities, FactoriesNamesAndAllocationTracking) {
@@ -296,15 +294,22 @@ TEST(Entities, FactoriesNamesAndAllocationTracking) {
       EXPECT_EQ(af->af(), Ipkit::ipv6);
       Calls log;
       ConfigRec rec(log, cfg);
-      std::apply([&](auto const&... e) {
-         EXPECT_TRUE((e->hasNotificationActive() && ...));
-         EXPECT_FALSE((e->hasBackupSupport() || ...));
-         EXPECT_TRUE(((e->parent() == nullptr) && ...));
-      }, std::tuple(cfg, cliCfg, vrfCfg, rule, made, infeasible, st, vrf, rs, af, counter));
+      std::apply(
+          [&](auto const&... e) {
+             EXPECT_TRUE((e->hasNotificationActive() && ...));
+             EXPECT_FALSE((e->hasBackupSupport() || ...));
+             EXPECT_TRUE(((e->parent() == nullptr) && ...));
+          },
+          std::tuple(cfg, cliCfg, vrfCfg, rule, made, infeasible, st, vrf, rs, af, counter));
       for (auto [e, name] : {std::pair<Vex::Entity*, char const*>{cfg.get(), "flowspec"},
-                             {cliCfg.get(), "cli"}, {st.get(), "status"},
-                             {counter.get(), "counter"}, {vrfCfg.get(), ""}, {vrf.get(), ""},
-                             {af.get(), ""}, {made.get(), ""}, {rs.get(), ""}}) {
+                             {cliCfg.get(), "cli"},
+                             {st.get(), "status"},
+                             {counter.get(), "counter"},
+                             {vrfCfg.get(), ""},
+                             {vrf.get(), ""},
+                             {af.get(), ""},
+                             {made.get(), ""},
+                             {rs.get(), ""}}) {
          EXPECT_EQ(e->name(), name);
          e->nameIsFromBackup("restored");
          EXPECT_EQ(e->name(), *name ? "restored" : "") << name << ": a keyed child has no name";

@@ -23,7 +23,7 @@ TEST(Load, LoadingTheLibraryRegistersItsTypesWithTheFramework) {
 
    // An entity made by name, changed and read by row number.
    Vex::GenericValue counter =
-      Vex::construct(*Vex::typeByName("Flowspec::Counter"), {Vex::GenericValue(Vex::Name("c"))});
+       Vex::construct(*Vex::typeByName("Flowspec::Counter"), {Vex::GenericValue(Vex::Name("c"))});
    counter.set("259", Vex::GenericValue(2.5));
    EXPECT_EQ(counter.get("timestamp").value<double>(), 2.5);
    EXPECT_EQ(counter.get("fullName").value<Vex::String>(), "c");

@@ -27,17 +27,36 @@ using Vex::GenericValue;
 using Vex::VexType;
 
 // The type names in the order of the library file's section.
-std::vector<std::string> const sectionOrder = {
-   "Flowspec::IpVersion",        "Flowspec::Config",           "Flowspec::HwRuleProgrammingStatus",
-   "Flowspec::CliConfig",        "Flowspec::Counter",          "Flowspec::MatchComponent",
-   "Flowspec::IpBitMask::IpBit", "Flowspec::IpBitMask",        "Flowspec::FlowspecUtil",
-   "Flowspec::RuleStatus",       "Flowspec::VrfRuleConfig",    "Flowspec::RuleConfig",
-   "Flowspec::InfeasibleRule",   "Flowspec::NumericalRange",   "Flowspec::FlowspecKey",
-   "Flowspec::MatchOpVal",       "Flowspec::UnsupportedQual",  "Flowspec::AfIntfColl",
-   "Flowspec::IntfErrorKey",     "Flowspec::TrafficRedirect",  "Flowspec::MatchOpValResult",
-   "Flowspec::TcpBitMask::TcpBit", "Flowspec::TcpBitMask",     "Flowspec::ActionFieldSet",
-   "Flowspec::MatchOpValIndex",  "Flowspec::TrafficAction",    "Flowspec::VrfRuleStatus",
-   "Flowspec::CounterVersion",   "Flowspec::Status",           "Flowspec::MatchCompType"};
+std::vector<std::string> const sectionOrder = {"Flowspec::IpVersion",
+                                               "Flowspec::Config",
+                                               "Flowspec::HwRuleProgrammingStatus",
+                                               "Flowspec::CliConfig",
+                                               "Flowspec::Counter",
+                                               "Flowspec::MatchComponent",
+                                               "Flowspec::IpBitMask::IpBit",
+                                               "Flowspec::IpBitMask",
+                                               "Flowspec::FlowspecUtil",
+                                               "Flowspec::RuleStatus",
+                                               "Flowspec::VrfRuleConfig",
+                                               "Flowspec::RuleConfig",
+                                               "Flowspec::InfeasibleRule",
+                                               "Flowspec::NumericalRange",
+                                               "Flowspec::FlowspecKey",
+                                               "Flowspec::MatchOpVal",
+                                               "Flowspec::UnsupportedQual",
+                                               "Flowspec::AfIntfColl",
+                                               "Flowspec::IntfErrorKey",
+                                               "Flowspec::TrafficRedirect",
+                                               "Flowspec::MatchOpValResult",
+                                               "Flowspec::TcpBitMask::TcpBit",
+                                               "Flowspec::TcpBitMask",
+                                               "Flowspec::ActionFieldSet",
+                                               "Flowspec::MatchOpValIndex",
+                                               "Flowspec::TrafficAction",
+                                               "Flowspec::VrfRuleStatus",
+                                               "Flowspec::CounterVersion",
+                                               "Flowspec::Status",
+                                               "Flowspec::MatchCompType"};
 
 VexType const& type(char const* name) {
    VexType const* t = Vex::typeByName(name);
@@ -58,7 +77,8 @@ std::string rows(VexType const& t) {
 std::string numbered(std::string const& names, unsigned first) {
    std::istringstream in(names);
    std::string out, name;
-   while (in >> name) out += (out.empty() ? "" : " ") + name + ":" + std::to_string(first++);
+   while (in >> name)
+      out += (out.empty() ? "" : " ") + name + ":" + std::to_string(first++);
    return out;
 }
 
@@ -75,21 +95,21 @@ Flowspec::FlowspecKey cliKey(char const* text) {
 std::vector<GenericValue> sampleValues() {
    using namespace Flowspec;
    return {
-      GenericValue(NumericalRange(80, 88)),
-      GenericValue(TcpBitMask(0x2, 0x12)),
-      GenericValue(IpBitMask(0x2, 0x2)),
-      GenericValue(TrafficRedirect(3, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true)),
-      GenericValue(CounterVersion(9, Kiln::UniqueId(1, 2))),
-      GenericValue(IntfErrorKey(Ipkit::IntfId(Vex::String("Ethernet1")), Ipkit::ipv6)),
-      GenericValue(MatchOpValIndex(5)),
-      GenericValue(MatchOpVal(0x00810006)),
-      GenericValue(MatchOpValResult(MatchCompType::destPort, 0x81, 443, MatchOpValIndex(1))),
-      GenericValue(cliKey("10.0.0.0/8;*;IP:=6;DP:>=80&<=88;")),
-      GenericValue(ActionFieldSet(ActionFieldSet::trafficRate_)),
-      GenericValue(TrafficAction(TrafficAction::continueMatch_)),
-      GenericValue(IpVersion(IpVersion::ipv6_)),
-      GenericValue(MatchCompType::tcpFlags),
-      GenericValue(Ipkit::IpGenPrefix(Vex::String("2001:db8::/32"))),
+       GenericValue(NumericalRange(80, 88)),
+       GenericValue(TcpBitMask(0x2, 0x12)),
+       GenericValue(IpBitMask(0x2, 0x2)),
+       GenericValue(TrafficRedirect(3, Ipkit::IpGenAddr(Vex::String("10.0.0.1")), true)),
+       GenericValue(CounterVersion(9, Kiln::UniqueId(1, 2))),
+       GenericValue(IntfErrorKey(Ipkit::IntfId(Vex::String("Ethernet1")), Ipkit::ipv6)),
+       GenericValue(MatchOpValIndex(5)),
+       GenericValue(MatchOpVal(0x00810006)),
+       GenericValue(MatchOpValResult(MatchCompType::destPort, 0x81, 443, MatchOpValIndex(1))),
+       GenericValue(cliKey("10.0.0.0/8;*;IP:=6;DP:>=80&<=88;")),
+       GenericValue(ActionFieldSet(ActionFieldSet::trafficRate_)),
+       GenericValue(TrafficAction(TrafficAction::continueMatch_)),
+       GenericValue(IpVersion(IpVersion::ipv6_)),
+       GenericValue(MatchCompType::tcpFlags),
+       GenericValue(Ipkit::IpGenPrefix(Vex::String("2001:db8::/32"))),
    };
 }
 
@@ -118,10 +138,10 @@ TEST(Reflection, LoadingRegistersTheThirtyTypesInReverseSectionOrder) {
 }
 
 TEST(Reflection, DescriptorsNameTheirBaseKindCountsAndConstructorArguments) {
-   for (char const* name : {"Flowspec::Config", "Flowspec::CliConfig", "Flowspec::Counter",
-                            "Flowspec::Status", "Flowspec::VrfRuleStatus", "Flowspec::RuleStatus",
-                            "Flowspec::AfIntfColl", "Flowspec::VrfRuleConfig",
-                            "Flowspec::RuleConfig", "Flowspec::InfeasibleRule"}) {
+   for (char const* name :
+        {"Flowspec::Config", "Flowspec::CliConfig", "Flowspec::Counter", "Flowspec::Status",
+         "Flowspec::VrfRuleStatus", "Flowspec::RuleStatus", "Flowspec::AfIntfColl",
+         "Flowspec::VrfRuleConfig", "Flowspec::RuleConfig", "Flowspec::InfeasibleRule"}) {
       VexType const& t = type(name);
       EXPECT_EQ(t.base(), &Vex::Entity::_vexType) << name;
       EXPECT_EQ(t.kind(), Vex::TypeKind::entity) << name;
@@ -200,7 +220,8 @@ TEST(Reflection, EveryTableIsNumberedAndReachableByNameAndNumber) {
                     std::to_string(rowList[i].number);
          }
          EXPECT_EQ(base, entityBase);
-         for (std::size_t i = 5; i < rowList.size(); ++i) EXPECT_EQ(rowList[i].number, 253 + i);
+         for (std::size_t i = 5; i < rowList.size(); ++i)
+            EXPECT_EQ(rowList[i].number, 253 + i);
       } else if (t.kind() == Vex::TypeKind::value) {
          for (std::size_t i = 0; i < rowList.size(); ++i) {
             if (name == "Flowspec::MatchOpValResult" && rowList[i].name == std::string("toStrep")) {
@@ -241,7 +262,8 @@ TEST(Reflection, EverySettableRowOfAValueTakesBackWhatItReads) {
       VexType const& t = type(name.c_str());
       if (t.kind() != Vex::TypeKind::value) continue;
       bool settable = false;
-      for (Vex::AttrRow const& r : t.attributes()) settable = settable || r.has(Vex::attrSettable);
+      for (Vex::AttrRow const& r : t.attributes())
+         settable = settable || r.has(Vex::attrSettable);
       if (settable && name != "Flowspec::MatchComponent") {
          EXPECT_TRUE(covered.count(name)) << name;
       }
@@ -262,16 +284,20 @@ TEST(Reflection, AFewTablesAsGoldenValues) {
    EXPECT_EQ(rows(type("Flowspec::MatchOpValIndex")), "value:2 min:3 max:4");
    EXPECT_EQ(rows(type("Flowspec::MatchOpValResult")),
              numbered("matchType op val32 endOfList andPrevious len lt gt eq invert match "
-                      "nextIndex", 2) + " toStrep:16");
+                      "nextIndex",
+                      2) +
+                 " toStrep:16");
    EXPECT_EQ(rows(type("Flowspec::NumericalRange")),
              numbered("min max invalidValue rangeMin rangeMax isRangeOverlap "
                       "rangeIntersection rangeUnion isValid toStrep contains "
-                      "matchCompTypeMax hash", 2));
+                      "matchCompTypeMax hash",
+                      2));
    EXPECT_EQ(rows(type("Flowspec::ActionFieldSet")),
              numbered("invalid trafficPermit trafficDrop trafficRate trafficAction "
                       "trafficRedirect trafficMarking value invalid_ trafficPermit_ "
                       "trafficDrop_ trafficRate_ trafficAction_ trafficRedirect_ "
-                      "trafficMarking_", 2));
+                      "trafficMarking_",
+                      2));
    EXPECT_EQ(rows(type("Flowspec::HwRuleProgrammingStatus")),
              "unprocessed:0 programmed:1 programmedWithFailures:2 unsupportedMatch:3 "
              "unsupportedTcamProfile:4 unsupportedAction:5 resourceExhausted:6");
@@ -298,7 +324,8 @@ TEST(Reflection, AFewTablesAsGoldenValues) {
 TEST(Reflection, ValuesPrintReadBackAndTravelThroughTheLog) {
    VexType const& rangeType = type("Flowspec::NumericalRange");
    GenericValue range = Vex::construct(rangeType, {GenericValue(80u), GenericValue(88u)});
-   EXPECT_EQ(range.text(), "Value('Flowspec::NumericalRange', ** {'rangeMin': 80, 'rangeMax': 88})");
+   EXPECT_EQ(range.text(),
+             "Value('Flowspec::NumericalRange', ** {'rangeMin': 80, 'rangeMax': 88})");
    EXPECT_EQ(GenericValue::fromText(rangeType, range.text().view()), range);
    EXPECT_EQ(range.value<Flowspec::NumericalRange>(), Flowspec::NumericalRange(80, 88));
 
@@ -325,8 +352,7 @@ TEST(Reflection, ValuesPrintReadBackAndTravelThroughTheLog) {
    // A component's text cannot be read back, and says so instead of aborting.
    GenericValue component{Flowspec::MatchComponent(Flowspec::MatchCompType::dscp)};
    EXPECT_FALSE(component.type()->has(Vex::typeReadable));
-   EXPECT_THROW(GenericValue::fromText(*component.type(), component.text().view()),
-                Vex::Exception);
+   EXPECT_THROW(GenericValue::fromText(*component.type(), component.text().view()), Vex::Exception);
 
    // A string argument stands for the value its text reads as.
    EXPECT_EQ(GenericValue(Vex::String("'10.0.0.0/8'")).value<Ipkit::IpGenPrefix>(),
@@ -342,10 +368,10 @@ TEST(Reflection, RowsAreReadWrittenAndCalledWithTheTypesOwnChecks) {
    EXPECT_EQ(range.get("max").value<std::uint32_t>(), 0xffffffu);
    EXPECT_TRUE(range.call("contains", {GenericValue(3u)}).value<bool>());
    EXPECT_EQ(range.call("matchCompTypeMax", {GenericValue(Flowspec::MatchCompType::dscp)})
-                .value<std::uint32_t>(),
+                 .value<std::uint32_t>(),
              63u);
    EXPECT_EQ(range.call("rangeUnion", {GenericValue(Flowspec::NumericalRange(4, 9))})
-                .value<Flowspec::NumericalRange>(),
+                 .value<Flowspec::NumericalRange>(),
              Flowspec::NumericalRange(1, 9));
    range.set("rangeMax", GenericValue(7u));
    EXPECT_EQ(range.value<Flowspec::NumericalRange>().rangeMax(), 7u);
@@ -385,9 +411,9 @@ TEST(Reflection, RowsAreReadWrittenAndCalledWithTheTypesOwnChecks) {
    EXPECT_EQ(op(nullptr, AttrOp::add, {GenericValue(Flowspec::MatchOpValIndex(4))}), 0);
    EXPECT_EQ(result.value<Flowspec::MatchOpValIndex>(), Flowspec::MatchOpValIndex(7));
    Flowspec::NumericalRange plain;
-   EXPECT_EQ(type("Flowspec::NumericalRange")
-                .attributeOp_(&result, &plain, nullptr, AttrOp::isNull, {}),
-             1);
+   EXPECT_EQ(
+       type("Flowspec::NumericalRange").attributeOp_(&result, &plain, nullptr, AttrOp::isNull, {}),
+       1);
 
    // Collections of a value: the key's pairs by index.
    GenericValue key(cliKey("*;*;DP:=80;"));
@@ -395,11 +421,11 @@ TEST(Reflection, RowsAreReadWrittenAndCalledWithTheTypesOwnChecks) {
    ASSERT_EQ(pairs.size(), 1u);
    EXPECT_EQ(pairs.key().value<Flowspec::MatchOpValIndex>(), Flowspec::MatchOpValIndex(0));
    EXPECT_EQ(key.call("toStrepCli").text(), "'*;*;DP:=80;'");
-   EXPECT_EQ(GenericValue(Flowspec::FlowspecUtil())
-                .call("statusCodeToStrep",
-                      {GenericValue(Flowspec::HwRuleProgrammingStatus::programmed)})
-                .value<Vex::String>(),
-             Flowspec::FlowspecUtil().statusCodeToStrep(Flowspec::HwRuleProgrammingStatus::programmed));
+   EXPECT_EQ(
+       GenericValue(Flowspec::FlowspecUtil())
+           .call("statusCodeToStrep", {GenericValue(Flowspec::HwRuleProgrammingStatus::programmed)})
+           .value<Vex::String>(),
+       Flowspec::FlowspecUtil().statusCodeToStrep(Flowspec::HwRuleProgrammingStatus::programmed));
 }
 
 namespace {
@@ -424,17 +450,15 @@ TEST(Reflection, EntitiesAreBuiltChangedObservedAndWalkedGenerically) {
    auto observer = config.observe(recorder);
    config.set("enabledIntfAll", GenericValue(true));
    config.set("enabledIntfAll", GenericValue(true)); // equal: nobody is told
-   EXPECT_THROW(config.set("enabledIntf", GenericValue(Vex::String("'Ethernet1'"))),
-                Vex::Exception)
-      << "a value per key needs the key and the value";
+   EXPECT_THROW(config.set("enabledIntf", GenericValue(Vex::String("'Ethernet1'"))), Vex::Exception)
+       << "a value per key needs the key and the value";
    std::vector<GenericValue> intfArgs = {GenericValue(Ipkit::IntfId(Vex::String("Ethernet1"))),
                                          GenericValue(true)};
    config.op(*config.type()->attribute("enabledIntf"), AttrOp::set, intfArgs);
    GenericValue vrf = config.op(*config.type()->attribute("vrfRuleConfig"), AttrOp::set,
                                 std::vector<GenericValue>{GenericValue(5u)});
-   EXPECT_EQ(recorder.heard,
-             (std::vector<std::string>{"enabledIntfAll", "enabledIntf('Ethernet1')",
-                                       "vrfRuleConfig(5)"}));
+   EXPECT_EQ(recorder.heard, (std::vector<std::string>{"enabledIntfAll", "enabledIntf('Ethernet1')",
+                                                       "vrfRuleConfig(5)"}));
 
    // The child: its parent, its place, and its full name.
    ASSERT_EQ(vrf.type(), &Flowspec::VrfRuleConfig::_vexType);
@@ -495,7 +519,7 @@ TEST(Reflection, EntitiesAreCreatedForDirectoriesAndFromTheAttributeLog) {
    childOut << std::uint32_t(12);
    Vex::NboAttrLog::In childIn(childOut->bytes().data(), childOut->bytes().size());
    Vex::Ptr<Vex::Entity> vrf =
-      status.childAttrLogIs_(*root, *status.attribute("vrfRuleStatus"), childIn);
+       status.childAttrLogIs_(*root, *status.attribute("vrfRuleStatus"), childIn);
    auto* typed = static_cast<Flowspec::Status*>(root.get());
    EXPECT_EQ(typed->vrfRuleStatus(12).get(), vrf.get());
    EXPECT_EQ(vrf->parent(), root.get());
@@ -507,8 +531,10 @@ TEST(Reflection, TheTraceHandleIsMadeOnceUnderConcurrentFirstCalls) {
    for (std::size_t i = 0; i < seen.size(); ++i) {
       threads.emplace_back([&seen, i] { seen[i] = &Flowspec::defaultTraceHandle(); });
    }
-   for (auto& t : threads) t.join();
-   for (auto const* h : seen) EXPECT_EQ(h, seen[0]);
+   for (auto& t : threads)
+      t.join();
+   for (auto const* h : seen)
+      EXPECT_EQ(h, seen[0]);
    EXPECT_EQ(&Flowspec::defaultTraceHandle(), seen[0]);
 }
 
@@ -544,7 +570,8 @@ TEST(Reflection, TheLibraryFileCarriesTheTypeNamesInItsSection) {
       ASSERT_LT(at, contents.size()) << name;
       EXPECT_EQ(std::string(contents.c_str() + at), name);
       at += name.size() + 1;
-      while (at < contents.size() && at % 4 != 0) EXPECT_EQ(contents[at++], '\0');
+      while (at < contents.size() && at % 4 != 0)
+         EXPECT_EQ(contents[at++], '\0');
    }
    EXPECT_EQ(at, contents.size()) << "nothing else in the section";
    // The descriptors carry these very names.

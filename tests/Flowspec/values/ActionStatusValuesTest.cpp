@@ -8,7 +8,9 @@
 using namespace Flowspec;
 
 namespace {
-Ipkit::IntfId intf(char const* name) { return Ipkit::IntfId(Vex::String(name)); }
+Ipkit::IntfId intf(char const* name) {
+   return Ipkit::IntfId(Vex::String(name));
+}
 } // namespace
 
 TEST(TrafficRedirect, DefaultIsNoVrfNoAddressNoCopy) {
@@ -43,12 +45,12 @@ TEST(CounterVersion, EmptyOnlyWithNoCountAndAnUnsetVersion) {
 
 TEST(IntfErrorKey, OrdersByInterfaceThenFamilyAndPrints) {
    IntfErrorKey e1v4(intf("Ethernet1"), Ipkit::ipv4), e1v6(intf("Ethernet1"), Ipkit::ipv6),
-      e2v4(intf("Ethernet2"), Ipkit::ipv4);
+       e2v4(intf("Ethernet2"), Ipkit::ipv4);
    EXPECT_LT(e1v4, e1v6);
    EXPECT_FALSE(e1v6 < e1v4);
    EXPECT_LT(e1v6, e2v4) << "the interface decides first";
    EXPECT_LT(IntfErrorKey(intf("Ethernet1"), static_cast<Ipkit::AddressFamily>(-1)), e1v4)
-      << "families compare signed";
+       << "families compare signed";
    EXPECT_FALSE(e1v4 < e1v4);
    EXPECT_EQ(e1v4.toStrep(), "Ethernet1,ipv4");
    EXPECT_EQ(IntfErrorKey().toStrep(), ",ipunknown");
@@ -108,5 +110,5 @@ TEST(UnsupportedQual, DumpPrintsTheFamilyAndEachShortLabel) {
    Kiln::DumpContext at4;
    p.dumpState(at4, 4);
    EXPECT_EQ(at4.text(), "    AF ipv4\n       --> no prefix match\n")
-      << "the prefix kinds have an empty label";
+       << "the prefix kinds have an empty label";
 }

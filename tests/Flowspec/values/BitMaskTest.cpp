@@ -46,10 +46,9 @@ TYPED_TEST(BitMaskTest, DefaultExaminesNothingAndIsNotValid) {
 TYPED_TEST(BitMaskTest, EqualityOrderAndHashSeeAllThreeFields) {
    using M = TypeParam;
    // Ascending: matchAll false first, then by val, then by mask.
-   std::vector<M> const ascending = {anyOf<M>(0, 0), anyOf<M>(0xffff, 0xffff),
-                                     M(0, 0),        M(0, 1),
-                                     M(0, 0xffff),   M(1, 0),
-                                     M(2, 1),        M(0xffff, 0xffff)};
+   std::vector<M> const ascending = {
+       anyOf<M>(0, 0), anyOf<M>(0xffff, 0xffff), M(0, 0), M(0, 1), M(0, 0xffff), M(1, 0),
+       M(2, 1),        M(0xffff, 0xffff)};
    for (std::size_t i = 0; i < ascending.size(); ++i) {
       for (std::size_t j = 0; j < ascending.size(); ++j) {
          EXPECT_EQ(ascending[i] == ascending[j], i == j) << i << ", " << j;
@@ -119,8 +118,7 @@ TEST(IpBitMask, ValidityFollowsWhatAFragmentCanBe) {
    // clang-format on
    for (Case const& c : cases) {
       EXPECT_EQ(IpBitMask(c.val, c.mask).isValid(), c.valid) << c.why;
-      EXPECT_EQ(anyOf<IpBitMask>(c.val, c.mask).isValid(), c.valid)
-          << "any of: " << c.why;
+      EXPECT_EQ(anyOf<IpBitMask>(c.val, c.mask).isValid(), c.valid) << "any of: " << c.why;
    }
 }
 

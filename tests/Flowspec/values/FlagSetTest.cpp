@@ -20,7 +20,7 @@ struct Flag {
    void (S::*set)(bool) noexcept;
    S const* constant;
 };
-#define FLAG(f)                                                                        \
+#define FLAG(f)                                                                                    \
    { #f, &S::f, &S::f##Is, &S::f##_ }
 
 // Each set's flags in bit order, its highest word and the message refusing more.
@@ -32,17 +32,15 @@ struct Expected<ActionFieldSet> {
    static constexpr std::uint32_t highest = 0x7f;
    static constexpr char const* message = "ActionFieldSet::value > 0x7f not allowed";
    inline static std::vector<Flag<S>> const flags = {
-       FLAG(invalid),       FLAG(trafficPermit), FLAG(trafficDrop),
-       FLAG(trafficRate),   FLAG(trafficAction), FLAG(trafficRedirect),
-       FLAG(trafficMarking)};
+       FLAG(invalid),       FLAG(trafficPermit),   FLAG(trafficDrop),   FLAG(trafficRate),
+       FLAG(trafficAction), FLAG(trafficRedirect), FLAG(trafficMarking)};
 };
 template <>
 struct Expected<TrafficAction> {
    using S = TrafficAction;
    static constexpr std::uint32_t highest = 0x3;
    static constexpr char const* message = "TrafficAction::value > 0x3 not allowed";
-   inline static std::vector<Flag<S>> const flags = {FLAG(sampleAndLog),
-                                                     FLAG(continueMatch)};
+   inline static std::vector<Flag<S>> const flags = {FLAG(sampleAndLog), FLAG(continueMatch)};
 };
 template <>
 struct Expected<IpVersion> {
@@ -95,9 +93,8 @@ TYPED_TEST(FlagSetTest, ValueAboveTheHighestIsRefusedAndLeavesTheSetUnchanged) {
    TypeParam s;
    s.valueIs(highest);
    for (std::uint32_t refused : {highest + 1, 0x80000000u, 0xffffffffu}) {
-      EXPECT_EQ(
-          FlowspecTest::raisedMessage<Vex::RangeException>([&] { s.valueIs(refused); }),
-          Expected<TypeParam>::message);
+      EXPECT_EQ(FlowspecTest::raisedMessage<Vex::RangeException>([&] { s.valueIs(refused); }),
+                Expected<TypeParam>::message);
       EXPECT_EQ(s.value(), highest) << refused;
    }
 }

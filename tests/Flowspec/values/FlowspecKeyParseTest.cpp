@@ -100,10 +100,8 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
         "is not read)"},
        {"0x without digits", "*;*;DP:=0x;", Ipkit::ipunknown, 9,
         "'0x' needs hexadecimal digits after it"},
-       {"a letter after a number", "*;*;DP:=8a;", Ipkit::ipunknown, 10,
-        "unexpected character 'a'"},
-       {"a control byte", "*;*;DP:=8\x01;", Ipkit::ipunknown, 10,
-        "unexpected character '\\x01'"},
+       {"a letter after a number", "*;*;DP:=8a;", Ipkit::ipunknown, 10, "unexpected character 'a'"},
+       {"a control byte", "*;*;DP:=8\x01;", Ipkit::ipunknown, 10, "unexpected character '\\x01'"},
        {"operators out of order", "*;*;DP:=>80;", Ipkit::ipunknown, 9,
         "write a number's operators once each, in the order <, >, ="},
        {"an operator twice", "*;*;TCP:!!2;", Ipkit::ipunknown, 10,
@@ -112,8 +110,7 @@ TEST(FlowspecKeyParse, EveryRefusalHasItsColumnAndReason) {
         "'&' (and) or '|' (or) must join two values of DP (Destination Port)"},
        {"& before the first value", "*;*;DP:&=80;", Ipkit::ipunknown, 8,
         "'&' joins two values; none stands before it"},
-       {"two connectors", "*;*;DP:=80|&=443;", Ipkit::ipunknown, 12,
-        "two of '&' and '|' in a row"},
+       {"two connectors", "*;*;DP:=80|&=443;", Ipkit::ipunknown, 12, "two of '&' and '|' in a row"},
        {"a connector after an operator", "*;*;DP:=80|<&=443;", Ipkit::ipunknown, 13,
         "'&' goes before the operators of a value"},
        {"a trailing connector", "*;*;DP:=80|;", Ipkit::ipunknown, 12,
@@ -179,8 +176,7 @@ TEST(FlowspecKeyParse, TheFamilyIsSetAndNothingIsTraced) {
 }
 
 TEST(FlowspecKeyParse, EveryPrefixOfAValidKeyParsesOrSaysWhereItStops) {
-   std::string const text =
-       "198.51.100.0/24;*;IP:=6;DP:>=1000&<=2000|=80;TCP:=0x2&!=16;LEN:<1500;";
+   std::string const text = "198.51.100.0/24;*;IP:=6;DP:>=1000&<=2000|=80;TCP:=0x2&!=16;LEN:<1500;";
    for (std::size_t n = 0; n <= text.size(); ++n) {
       std::string const cut = text.substr(0, n);
       SCOPED_TRACE(cut);

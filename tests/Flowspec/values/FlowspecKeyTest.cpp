@@ -84,9 +84,7 @@ TEST(FlowspecKey, IndicesPastTheLastRaiseAfterTheStore) {
    for (std::uint16_t i = 0; i < 2048; ++i)
       full.matchOpValIs(i, MatchOpVal(0x04010000));
    EXPECT_EQ(full.getOptVal(2046).nextIndex(), MatchOpValIndex(2047));
-   auto const read = [&](std::uint16_t at) {
-      return [&full, at] { full.getOptVal(at); };
-   };
+   auto const read = [&](std::uint16_t at) { return [&full, at] { full.getOptVal(at); }; };
    EXPECT_EQ(raisedMessage<Vex::RangeException>(read(2047)), indexRangeMessage);
    full.matchOpValIs(2046, MatchOpVal(0x04210000));
    full.matchOpValIs(2047, MatchOpVal(0x04210000));
@@ -145,15 +143,14 @@ TEST(FlowspecKey, EqualityAndOrderDecideAtTheFirstDifference) {
    for (auto [x, y, want] : {std::tuple{none, none, 0}, {p8, Prefix("10.1.0.0/8"), 0},
                              {p8, none, -1}, {none, p8, 1}, {p8, p9, -1}, {p9, p8, 1}})
       // clang-format on
-      EXPECT_EQ(FlowspecKey::cmpPrefix(x, y), want)
-          << x << " " << y; // host bits cleared
+      EXPECT_EQ(FlowspecKey::cmpPrefix(x, y), want) << x << " " << y; // host bits cleared
 }
 
 TEST(FlowspecKey, HashIsFixedByFieldsPrefixesAndPairs) {
    // Golden values: the hash is replicated and stored by other processes, so
    // it must not drift between builds.
-   FlowspecKey const k = keyOf(
-       {0, 1, "10.1.0.0/16", "2001:db8::/32", {{0, 0x03810006}, {1, 0x0d810012}}});
+   FlowspecKey const k =
+       keyOf({0, 1, "10.1.0.0/16", "2001:db8::/32", {{0, 0x03810006}, {1, 0x0d810012}}});
    struct Case {
       char const* what;
       FlowspecKey key;
@@ -168,14 +165,14 @@ TEST(FlowspecKey, HashIsFixedByFieldsPrefixesAndPairs) {
       {"prefix length only",       keyOf({Vrf::VrfIdMap::noVrfId, 1, "10.1.0.0/17"}), 0x22acd433u},
    };
    // clang-format on
-   for (Case const& c : cases) EXPECT_EQ(c.key.hash(), c.hash) << c.what;
+   for (Case const& c : cases)
+      EXPECT_EQ(c.key.hash(), c.hash) << c.what;
    // Equal keys hash alike.
    EXPECT_EQ(FlowspecKey(k).hash(), k.hash());
 }
 
 TEST(FlowspecKey, CopiesAreWholeAndIndependent) {
-   FlowspecKey const src =
-       keyOf({3, 2, "2001:db8::/32", nullptr, {{0, 1}, {1, 2}, {2, 3}}});
+   FlowspecKey const src = keyOf({3, 2, "2001:db8::/32", nullptr, {{0, 1}, {1, 2}, {2, 3}}});
    FlowspecKey dst = keyOf({4, 1, "10.0.0.0/8", "11.0.0.0/8", {{0, 9}, {4, 9}}});
    dst.copyIn(src);
    EXPECT_EQ(dst, src);

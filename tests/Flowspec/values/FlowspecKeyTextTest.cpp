@@ -24,9 +24,8 @@ struct Pair {
 };
 
 // A key whose pairs are stored one after another by setOpVal.
-FlowspecKey keyOf(std::vector<Pair> const& pairs, char const* dest = "",
-                  char const* src = "", std::uint32_t vrf = Vrf::VrfIdMap::noVrfId,
-                  std::int32_t af = 0) {
+FlowspecKey keyOf(std::vector<Pair> const& pairs, char const* dest = "", char const* src = "",
+                  std::uint32_t vrf = Vrf::VrfIdMap::noVrfId, std::int32_t af = 0) {
    FlowspecKey k;
    k.vrfIdIs(vrf);
    k.addressFamilyIs(Ipkit::AddressFamily(af));
@@ -111,8 +110,7 @@ TEST(FlowspecKeyText, FiveFormsToTheCharacter) {
    FlowspecKey tooLong;
    for (std::uint16_t i = 0; i <= 2048; ++i)
       tooLong.matchOpValIs(i, MatchOpVal(1));
-   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { tooLong.toStrep(); }),
-             indexRangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { tooLong.toStrep(); }), indexRangeMessage);
 }
 
 // Each text parses to `key` ("(parsed)") or traces the one line why.
@@ -180,21 +178,18 @@ TEST(FlowspecKeyText, CommandLineParsesOrTracesOneLineWhy) {
    ASSERT_EQ(capture.lines.size(), 2u);
    EXPECT_EQ(capture.lines[0].level, 8u);
    EXPECT_EQ(capture.lines[0].function, "copyInStrCli");
-   EXPECT_EQ(capture.lines[0].message,
-             "copyInStrCli constructing match components from *;*;IP");
+   EXPECT_EQ(capture.lines[0].message, "copyInStrCli constructing match components from *;*;IP");
    EXPECT_EQ(capture.lines[1].message, "Did not find a match component in IP");
 }
 
 TEST(FlowspecKeyText, CommandLineKeepsWhatWasReadBeforeAFailure) {
    FlowspecKey k = keyOf({{T::port, 0x01, 1}, {T::port, 0x01, 2}, {T::port, 0x81, 3}});
    EXPECT_NE(failureOf(k, "10.0.0.0/8;*;IP:=6;DP:=80|!443"), "(parsed)");
-   EXPECT_EQ(k,
-             keyOf({{T::ipProto, 0x81, 6}, {T::destPort, 0x01, 80}, {T::port, 0x81, 3}},
-                   "10.0.0.0/8"))
+   EXPECT_EQ(
+       k, keyOf({{T::ipProto, 0x81, 6}, {T::destPort, 0x01, 80}, {T::port, 0x81, 3}}, "10.0.0.0/8"))
        << "the pairs before the failure are stored; later indices are left";
    EXPECT_EQ(failureOf(k, "*;11.0.0.0/8"), "(parsed)");
-   EXPECT_EQ(k.destPrefix(), Ipkit::IpGenPrefix(Vex::String("10.0.0.0/8")))
-       << "* keeps";
+   EXPECT_EQ(k.destPrefix(), Ipkit::IpGenPrefix(Vex::String("10.0.0.0/8"))) << "* keeps";
    EXPECT_EQ(k.srcPrefix(), Ipkit::IpGenPrefix(Vex::String("11.0.0.0/8")));
 }
 
@@ -224,12 +219,9 @@ TEST(FlowspecKeyText, StringValueParserAbortsOrThrowsOnBadText) {
    // clang-format on
    for (auto const& [text, death] : deaths)
       EXPECT_DEATH(k.copyInStringValue(text), death) << text;
-   auto const vrf = [&](char const* text) {
-      return [&k, text] { k.copyInStringValue(text); };
-   };
+   auto const vrf = [&](char const* text) { return [&k, text] { k.copyInStringValue(text); }; };
    EXPECT_EQ(raisedMessage<std::invalid_argument>(vrf("x;ipv4;*;*")), "stol");
-   EXPECT_EQ(raisedMessage<std::out_of_range>(vrf("99999999999999999999;ipv4;*;*")),
-             "stol");
+   EXPECT_EQ(raisedMessage<std::out_of_range>(vrf("99999999999999999999;ipv4;*;*")), "stol");
 }
 
 TEST(FlowspecKeyText, RawFormParsers) {
@@ -237,14 +229,10 @@ TEST(FlowspecKeyText, RawFormParsers) {
    k.copyInStr("5;ipv4;10.0.0.0/8;;58785798;");
    FlowspecKey const five = keyOf({{T::ipProto, 0x81, 6}}, "10.0.0.0/8", "", 5, 1);
    EXPECT_EQ(k, five);
-   auto const parse = [&](std::string text) {
-      return [&k, text] { k.copyInStr(text); };
-   };
-   EXPECT_EQ(raisedMessage<Vex::Exception>(parse("1;ipv4;bogus;;")),
-             prefixError("bogus"));
+   auto const parse = [&](std::string text) { return [&k, text] { k.copyInStr(text); }; };
+   EXPECT_EQ(raisedMessage<Vex::Exception>(parse("1;ipv4;bogus;;")), prefixError("bogus"));
    std::string const pairs = repeated("1;", 2047);
-   EXPECT_EQ(raisedMessage<Vex::RangeException>(parse(";;;;" + pairs + "1;")),
-             indexRangeMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>(parse(";;;;" + pairs + "1;")), indexRangeMessage);
    EXPECT_EQ(k, five) << "a failed parse changes nothing";
    k.copyInStr(";;;;" + pairs);
    EXPECT_EQ(k.matchOpVals(), 2047u);
@@ -273,11 +261,11 @@ TEST(FlowspecKeyText, GeneratedKeysRoundTripThroughEveryForm) {
    auto prefix = [&]() -> std::string {
       char b[64];
       if (pick(2))
-         std::snprintf(b, sizeof b, "%u.%u.%u.%u/%u", pick(256), pick(256), pick(256),
-                       pick(256), pick(33));
+         std::snprintf(b, sizeof b, "%u.%u.%u.%u/%u", pick(256), pick(256), pick(256), pick(256),
+                       pick(33));
       else
-         std::snprintf(b, sizeof b, "%x:%x::%x:%x/%u", pick(0x10000), pick(0x10000),
-                       pick(3), pick(0x10000), pick(129));
+         std::snprintf(b, sizeof b, "%x:%x::%x:%x/%u", pick(0x10000), pick(0x10000), pick(3),
+                       pick(0x10000), pick(129));
       return pick(3) ? b : "*";
    };
    for (int round = 0; round < 3000; ++round) {

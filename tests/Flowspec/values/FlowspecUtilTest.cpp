@@ -39,13 +39,9 @@ TEST(FlowspecUtilDeathTest, ValuesOutsideTheEnumerationsAbort) {
    char const* const pastKinds = "Assertion failed: compType < numComponentTypes";
    EXPECT_DEATH(util.compTypeToLabel(static_cast<MatchCompType>(14)), pastKinds);
    EXPECT_DEATH(util.compTypeToDetailLabel(static_cast<MatchCompType>(14)), pastKinds);
-   EXPECT_DEATH(util.compTypeToLabel(static_cast<MatchCompType>(0xffffffff)),
-                pastKinds);
-   char const* const unexpected =
-       "Assertion failed: false && \"Unexpected status code\"";
-   EXPECT_DEATH(util.statusCodeToStrep(static_cast<HwRuleProgrammingStatus>(7)),
+   EXPECT_DEATH(util.compTypeToLabel(static_cast<MatchCompType>(0xffffffff)), pastKinds);
+   char const* const unexpected = "Assertion failed: false && \"Unexpected status code\"";
+   EXPECT_DEATH(util.statusCodeToStrep(static_cast<HwRuleProgrammingStatus>(7)), unexpected);
+   EXPECT_DEATH(util.statusCodeToStrep(static_cast<HwRuleProgrammingStatus>(0xffffffff)),
                 unexpected);
-   EXPECT_DEATH(
-       util.statusCodeToStrep(static_cast<HwRuleProgrammingStatus>(0xffffffff)),
-       unexpected);
 }

@@ -60,8 +60,7 @@ std::vector<Mask> masksOf(MatchComponent const& c) {
 // Whether the component lets the value or flag word x through.
 std::function<bool(std::uint32_t)> acceptor(MatchComponent const& c) {
    return [rs = rangesOf(c), ms = masksOf(c)](std::uint32_t x) {
-      return std::any_of(rs.begin(), rs.end(),
-                         [x](auto const& r) { return r.contains(x); }) ||
+      return std::any_of(rs.begin(), rs.end(), [x](auto const& r) { return r.contains(x); }) ||
              std::any_of(ms.begin(), ms.end(), [x](Mask m) {
                 auto [any, val, mask] = m;
                 unsigned const same = ~(x ^ val) & mask;
@@ -78,8 +77,7 @@ std::string describe(std::vector<MatchComponent> const& set) {
       out += (out.empty() ? "" : "; ") + stringValue(c.compType()).str();
       if (c.matchTypePrefix()) out += " " + c.prefix().stringValue().str();
       for (auto const& r : rangesOf(c))
-         out += " [" + std::to_string(r.rangeMin()) + "," +
-                std::to_string(r.rangeMax()) + "]";
+         out += " [" + std::to_string(r.rangeMin()) + "," + std::to_string(r.rangeMax()) + "]";
       for (auto [any, val, mask] : masksOf(c)) {
          char buf[32];
          std::snprintf(buf, sizeof buf, " %s %x/%x", any ? "any" : "all", val, mask);
@@ -181,21 +179,17 @@ TEST(KeyMatchSet, EveryTwoPairListAcceptsWhatItsOperatorsAccept) {
    // match (1), (x & v) == v, else (x & v) != 0, negated by not (2), on every
    // TCP flag word and every fragment state a packet can be in.
    auto opText = [](bool numeric, unsigned op) {
-      return numeric ? std::string(op & 4 ? "<" : "") + (op & 2 ? ">" : "") +
-                           (op & 1 ? "=" : "")
+      return numeric ? std::string(op & 4 ? "<" : "") + (op & 2 ? ">" : "") + (op & 1 ? "=" : "")
                      : std::string(op & 2 ? "!" : "") + (op & 1 ? "=" : "");
    };
    auto holds = [](bool numeric, unsigned op, std::uint32_t v, std::uint32_t x) {
-      if (numeric)
-         return x <= 63 &&
-                ((op & 4 && x < v) || (op & 2 && x > v) || (op & 1 && x == v));
+      if (numeric) return x <= 63 && ((op & 4 && x < v) || (op & 2 && x > v) || (op & 1 && x == v));
       return (op & 1 ? (x & v) == v : (x & v) != 0) != bool(op & 2);
    };
    std::vector<std::uint32_t> tcpWords(512);
    for (std::uint32_t x = 0; x < 512; ++x)
       tcpWords[x] = x;
-   std::vector<std::uint32_t> const bitOperands = {0,   1,    2,     0xa,  0xc,
-                                                   0xf, 0x12, 0x1ff, 0x202};
+   std::vector<std::uint32_t> const bitOperands = {0, 1, 2, 0xa, 0xc, 0xf, 0x12, 0x1ff, 0x202};
    struct {
       char const* label;
       unsigned ops;
@@ -215,18 +209,15 @@ TEST(KeyMatchSet, EveryTwoPairListAcceptsWhatItsOperatorsAccept) {
       for (auto [op1, v1] : pairs) {
          for (auto [op2, v2] : pairs) {
             for (char join : {'&', '|'}) {
-               std::string const cli = std::string("*;*;") + k.label + ":" +
-                                       opText(numeric, op1) + std::to_string(v1) +
-                                       join + opText(numeric, op2) +
+               std::string const cli = std::string("*;*;") + k.label + ":" + opText(numeric, op1) +
+                                       std::to_string(v1) + join + opText(numeric, op2) +
                                        std::to_string(v2) + ";";
                auto const set = matchSetFromKey(cliKey(cli));
                ASSERT_EQ(set.size(), 1u);
                auto const accepts = acceptor(set[0]);
                for (std::uint32_t x : k.values) {
-                  bool const a = holds(numeric, op1, v1, x),
-                             b = holds(numeric, op2, v2, x);
-                  ASSERT_EQ(accepts(x), join == '&' ? a && b : a || b)
-                      << cli << " at " << x;
+                  bool const a = holds(numeric, op1, v1, x), b = holds(numeric, op2, v2, x);
+                  ASSERT_EQ(accepts(x), join == '&' ? a && b : a || b) << cli << " at " << x;
                }
             }
          }
@@ -284,9 +275,7 @@ TEST(KeyMatchSet, MalformedPairsAreRefusedNotAborted) {
    EXPECT_EQ(refusal(";;;;83951622;25231365;"),
              "matchSetFromKey: the pair at index 1 is of kind destPrefix, which has no "
              "operator-value match");
-   EXPECT_EQ(refusal(";;;;260112384;"),
-             at0 + "is of kind 15, which has no operator-value match");
+   EXPECT_EQ(refusal(";;;;260112384;"), at0 + "is of kind 15, which has no operator-value match");
    EXPECT_EQ(refusal(";;;;95485952;"), at0 + "has an 8-byte value");
-   EXPECT_EQ(refusal(";;;;94437377;"),
-             at0 + "has a 4-byte value whose low half is missing");
+   EXPECT_EQ(refusal(";;;;94437377;"), at0 + "has a 4-byte value whose low half is missing");
 }

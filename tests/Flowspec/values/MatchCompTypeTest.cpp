@@ -18,19 +18,17 @@ namespace {
 
 // Evaluated while the test program's statics are initialised, after the
 // library's own: loading the library alone must register the enumerations.
-bool const registeredAtLoad =
-    Vex::enumTypeByName("Flowspec::MatchCompType") &&
-    Vex::enumTypeByName("Flowspec::HwRuleProgrammingStatus") &&
-    Vex::enumTypeByName("Flowspec::IpBitMask::IpBit") &&
-    Vex::enumTypeByName("Flowspec::TcpBitMask::TcpBit");
+bool const registeredAtLoad = Vex::enumTypeByName("Flowspec::MatchCompType") &&
+                              Vex::enumTypeByName("Flowspec::HwRuleProgrammingStatus") &&
+                              Vex::enumTypeByName("Flowspec::IpBitMask::IpBit") &&
+                              Vex::enumTypeByName("Flowspec::TcpBitMask::TcpBit");
 
 // The enumerators are numbered 0, 1, ... in the order of `names`: the
 // registered table, both conversions, stringValue and stream output agree,
 // and the next number and an unknown name raise with the framework's text.
 template <class E, class ByNumber, class ByName>
-void expectEnumeration(std::string const& qualifiedName,
-                       std::vector<std::string> const& names, ByNumber byNumber,
-                       ByName byName) {
+void expectEnumeration(std::string const& qualifiedName, std::vector<std::string> const& names,
+                       ByNumber byNumber, ByName byName) {
    SCOPED_TRACE(qualifiedName);
    Vex::EnumType const* type = Vex::enumTypeByName(qualifiedName);
    ASSERT_EQ(type, &vexEnumType(E{}));
@@ -45,8 +43,7 @@ void expectEnumeration(std::string const& qualifiedName,
    }
    auto const next = static_cast<std::uint32_t>(names.size());
    EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byNumber(next); }),
-             qualifiedName + " has no enumerator with the value " +
-                 std::to_string(next));
+             qualifiedName + " has no enumerator with the value " + std::to_string(next));
    EXPECT_EQ(raisedMessage<Vex::Exception>([&] { byName("Invalid"); }),
              qualifiedName + " has no enumerator named 'Invalid'");
    // Printing never fails: a number outside the table prints as itself.
@@ -54,20 +51,18 @@ void expectEnumeration(std::string const& qualifiedName,
 }
 
 // The conversions by number and by name of enumeration E.
-#define INSTANCE(f)                                                                      \
-   [](unsigned v) { return f(v); }, [](Vex::String const& n) { return f(n); }
+#define INSTANCE(f) [](unsigned v) { return f(v); }, [](Vex::String const& n) { return f(n); }
 } // namespace
 
 TEST(MatchCompType, AllFourEnumerationsHaveTheirNumbersAndNames) {
    EXPECT_TRUE(registeredAtLoad);
    EXPECT_EQ(MatchCompType{}, MatchCompType::invalid);
    EXPECT_EQ(HwRuleProgrammingStatus{}, HwRuleProgrammingStatus::unprocessed);
-   expectEnumeration<MatchCompType>(
-       "Flowspec::MatchCompType",
-       {"invalid", "destPrefix", "srcPrefix", "ipProto", "port", "destPort", "srcPort",
-        "icmpType", "icmpCode", "tcpFlags", "packetLength", "dscp", "fragment",
-        "flowLabel"},
-       INSTANCE(MatchCompTypeInstance));
+   expectEnumeration<MatchCompType>("Flowspec::MatchCompType",
+                                    {"invalid", "destPrefix", "srcPrefix", "ipProto", "port",
+                                     "destPort", "srcPort", "icmpType", "icmpCode", "tcpFlags",
+                                     "packetLength", "dscp", "fragment", "flowLabel"},
+                                    INSTANCE(MatchCompTypeInstance));
    expectEnumeration<HwRuleProgrammingStatus>(
        "Flowspec::HwRuleProgrammingStatus",
        {"unprocessed", "programmed", "programmedWithFailures", "unsupportedMatch",
@@ -79,8 +74,7 @@ TEST(MatchCompType, AllFourEnumerationsHaveTheirNumbersAndNames) {
        INSTANCE(IpBitMask::IpBitInstance));
    expectEnumeration<TcpBitMask::TcpBit>(
        "Flowspec::TcpBitMask::TcpBit",
-       {"tcpFin", "tcpSyn", "tcpRst", "tcpPsh", "tcpAck", "tcpUrg", "tcpEce", "tcpCwr",
-        "tcpNs"},
+       {"tcpFin", "tcpSyn", "tcpRst", "tcpPsh", "tcpAck", "tcpUrg", "tcpEce", "tcpCwr", "tcpNs"},
        INSTANCE(TcpBitMask::TcpBitInstance));
 #undef INSTANCE
 }
@@ -114,8 +108,8 @@ TEST(MatchCompType, GetCompTypeTakesTheFirstShortLabelThatPrefixesTheText) {
 
 TEST(MatchCompType, IsBitfieldTypeOnlyForMasksAndValuesBeyondTheKinds) {
    FlowspecTest::TraceCapture capture(0);
-   for (std::uint32_t t : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 14u,
-                           1000u, 0xffffffffu})
+   for (std::uint32_t t :
+        {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 8u, 9u, 10u, 11u, 12u, 13u, 14u, 1000u, 0xffffffffu})
       EXPECT_EQ(isBitfieldType(static_cast<MatchCompType>(t)), t == 9 || t == 12 || t > 13) << t;
    EXPECT_TRUE(capture.lines.empty()) << "no trace while tracing is off";
 }

@@ -5,7 +5,9 @@
 using namespace Flowspec;
 
 namespace {
-Ipkit::IpGenPrefix prefix(char const* text) { return Ipkit::IpGenPrefix(Vex::String(text)); }
+Ipkit::IpGenPrefix prefix(char const* text) {
+   return Ipkit::IpGenPrefix(Vex::String(text));
+}
 
 std::string dump(MatchComponent const& c, unsigned indent) {
    Kiln::DumpContext ctx;
@@ -69,9 +71,12 @@ TEST(MatchComponent, SetsKeepOneEntryPerValueAndHandBackTheirFlag) {
 TEST(MatchComponent, EqualityComparesKindPrefixAndEverySetWhateverTheInsertionOrder) {
    MatchComponent a(MatchCompType::tcpFlags), b(MatchCompType::tcpFlags);
    std::vector<TcpBitMask> masks;
-   for (std::uint16_t m = 1; m < 40; ++m) masks.push_back(TcpBitMask(m & 0x15, m));
-   for (auto const& m : masks) a.tcpBitMaskIs(m, m.mask() % 3 == 0);
-   for (auto i = masks.rbegin(); i != masks.rend(); ++i) b.tcpBitMaskIs(*i, i->mask() % 3 == 0);
+   for (std::uint16_t m = 1; m < 40; ++m)
+      masks.push_back(TcpBitMask(m & 0x15, m));
+   for (auto const& m : masks)
+      a.tcpBitMaskIs(m, m.mask() % 3 == 0);
+   for (auto i = masks.rbegin(); i != masks.rend(); ++i)
+      b.tcpBitMaskIs(*i, i->mask() % 3 == 0);
    EXPECT_EQ(a, b) << "side-by-side walks agree for any insertion order";
    EXPECT_EQ(a, a);
 
@@ -102,8 +107,9 @@ TEST(MatchComponent, ToStrepPrintsKindPrefixAndCounts) {
    MatchComponent p(MatchCompType::srcPrefix);
    p.prefixIs(prefix("2001:db8::/32"));
    p.tcpBitMaskIs(TcpBitMask(), false);
-   EXPECT_EQ(p.toStrep(),
-             "<compType=srcPrefix;prefix=2001:db8::/32;numericalRanges=0;ipBitMasks=0;tcpBitMasks=1>");
+   EXPECT_EQ(
+       p.toStrep(),
+       "<compType=srcPrefix;prefix=2001:db8::/32;numericalRanges=0;ipBitMasks=0;tcpBitMasks=1>");
 }
 
 TEST(MatchComponent, DumpIndentsItsLinesAndItsMembers) {
@@ -127,7 +133,8 @@ TEST(MatchComponent, DumpIndentsItsLinesAndItsMembers) {
 
    // Member lines follow the set's iteration order.
    MatchComponent many(MatchCompType::port);
-   for (std::uint32_t lo : {500u, 7u, 90u}) many.numericalRangeIs(NumericalRange(lo, lo + 1), true);
+   for (std::uint32_t lo : {500u, 7u, 90u})
+      many.numericalRangeIs(NumericalRange(lo, lo + 1), true);
    std::string expected = "  compType is 4, prefix is \n  numericalRanges #3\n";
    for (auto i = many.numericalRangeIteratorConst(); i; ++i)
       expected += "    " + i.key().toStrep().str() + "\n";

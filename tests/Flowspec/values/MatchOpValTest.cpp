@@ -28,8 +28,7 @@ TEST(MatchOpValIndex, NullDefaultUncheckedSumsAndCheckedStores) {
    EXPECT_EQ(refused([] { MatchOpValIndex::checked(2048); }), indexRangeMessage);
    EXPECT_EQ(refused([&] { i.valueIs(2048); }), indexRangeMessage);
    EXPECT_EQ(refused([&] {
-                Vex::strepToValue("Value('Flowspec::MatchOpValIndex', ** {'value': 2048})",
-                                  i);
+                Vex::strepToValue("Value('Flowspec::MatchOpValIndex', ** {'value': 2048})", i);
              }),
              indexRangeMessage);
    EXPECT_EQ(i.value(), 7) << "a refused value changes nothing";

@@ -14,10 +14,8 @@ using Range = NumericalRange;
 
 namespace {
 constexpr std::uint32_t unset = Range::invalidValue;
-std::string const bound =
-    " < NumericalRange::min or > NumericalRange::invalidValue not allowed";
-std::string const orderMessage =
-    "NumericalRange::rangeMin > NumericalRange::rangeMax not allowed";
+std::string const bound = " < NumericalRange::min or > NumericalRange::invalidValue not allowed";
+std::string const orderMessage = "NumericalRange::rangeMin > NumericalRange::rangeMax not allowed";
 std::string const minMessage = "NumericalRange::rangeMin" + bound;
 std::string const maxMessage = "NumericalRange::rangeMax" + bound;
 } // namespace
@@ -42,8 +40,7 @@ TEST(NumericalRange, ConstructorChecksOrderThenEachBoundAndSettersOnlyTheirOwn) 
    for (Case const& c : cases) {
       SCOPED_TRACE(testing::Message() << c.lo << ", " << c.hi);
       if (!c.message.empty()) {
-         EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { Range(c.lo, c.hi); }),
-                   c.message);
+         EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { Range(c.lo, c.hi); }), c.message);
          continue;
       }
       Range const r(c.lo, c.hi);
@@ -53,10 +50,8 @@ TEST(NumericalRange, ConstructorChecksOrderThenEachBoundAndSettersOnlyTheirOwn) 
       EXPECT_EQ(!r, c.lo == unset && c.hi == unset);
    }
    Range r(10, 20);
-   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { r.rangeMinIs(0x1000001); }),
-             minMessage);
-   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { r.rangeMaxIs(0x1000001); }),
-             maxMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { r.rangeMinIs(0x1000001); }), minMessage);
+   EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { r.rangeMaxIs(0x1000001); }), maxMessage);
    EXPECT_EQ(r, Range(10, 20)) << "a refused bound changes nothing";
    r.rangeMinIs(0x30);
    r.rangeMaxIs(5); // the order of the bounds is not checked here
@@ -67,10 +62,12 @@ TEST(NumericalRange, ConstructorChecksOrderThenEachBoundAndSettersOnlyTheirOwn) 
 
 TEST(NumericalRange, ContainsOnlyInsideAValidRange) {
    std::tuple<Range, std::uint32_t, bool> const cases[] = {
-       {{0, 0xffffff}, 0, true}, {{0, 0xffffff}, 0xffffff, true}, {{0, 0xffffff}, unset, false},
-       {{10, 20}, 9, false},     {{10, 20}, 10, true},            {{10, 20}, 20, true},
+       {{0, 0xffffff}, 0, true},      {{0, 0xffffff}, 0xffffff, true},
+       {{0, 0xffffff}, unset, false}, {{10, 20}, 9, false},
+       {{10, 20}, 10, true},          {{10, 20}, 20, true},
        {{10, 20}, 21, false}};
-   for (auto const& [r, v, in] : cases) EXPECT_EQ(r.contains(v), in) << r.toStrep() << v;
+   for (auto const& [r, v, in] : cases)
+      EXPECT_EQ(r.contains(v), in) << r.toStrep() << v;
    for (std::uint32_t v : {0u, 5u, 0xffffffu, 0x1000000u, 0xffffffffu}) {
       EXPECT_FALSE(Range().contains(v)) << v;
       EXPECT_FALSE(Range(5, unset).contains(v)) << v;
@@ -112,27 +109,25 @@ TEST(NumericalRange, MatchCompTypeMaxOfEveryNumericKind) {
        {srcPort, 65535},      {icmpType, 255}, {icmpCode, 255},
        {packetLength, 65535}, {dscp, 63},      {flowLabel, 1048575}};
    FlowspecTest::TraceCapture capture(1u << 2);
-   for (auto [type, max] : cases) EXPECT_EQ(Range::matchCompTypeMax(type), max) << type;
+   for (auto [type, max] : cases)
+      EXPECT_EQ(Range::matchCompTypeMax(type), max) << type;
    EXPECT_TRUE(capture.lines.empty());
    // `invalid` falls to the byte-sized kinds and traces through isBitfieldType.
    EXPECT_EQ(Range::matchCompTypeMax(invalid), 255u);
    FlowspecTest::expectInvalidKindTrace(capture.lines);
 }
 
-TEST(NumericalRangeDeathTest,
-     SetOperationsOnInvalidRangesAndMaxOfNonNumericKindsAbort) {
-   char const* const text =
-       "Assertion failed: isValid\\(\\) && otherRange\\.isValid\\(\\)";
+TEST(NumericalRangeDeathTest, SetOperationsOnInvalidRangesAndMaxOfNonNumericKindsAbort) {
+   char const* const text = "Assertion failed: isValid\\(\\) && otherRange\\.isValid\\(\\)";
    Range const valid(1, 2), halfSet(1, unset);
    EXPECT_DEATH(Range().isRangeOverlap(valid), text);
    EXPECT_DEATH(valid.isRangeOverlap(halfSet), text);
    EXPECT_DEATH(valid.rangeIntersection(Range()), text);
    EXPECT_DEATH(Range().rangeUnion(valid), text);
    for (std::uint32_t t : {1u, 2u, 9u, 12u, 14u, 0xffffffffu})
-      EXPECT_DEATH(
-          Range::matchCompTypeMax(static_cast<MatchCompType>(t)),
-          "Assertion failed: !isBitfieldType\\( matchCompType \\) && "
-          "matchCompType != destPrefix\\(\\) && matchCompType != srcPrefix\\(\\)")
+      EXPECT_DEATH(Range::matchCompTypeMax(static_cast<MatchCompType>(t)),
+                   "Assertion failed: !isBitfieldType\\( matchCompType \\) && "
+                   "matchCompType != destPrefix\\(\\) && matchCompType != srcPrefix\\(\\)")
           << t;
 }
 

@@ -33,8 +33,7 @@ Bytes hex(std::string_view h) {
    Bytes b;
    for (std::size_t i = 0; i < h.size(); ++i)
       if (h[i] != ' ')
-         b.push_back(
-             std::uint8_t(std::stoul(std::string(h.substr(i++, 2)), nullptr, 16)));
+         b.push_back(std::uint8_t(std::stoul(std::string(h.substr(i++, 2)), nullptr, 16)));
    return b;
 }
 
@@ -99,8 +98,7 @@ std::string form(char const* type, std::string const& fields) {
 std::string flags(char const* type, std::vector<char const*> names, unsigned bits) {
    std::string f;
    for (std::size_t i = 0; i < names.size(); ++i)
-      f += (i ? ", '" : "'") + std::string(names[i]) +
-           (bits >> i & 1 ? "': True" : "': False");
+      f += (i ? ", '" : "'") + std::string(names[i]) + (bits >> i & 1 ? "': True" : "': False");
    return form(type, f);
 }
 
@@ -217,10 +215,9 @@ constexpr bool streamsValueText = !std::is_same_v<V, FlowspecKey>;
 template <class V>
 class ValueEncodingTest : public ::testing::Test {};
 using Values =
-    ::testing::Types<MatchOpValIndex, MatchOpVal, MatchOpValResult, NumericalRange,
-                     IpBitMask, TcpBitMask, ActionFieldSet, TrafficAction, IpVersion,
-                     TrafficRedirect, CounterVersion, IntfErrorKey, FlowspecKey,
-                     MatchComponent, UnsupportedQual>;
+    ::testing::Types<MatchOpValIndex, MatchOpVal, MatchOpValResult, NumericalRange, IpBitMask,
+                     TcpBitMask, ActionFieldSet, TrafficAction, IpVersion, TrafficRedirect,
+                     CounterVersion, IntfErrorKey, FlowspecKey, MatchComponent, UnsupportedQual>;
 TYPED_TEST_SUITE(ValueEncodingTest, Values);
 
 } // namespace
@@ -251,8 +248,7 @@ TYPED_TEST(ValueEncodingTest, TextAndLogAreExactReadBackWholeAndRefuseTruncation
 
 TEST(ValueText, EnumerationsUseTheirRegisteredNames) {
    std::ostringstream os;
-   os << valueToStrep(T::tcpFlags) << ' '
-      << HwRuleProgrammingStatus::programmedWithFailures << ' '
+   os << valueToStrep(T::tcpFlags) << ' ' << HwRuleProgrammingStatus::programmedWithFailures << ' '
       << valueToStrep(IpBitMask::IpBit::isFragment) << ' ' << TcpBitMask::TcpBit::tcpNs;
    EXPECT_EQ(os.str(), "tcpFlags programmedWithFailures isFragment tcpNs");
 
@@ -270,8 +266,7 @@ TEST(ValueText, EnumerationsUseTheirRegisteredNames) {
          EXPECT_EQ(byName, want) << en.name;
          EXPECT_EQ(byNumber, want) << en.name;
          EXPECT_EQ(fromLog<E>(logOf(want)), want);
-         EXPECT_EQ(logOf(want),
-                   hex("000000 0" + std::string(1, "0123456789abcdef"[en.value])));
+         EXPECT_EQ(logOf(want), hex("000000 0" + std::string(1, "0123456789abcdef"[en.value])));
       }
       E kept{};
       EXPECT_THROW(Vex::strepToValue(Vex::String("bogus"), kept), Vex::Exception);
@@ -300,18 +295,15 @@ TEST(ValueText, FieldErrorsNameTheFieldAndChecksAfterReadingDoNot) {
              "NumericalRange::invalidValue not allowed");
    EXPECT_EQ((readError<MatchOpValResult, Range>(result("tcpFlags", "2048"))),
              "field 'nextIndex': " + indexRangeMessage);
-   EXPECT_EQ(
-       readError<NumericalRange>(range("abc", "3")),
-       "field 'rangeMin': expected an unsigned number at 'abc, \\'rangeMax\\': 3})'");
-   EXPECT_EQ(
-       readError<MatchOpValResult>(result("bogus", "0")),
-       "field 'matchType': Flowspec::MatchCompType has no enumerator named 'bogus'");
+   EXPECT_EQ(readError<NumericalRange>(range("abc", "3")),
+             "field 'rangeMin': expected an unsigned number at 'abc, \\'rangeMax\\': 3})'");
+   EXPECT_EQ(readError<MatchOpValResult>(result("bogus", "0")),
+             "field 'matchType': Flowspec::MatchCompType has no enumerator named 'bogus'");
    EXPECT_TRUE(readError<TrafficAction>(form("TrafficAction", "'sampleAndLog': True, "
                                                               "'continueMatch': yes"))
                    .starts_with("field 'continueMatch': "));
-   EXPECT_TRUE(
-       readError<IpBitMask>(form("TcpBitMask", "'matchAll': True, 'val': 0, 'mask': 0"))
-           .starts_with("expected \"Value('Flowspec::IpBitMask', ** {\" at "));
+   EXPECT_TRUE(readError<IpBitMask>(form("TcpBitMask", "'matchAll': True, 'val': 0, 'mask': 0"))
+                   .starts_with("expected \"Value('Flowspec::IpBitMask', ** {\" at "));
 }
 
 TEST(ValueText, CollectionHoldersPrintOnlyAndFlowspecUtilIsEmpty) {
@@ -325,8 +317,7 @@ TEST(ValueText, CollectionHoldersPrintOnlyAndFlowspecUtilIsEmpty) {
                 "collection\"");
    c.numericalRangeIs(NumericalRange(1, 2), true);
    c.tcpBitMaskIs(TcpBitMask(1, 1), false);
-   EXPECT_EQ(valueToStrep(c), valueToStrep(MatchComponent(T::port)))
-       << "sets print None";
+   EXPECT_EQ(valueToStrep(c), valueToStrep(MatchComponent(T::port))) << "sets print None";
 
    FlowspecUtil util;
    EXPECT_EQ(valueToStrep(util), "");
@@ -375,8 +366,7 @@ TEST(ValueLogEncoding, CorruptedRecordsAreRefused) {
       if (c.rangeMessage.empty())
          EXPECT_THROW(c.read(in), Vex::Exception) << c.what;
       else
-         EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { c.read(in); }),
-                   c.rangeMessage)
+         EXPECT_EQ(raisedMessage<Vex::RangeException>([&] { c.read(in); }), c.rangeMessage)
              << c.what;
    }
 }

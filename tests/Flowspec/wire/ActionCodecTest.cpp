@@ -30,18 +30,15 @@ std::string text(RuleActions const& a) {
    std::ostringstream s;
    s << "flags " << a.actionFieldSet.value();
    if (a.actionFieldSet.trafficRate() || a.actionFieldSet.trafficDrop())
-      s << " rate " << a.trafficRateLimit
-        << (a.rateUnit == RateUnit::bytes ? " B/s" : " p/s");
+      s << " rate " << a.trafficRateLimit << (a.rateUnit == RateUnit::bytes ? " B/s" : " p/s");
    if (a.actionFieldSet.trafficAction())
       s << " sample " << a.trafficAction.sampleAndLog() << " terminal-off "
         << a.trafficAction.continueMatch();
    if (a.actionFieldSet.trafficRedirect()) {
       s << " redirect vrf " << a.trafficRedirect.vrfId() << " addr '"
-        << a.trafficRedirect.addr().stringValue() << "' copy "
-        << a.trafficRedirect.copy();
+        << a.trafficRedirect.addr().stringValue() << "' copy " << a.trafficRedirect.copy();
    }
-   if (a.actionFieldSet.trafficMarking())
-      s << " dscp " << unsigned(a.trafficMarkingDscp.value());
+   if (a.actionFieldSet.trafficMarking()) s << " dscp " << unsigned(a.trafficMarkingDscp.value());
    return s.str();
 }
 
@@ -81,10 +78,9 @@ TEST(ActionCodec, EachCommunityDecodesToItsRuleAttributes) {
    };
    Case const cases[] = {
        {"no community: accept", "", "flags 2"},
-       {"traffic-rate-bytes 9600 (GoBGP's test value, AS 100)",
-        "80 06 00 64 46 16 00 00", "flags 8 rate 9600 B/s"},
-       {"traffic-rate-packets 1000", "80 0c 00 00 44 7a 00 00",
-        "flags 8 rate 1000 p/s"},
+       {"traffic-rate-bytes 9600 (GoBGP's test value, AS 100)", "80 06 00 64 46 16 00 00",
+        "flags 8 rate 9600 B/s"},
+       {"traffic-rate-packets 1000", "80 0c 00 00 44 7a 00 00", "flags 8 rate 1000 p/s"},
        {"rate 0: discard", "80 06 00 00 00 00 00 00", "flags 4 rate 0 B/s"},
        {"traffic-action sample and terminal", "80 07 00 00 00 00 00 03",
         "flags 16 sample 1 terminal-off 1"},
@@ -105,17 +101,15 @@ TEST(ActionCodec, EachCommunityDecodesToItsRuleAttributes) {
         "flags 120 rate 1000 B/s sample 0 terminal-off 1 redirect vrf 7 addr '' copy 0 "
         "dscp "
         "10 | offset 0: community 0002: not a flowspec action"},
-       {"the same action twice is no conflict",
-        "80 09 00 00 00 00 00 0a 80 09 00 00 00 00 00 0a", "flags 64 dscp 10"},
+       {"the same action twice is no conflict", "80 09 00 00 00 00 00 0a 80 09 00 00 00 00 00 0a",
+        "flags 64 dscp 10"},
    };
    for (Case const& c : cases)
       EXPECT_EQ(decodedText(c.wire), c.expected) << c.what;
    // Redirect to the UPDATE's next hop (08 00), IPv4 and IPv6.
-   EXPECT_EQ(decodedText("08 00 00 00 00 00 00 00",
-                         Ipkit::IpGenAddr(Vex::String("192.0.2.1"))),
+   EXPECT_EQ(decodedText("08 00 00 00 00 00 00 00", Ipkit::IpGenAddr(Vex::String("192.0.2.1"))),
              "flags 32 redirect vrf 16777215 addr '192.0.2.1' copy 0");
-   EXPECT_EQ(decodedText("08 00 00 00 00 00 00 01",
-                         Ipkit::IpGenAddr(Vex::String("2001:db8::1"))),
+   EXPECT_EQ(decodedText("08 00 00 00 00 00 00 01", Ipkit::IpGenAddr(Vex::String("2001:db8::1"))),
              "flags 32 redirect vrf 16777215 addr '2001:db8::1' copy 1");
 }
 
@@ -195,8 +189,8 @@ TEST(ActionCodec, EncodingWritesTheCommunitiesAndDecodesBack) {
        {"rate in bytes", rate(9600, RateUnit::bytes), "80 06 00 00 46 16 00 00"},
        {"rate in packets", rate(1000, RateUnit::packets), "80 0c 00 00 44 7a 00 00"},
        {"drop, counted in packets", drop, "80 0c 00 00 00 00 00 00"},
-       {"VRF 7: the least route target that names it",
-        redirect(TrafficRedirect(7, {}, false)), "80 08 fd e8 00 00 00 64"},
+       {"VRF 7: the least route target that names it", redirect(TrafficRedirect(7, {}, false)),
+        "80 08 fd e8 00 00 00 64"},
        {"VRF 8: an IPv4 route target", redirect(TrafficRedirect(8, {}, false)),
         "81 08 c0 00 02 01 00 64"},
        {"an IPv4 address with copy",
@@ -219,18 +213,17 @@ TEST(ActionCodec, EncodingWritesTheCommunitiesAndDecodesBack) {
    }
    // A redirect to an address as the next hop, on request.
    for (char const* addr : {"2001:db8::1", "192.0.2.1"}) {
-      RuleActions a = redirect(TrafficRedirect(
-          Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String(addr)), true));
+      RuleActions a = redirect(
+          TrafficRedirect(Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String(addr)), true));
       ActionEncodeResult e = encodeActions(a, table, {.redirectIpAsNextHop = true});
       EXPECT_EQ(hex(e.extendedCommunities), "08 00 00 00 00 00 00 01") << addr;
       EXPECT_EQ(e.nextHop.stringValue(), addr);
-      EXPECT_TRUE(decodeActions(e.extendedCommunities, table, e.nextHop).actions == a)
-          << addr;
+      EXPECT_TRUE(decodeActions(e.extendedCommunities, table, e.nextHop).actions == a) << addr;
    }
    // The AS of the rate communities is the caller's.
-   EXPECT_EQ(hex(encodeActions(rate(1, RateUnit::bytes), table, {.rateAs = 65000})
-                     .extendedCommunities),
-             "80 06 fd e8 3f 80 00 00");
+   EXPECT_EQ(
+       hex(encodeActions(rate(1, RateUnit::bytes), table, {.rateAs = 65000}).extendedCommunities),
+       "80 06 fd e8 3f 80 00 00");
 }
 
 TEST(ActionCodec, WhatCannotBeEncodedIsReportedAndTheRestWritten) {
@@ -246,13 +239,11 @@ TEST(ActionCodec, WhatCannotBeEncodedIsReportedAndTheRestWritten) {
    noRt.trafficRedirect = TrafficRedirect(3, {}, true);
    noRt.trafficMarkingDscp = Ipkit::IpTos(64);
    RuleActions both = actions(0x21);
-   both.trafficRedirect =
-       TrafficRedirect(7, Ipkit::IpGenAddr(Vex::String("192.0.2.1")), false);
+   both.trafficRedirect = TrafficRedirect(7, Ipkit::IpGenAddr(Vex::String("192.0.2.1")), false);
    RuleActions nan = actions(ActionFieldSet::trafficRate_);
    nan.trafficRateLimit = std::nanf("");
    Case const cases[] = {
-       {"drop and a rate", dropAndRate, "",
-        "community 8006: conflicts with another action"},
+       {"drop and a rate", dropAndRate, "", "community 8006: conflicts with another action"},
        {"a VRF no route target names, with copy, and DSCP 64", noRt, "",
         "copy flag on a redirect to a VRF; no route target names the redirect VRF; "
         "community "
@@ -263,8 +254,7 @@ TEST(ActionCodec, WhatCannotBeEncodedIsReportedAndTheRestWritten) {
         "action"},
        {"a redirect to nowhere", actions(ActionFieldSet::trafficRedirect_), "",
         "redirect without a VRF or an address"},
-       {"a NaN rate", nan, "",
-        "community 8006: rate negative, infinite or not a number"},
+       {"a NaN rate", nan, "", "community 8006: rate negative, infinite or not a number"},
    };
    for (Case const& c : cases) {
       ActionEncodeResult e = encodeActions(c.actions, table);
@@ -277,9 +267,8 @@ TEST(ActionCodec, RuleConfigAttributesAndRouteTargetTexts) {
    FlowspecKey key;
    ASSERT_TRUE(key.copyInStrCli("10.0.0.0/8;*;"));
    auto rule = RuleConfig::RuleConfigIs(key);
-   auto in =
-       bytes("80 06 00 00 46 16 00 00 80 07 00 00 00 00 00 01 80 08 fd e8 00 00 00 64"
-             " 80 09 00 00 00 00 00 2e");
+   auto in = bytes("80 06 00 00 46 16 00 00 80 07 00 00 00 00 00 01 80 08 fd e8 00 00 00 64"
+                   " 80 09 00 00 00 00 00 2e");
    RuleActions decoded = decodeActions(in, table).actions;
    ruleActionsIs(*rule, decoded);
    EXPECT_EQ(rule->actionFieldSet().value(), 0x78u);
@@ -311,21 +300,19 @@ TEST(ActionCodec, TheIpv6AttributeCarriesTheRedirectToIpv6) {
    };
    EXPECT_EQ(decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 01"),
              "flags 32 redirect vrf 16777215 addr '2001:db8::1' copy 1");
-   EXPECT_EQ(
-       decode6("00 02 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 64"),
-       "flags 2 | IPv6 attribute offset 0: community 0002: not a flowspec action");
+   EXPECT_EQ(decode6("00 02 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 64"),
+             "flags 2 | IPv6 attribute offset 0: community 0002: not a flowspec action");
    EXPECT_EQ(decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 01 00"),
              "flags 2 | IPv6 attribute offset 0: community 000c: reserved bits set");
-   EXPECT_EQ(
-       decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 0c",
-               "80 08 fd e8 00 00 00 64"),
-       "flags 2 | IPv6 attribute offset 0: community 000c: conflicts with another "
-       "action; IPv6 attribute offset 20: attribute length not a whole number of "
-       "communities");
+   EXPECT_EQ(decode6("00 0c 20 01 0d b8 00 00 00 00 00 00 00 00 00 00 00 01 00 00 00 0c",
+                     "80 08 fd e8 00 00 00 64"),
+             "flags 2 | IPv6 attribute offset 0: community 000c: conflicts with another "
+             "action; IPv6 attribute offset 20: attribute length not a whole number of "
+             "communities");
    // Encoded into the IPv6 attribute, and back.
    RuleActions a = actions(ActionFieldSet::trafficRedirect_);
-   a.trafficRedirect = TrafficRedirect(
-       Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String("2001:db8::1")), false);
+   a.trafficRedirect =
+       TrafficRedirect(Vrf::VrfIdMap::noVrfId, Ipkit::IpGenAddr(Vex::String("2001:db8::1")), false);
    ActionEncodeResult e = encodeActions(a, table);
    EXPECT_EQ(hex(e.extendedCommunities), "");
    EXPECT_EQ(hex(e.ipv6ExtendedCommunities),

@@ -45,8 +45,7 @@ std::string findProgram(std::string const& program) {
 
 TempDir::TempDir() {
    char const* base = std::getenv("TMPDIR");
-   std::string pattern =
-       std::string(base && *base ? base : "/tmp") + "/flowspec-interop-XXXXXX";
+   std::string pattern = std::string(base && *base ? base : "/tmp") + "/flowspec-interop-XXXXXX";
    std::vector<char> buf(pattern.begin(), pattern.end());
    buf.push_back('\0');
    if (!::mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed");
@@ -66,8 +65,7 @@ namespace {
 
 // In the child: its own process group, SIGTERM when the test process dies,
 // then the program.
-[[noreturn]] void execChild(std::vector<std::string> const& argv,
-                            std::string const& cwd, int outFd,
+[[noreturn]] void execChild(std::vector<std::string> const& argv, std::string const& cwd, int outFd,
                             std::vector<std::string> const& env) {
    ::setpgid(0, 0);
    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
@@ -112,8 +110,8 @@ void stopPid(int pid) {
 
 } // namespace
 
-Daemon::Daemon(std::vector<std::string> argv, std::string const& cwd,
-               std::string const& log, std::vector<std::string> env)
+Daemon::Daemon(std::vector<std::string> argv, std::string const& cwd, std::string const& log,
+               std::vector<std::string> env)
     : log_(log) {
    int fd = ::open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
    pid_ = ::fork();
@@ -137,8 +135,7 @@ bool Daemon::running() {
 
 std::string Daemon::logTail() const {
    std::ifstream in(log_);
-   std::string const text{std::istreambuf_iterator<char>(in),
-                          std::istreambuf_iterator<char>()};
+   std::string const text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
    return text.size() > 3000 ? text.substr(text.size() - 3000) : text;
 }
 
@@ -210,8 +207,7 @@ BgpSpeaker::~BgpSpeaker() {
 
 namespace {
 
-std::vector<std::uint8_t> bgpMessage(std::uint8_t type,
-                                     std::vector<std::uint8_t> body) {
+std::vector<std::uint8_t> bgpMessage(std::uint8_t type, std::vector<std::uint8_t> body) {
    std::vector<std::uint8_t> m(16, 0xff);
    std::size_t const len = 19 + body.size();
    m.push_back(std::uint8_t(len >> 8));
@@ -223,8 +219,8 @@ std::vector<std::uint8_t> bgpMessage(std::uint8_t type,
 
 } // namespace
 
-std::string BgpSpeaker::open(std::string const& local, std::string const& remote,
-                             int port, std::uint32_t as, std::chrono::seconds timeout) {
+std::string BgpSpeaker::open(std::string const& local, std::string const& remote, int port,
+                             std::uint32_t as, std::chrono::seconds timeout) {
    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
    sockaddr_in l{}, r{};
    l.sin_family = r.sin_family = AF_INET;
@@ -276,9 +272,8 @@ std::string BgpSpeaker::open(std::string const& local, std::string const& remote
           deadline - std::chrono::steady_clock::now()));
       if (m.empty()) break;
       if (m[18] == 3) {
-         return "the peer sent a NOTIFICATION, code " +
-                std::to_string(m.size() > 19 ? m[19] : 0) + " subcode " +
-                std::to_string(m.size() > 20 ? m[20] : 0);
+         return "the peer sent a NOTIFICATION, code " + std::to_string(m.size() > 19 ? m[19] : 0) +
+                " subcode " + std::to_string(m.size() > 20 ? m[20] : 0);
       }
       if (m[18] == 1) {
          gotOpen = true;
@@ -293,8 +288,7 @@ std::string BgpSpeaker::open(std::string const& local, std::string const& remote
 bool BgpSpeaker::send(std::vector<std::uint8_t> const& message) {
    std::size_t done = 0;
    while (done < message.size()) {
-      ssize_t const n =
-          ::send(fd_, message.data() + done, message.size() - done, MSG_NOSIGNAL);
+      ssize_t const n = ::send(fd_, message.data() + done, message.size() - done, MSG_NOSIGNAL);
       if (n <= 0) return false;
       done += std::size_t(n);
    }

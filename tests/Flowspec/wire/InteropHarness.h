@@ -27,26 +27,26 @@ std::string findProgram(std::string const& program);
 
 /// Skips the test (GTEST_SKIP, naming what is missing) when one of the
 /// programs is not on PATH and interop is not required; fails it when it is.
-#define INTEROP_REQUIRE_PROGRAMS(...)                                                  \
-   do {                                                                                \
-      std::string missing_;                                                            \
-      for (char const* p_ : {__VA_ARGS__})                                             \
-         if (::Interop::findProgram(p_).empty()) missing_ += std::string(" ") + p_;    \
-      if (!missing_.empty()) {                                                         \
-         if (::Interop::required()) {                                                  \
-            FAIL() << "FLOWSPEC_REQUIRE_INTEROP is set but these programs are "        \
-                      "missing:"                                                       \
-                   << missing_;                                                        \
-         }                                                                             \
-         GTEST_SKIP() << "interop skipped: not installed:" << missing_                 \
-                      << " (apt-get install gobgpd exabgp; set "                       \
-                         "FLOWSPEC_REQUIRE_INTEROP=1 to make this a failure)";         \
-      }                                                                                \
+#define INTEROP_REQUIRE_PROGRAMS(...)                                                              \
+   do {                                                                                            \
+      std::string missing_;                                                                        \
+      for (char const* p_ : {__VA_ARGS__})                                                         \
+         if (::Interop::findProgram(p_).empty()) missing_ += std::string(" ") + p_;                \
+      if (!missing_.empty()) {                                                                     \
+         if (::Interop::required()) {                                                              \
+            FAIL() << "FLOWSPEC_REQUIRE_INTEROP is set but these programs are "                    \
+                      "missing:"                                                                   \
+                   << missing_;                                                                    \
+         }                                                                                         \
+         GTEST_SKIP() << "interop skipped: not installed:" << missing_                             \
+                      << " (apt-get install gobgpd exabgp; set "                                   \
+                         "FLOWSPEC_REQUIRE_INTEROP=1 to make this a failure)";                     \
+      }                                                                                            \
    } while (0)
 
 /// A fresh directory under $TMPDIR (or /tmp), removed with all it holds.
 class TempDir {
-public:
+ public:
    TempDir();
    ~TempDir();
    TempDir(TempDir const&) = delete;
@@ -55,14 +55,14 @@ public:
    std::string file(std::string const& name) const { return path_ + "/" + name; }
    void write(std::string const& name, std::string const& text) const;
 
-private:
+ private:
    std::string path_;
 };
 
 /// A program started in the background, its output in a log file, stopped
 /// (SIGTERM, then SIGKILL after 5 seconds) when destroyed.
 class Daemon {
-public:
+ public:
    Daemon(std::vector<std::string> argv, std::string const& cwd, std::string const& log,
           std::vector<std::string> env = {});
    ~Daemon();
@@ -73,7 +73,7 @@ public:
    /// The last lines of its log, for failure messages.
    std::string logTail() const;
 
-private:
+ private:
    int pid_ = -1;
    std::string log_;
 };
@@ -86,8 +86,7 @@ struct RunResult {
 /// Runs a program to completion with its output captured, killing it after
 /// `timeout`.
 RunResult run(std::vector<std::string> const& argv,
-              std::chrono::seconds timeout = std::chrono::seconds(30),
-              std::string const& cwd = "");
+              std::chrono::seconds timeout = std::chrono::seconds(30), std::string const& cwd = "");
 
 /// A TCP port nobody listens on at `address` now (the kernel's choice).
 int freePort(std::string const& address);
@@ -103,19 +102,19 @@ std::vector<std::uint8_t> readFile(std::string const& path);
 /// exchanges OPEN (4-octet AS, the flowspec families) and KEEPALIVE, and
 /// then sends what it is given. The session closes with the object.
 class BgpSpeaker {
-public:
+ public:
    BgpSpeaker() = default;
    ~BgpSpeaker();
    BgpSpeaker(BgpSpeaker const&) = delete;
    BgpSpeaker& operator=(BgpSpeaker const&) = delete;
    /// Connects from `local` to `remote`:`port` as AS `as` and waits for the
    /// peer's OPEN and KEEPALIVE; "" when established, otherwise why not.
-   std::string open(std::string const& local, std::string const& remote, int port,
-                    std::uint32_t as, std::chrono::seconds timeout);
+   std::string open(std::string const& local, std::string const& remote, int port, std::uint32_t as,
+                    std::chrono::seconds timeout);
    /// Sends one whole message; false when the connection failed.
    bool send(std::vector<std::uint8_t> const& message);
 
-private:
+ private:
    // The next whole message from the peer, or empty after `timeout`.
    std::vector<std::uint8_t> receive(std::chrono::milliseconds timeout);
    int fd_ = -1;

@@ -149,8 +149,7 @@ std::vector<CorpusRule> const corpus = {
      "[destination: 2001:db8::/32/0][source: 2001:db8:1::/48/0][protocol: "
      "==udp][label: "
      "==48879]|[{Origin: i} {Extcomms: [discard]}]"},
-    {"IPv6: ICMPv6 type; drop",
-     "vrf default ipv6 2001:db8:2::/48;*;IP:=58;IT:=128; drop",
+    {"IPv6: ICMPv6 type; drop", "vrf default ipv6 2001:db8:2::/48;*;IP:=58;IT:=128; drop",
      "match destination 2001:db8:2::/48 protocol 58 icmp-type ==128 then discard",
      "match { destination 2001:db8:2::/48/0; next-header =58; icmp-type =128; } "
      "then { discard; }",
@@ -195,15 +194,14 @@ std::vector<CorpusRule> const corpus = {
      "vrf default ipv4 10.0.8.0/24;*; redirect vrf 7",
      "match destination 10.0.8.0/24 then redirect 4200000000:300", "",
      "!maximum recursion depth exceeded",
-     "[destination: 10.0.8.0/24]|[{Origin: i} {Extcomms: [redirect: 64086.59904:300]}]",
-     0, "vrf default ipv4 10.0.8.0/24;*; permit"},
+     "[destination: 10.0.8.0/24]|[{Origin: i} {Extcomms: [redirect: 64086.59904:300]}]", 0,
+     "vrf default ipv4 10.0.8.0/24;*; permit"},
     // Redirect to an IP address is not in RFC 8955; ExaBGP speaks both
     // forms of the IDR drafts: it writes the next hop of the UPDATE with the
     // community 08 00 (ours reads it), and reads our 01 0c with the address
     // in the community. GoBGP has no redirect-to-IP action: it shows the
     // community as a bare IPv4-address-specific one.
-    {"redirect to an IPv4 address",
-     "vrf default ipv4 10.0.9.0/24;*; redirect 192.0.2.1", "",
+    {"redirect to an IPv4 address", "vrf default ipv4 10.0.9.0/24;*; redirect 192.0.2.1", "",
      "match { destination 10.0.9.0/24; } then { redirect 192.0.2.1; }",
      "flow destination-ipv4 10.0.9.0/24 origin igp as-path [ 65004 ] "
      "extended-community "
@@ -235,8 +233,7 @@ std::vector<CorpusRule> const corpus = {
     // RFC 8955 section 7.1 adds traffic-rate-packets (0x800c) to RFC 5575's
     // rate in bytes. Neither peer can say it, and neither reads it: ExaBGP
     // and GoBGP show the community as a bare number.
-    {"rate in packets a second", "vrf default ipv4 10.0.13.0/24;*;IP:=17; rate 100", "",
-     "",
+    {"rate in packets a second", "vrf default ipv4 10.0.13.0/24;*;IP:=17; rate 100", "", "",
      "flow destination-ipv4 10.0.13.0/24 protocol =udp origin igp as-path [ 65004 ] "
      "extended-community 0x800C000042C80000",
      "[destination: 10.0.13.0/24][protocol: ==udp]|[{Origin: i} {Extcomms: "
@@ -273,8 +270,7 @@ std::string join(std::vector<std::string> const& lines) {
 std::vector<FlowspecTool::RuleLine> corpusRules(bool asGobgpWrites = false) {
    std::string text;
    for (CorpusRule const& r : corpus)
-      text +=
-          std::string(asGobgpWrites && *r.gobgpReads ? r.gobgpReads : r.line) + "\n";
+      text += std::string(asGobgpWrites && *r.gobgpReads ? r.gobgpReads : r.line) + "\n";
    FlowspecTool::RuleFile file = FlowspecTool::readRuleFile(text, "corpus");
    EXPECT_EQ(join(file.errors), "");
    return file.rules;
@@ -317,10 +313,10 @@ std::string userName() {
    return pw ? pw->pw_name : "root";
 }
 
-std::string gobgpNeighbor(std::string const& address, unsigned as, bool passive,
-                          int remotePort = 0, std::string const& local = "") {
-   std::string s = "[[neighbors]]\n  [neighbors.config]\n    neighbor-address = \"" +
-                   address + "\"\n    peer-as = " + std::to_string(as) + "\n";
+std::string gobgpNeighbor(std::string const& address, unsigned as, bool passive, int remotePort = 0,
+                          std::string const& local = "") {
+   std::string s = "[[neighbors]]\n  [neighbors.config]\n    neighbor-address = \"" + address +
+                   "\"\n    peer-as = " + std::to_string(as) + "\n";
    s += "  [neighbors.timers.config]\n    connect-retry = 1\n";
    s += "  [neighbors.transport.config]\n";
    if (passive) s += "    passive-mode = true\n";
@@ -335,7 +331,7 @@ std::string gobgpNeighbor(std::string const& address, unsigned as, bool passive,
 }
 
 class Lab {
-public:
+ public:
    Lab() {
       collectorPort_ = Interop::freePort("127.0.0.1");
       collectorApi_ = Interop::freePort("127.0.0.1");
@@ -346,32 +342,28 @@ public:
       dir_.write(
           "collector.toml",
           "[global.config]\n  as = 65002\n  router-id = \"10.0.0.2\"\n  port = " +
-              std::to_string(collectorPort_) +
-              "\n  local-address-list = [\"127.0.0.1\"]\n\n" +
-              gobgpNeighbor("127.0.0.2", 65001, true) +
-              gobgpNeighbor("127.0.0.3", 65003, true) +
+              std::to_string(collectorPort_) + "\n  local-address-list = [\"127.0.0.1\"]\n\n" +
+              gobgpNeighbor("127.0.0.2", 65001, true) + gobgpNeighbor("127.0.0.3", 65003, true) +
               gobgpNeighbor("127.0.0.4", 65004, true) +
               "[[mrt-dump]]\n  [mrt-dump.config]\n    dump-type = \"updates\"\n"
               "    file-name = \"updates.mrt\"\n");
-      dir_.write("origin.toml", "[global.config]\n  as = 65001\n  router-id = "
-                                "\"10.0.0.1\"\n  port = -1\n\n" +
-                                    gobgpNeighbor("127.0.0.1", 65002, false,
-                                                  collectorPort_, "127.0.0.2"));
+      dir_.write("origin.toml",
+                 "[global.config]\n  as = 65001\n  router-id = "
+                 "\"10.0.0.1\"\n  port = -1\n\n" +
+                     gobgpNeighbor("127.0.0.1", 65002, false, collectorPort_, "127.0.0.2"));
       std::string routes;
       int n = 0;
       for (CorpusRule const& r : corpus) {
-         if (*r.exabgp)
-            routes += "    route r" + std::to_string(n++) + " { " + r.exabgp + " }\n";
+         if (*r.exabgp) routes += "    route r" + std::to_string(n++) + " { " + r.exabgp + " }\n";
       }
-      dir_.write(
-          "exabgp.conf",
-          "neighbor 127.0.0.1 {\n  router-id 10.0.0.3;\n  local-address 127.0.0.3;\n"
-          "  local-as 65003;\n  peer-as 65002;\n  connect " +
-              std::to_string(collectorPort_) +
-              ";\n  group-updates false;\n"
-              "  family {\n    ipv4 flow;\n    ipv6 flow;\n    ipv4 flow-vpn;\n  }\n"
-              "  flow {\n" +
-              routes + "  }\n}\n");
+      dir_.write("exabgp.conf",
+                 "neighbor 127.0.0.1 {\n  router-id 10.0.0.3;\n  local-address 127.0.0.3;\n"
+                 "  local-as 65003;\n  peer-as 65002;\n  connect " +
+                     std::to_string(collectorPort_) +
+                     ";\n  group-updates false;\n"
+                     "  family {\n    ipv4 flow;\n    ipv6 flow;\n    ipv4 flow-vpn;\n  }\n"
+                     "  flow {\n" +
+                     routes + "  }\n}\n");
       std::string const gobgpd = Interop::findProgram("gobgpd");
       collector_ = std::make_unique<Interop::Daemon>(
           std::vector<std::string>{gobgpd, "-f", dir_.file("collector.toml"), "-p",
@@ -379,13 +371,11 @@ public:
                                    "127.0.0.1:" + std::to_string(collectorApi_)},
           dir_.path(), dir_.file("collector.log"));
       origin_ = std::make_unique<Interop::Daemon>(
-          std::vector<std::string>{gobgpd, "-f", dir_.file("origin.toml"), "-p",
-                                   "--pprof-disable", "--api-hosts",
-                                   "127.0.0.1:" + std::to_string(originApi_)},
+          std::vector<std::string>{gobgpd, "-f", dir_.file("origin.toml"), "-p", "--pprof-disable",
+                                   "--api-hosts", "127.0.0.1:" + std::to_string(originApi_)},
           dir_.path(), dir_.file("origin.log"));
       exabgp_ = std::make_unique<Interop::Daemon>(
-          std::vector<std::string>{Interop::findProgram("exabgp"),
-                                   dir_.file("exabgp.conf")},
+          std::vector<std::string>{Interop::findProgram("exabgp"), dir_.file("exabgp.conf")},
           dir_.path(), dir_.file("exabgp.log"),
           std::vector<std::string>{"exabgp.daemon.user=" + userName(),
                                    "exabgp.log.destination=stdout",
@@ -396,9 +386,8 @@ public:
    int collectorPort() const { return collectorPort_; }
 
    Interop::RunResult gobgp(bool collector, std::vector<std::string> args) {
-      std::vector<std::string> argv{
-          Interop::findProgram("gobgp"), "-p",
-          std::to_string(collector ? collectorApi_ : originApi_)};
+      std::vector<std::string> argv{Interop::findProgram("gobgp"), "-p",
+                                    std::to_string(collector ? collectorApi_ : originApi_)};
       argv.insert(argv.end(), args.begin(), args.end());
       return Interop::run(argv, 20s);
    }
@@ -406,8 +395,7 @@ public:
    /// Whether the collector's session with `peer` is established.
    bool established(std::string const& peer) {
       Interop::RunResult const r = gobgp(true, {"neighbor", peer});
-      return r.status == 0 &&
-             r.out.find("BGP state = ESTABLISHED") != std::string::npos;
+      return r.status == 0 && r.out.find("BGP state = ESTABLISHED") != std::string::npos;
    }
 
    /// The flowspec routes the collector recorded from `peer`, by key text.
@@ -428,11 +416,11 @@ public:
    }
 
    std::string logs() const {
-      return "--- collector\n" + collector_->logTail() + "--- origin\n" +
-             origin_->logTail() + "--- exabgp\n" + exabgp_->logTail();
+      return "--- collector\n" + collector_->logTail() + "--- origin\n" + origin_->logTail() +
+             "--- exabgp\n" + exabgp_->logTail();
    }
 
-private:
+ private:
    Interop::TempDir dir_;
    int collectorPort_ = 0, collectorApi_ = 0, originApi_ = 0;
    std::unique_ptr<Interop::Daemon> collector_, origin_, exabgp_;
@@ -440,7 +428,7 @@ private:
 };
 
 class WireInterop : public ::testing::Test {
-protected:
+ protected:
    static void TearDownTestSuite() { lab_.reset(); }
    // The lab, started by the first test that needs it.
    static Lab& lab() {
@@ -480,14 +468,12 @@ void expectRecorded(std::map<std::string, FlowspecRoute> const& got,
 TEST_F(WireInterop, GobgpEncodesWeDecode) {
    REQUIRE_PEERS();
    Lab& l = lab();
-   ASSERT_TRUE(::Interop::waitFor([&] { return l.established("127.0.0.2"); }, 40s))
-       << l.logs();
+   ASSERT_TRUE(::Interop::waitFor([&] { return l.established("127.0.0.2"); }, 40s)) << l.logs();
    std::vector<std::size_t> rows;
    for (std::size_t i = 0; i < corpus.size(); ++i) {
       if (!*corpus[i].gobgp) continue;
       rows.push_back(i);
-      std::vector<std::string> args{"global", "rib", "-a", gobgpFamily(corpus[i]),
-                                    "add"};
+      std::vector<std::string> args{"global", "rib", "-a", gobgpFamily(corpus[i]), "add"};
       std::istringstream words(corpus[i].gobgp);
       for (std::string w; words >> w;)
          args.push_back(w);
@@ -552,10 +538,9 @@ TEST_F(WireInterop, WeEncodeExabgpDecodes) {
    for (std::size_t i = 0; i < corpus.size(); ++i) {
       SCOPED_TRACE(corpus[i].description);
       std::vector<std::uint8_t> const m = ourUpdate(i);
-      auto const r =
-          ::Interop::run({::Interop::findProgram("exabgp"), dir.file("decode.conf"),
-                          "--decode", ::Interop::hex(m)},
-                         30s, dir.path());
+      auto const r = ::Interop::run({::Interop::findProgram("exabgp"), dir.file("decode.conf"),
+                                     "--decode", ::Interop::hex(m)},
+                                    30s, dir.path());
       std::size_t const at = r.out.find("decoded update ");
       std::string const expected = corpus[i].exabgpShows;
       if (expected[0] == '!') {
@@ -578,8 +563,7 @@ TEST_F(WireInterop, WeEncodeGobgpDecodes) {
    REQUIRE_PEERS();
    Lab& l = lab();
    ::Interop::BgpSpeaker us;
-   ASSERT_EQ(us.open("127.0.0.4", "127.0.0.1", l.collectorPort(), 65004, 40s), "")
-       << l.logs();
+   ASSERT_EQ(us.open("127.0.0.4", "127.0.0.1", l.collectorPort(), 65004, 40s), "") << l.logs();
    std::map<std::string, std::size_t> sent; // rows by gobgp family
    for (std::size_t i = 0; i < corpus.size(); ++i) {
       ASSERT_TRUE(us.send(ourUpdate(i)));

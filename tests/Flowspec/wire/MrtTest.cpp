@@ -41,9 +41,8 @@ Bytes message2(Bytes const& m) {
 }
 // A BGP4MP_ET MESSAGE_AS4 over IPv6 between 2001:db8::1 and 2001:db8::2.
 Bytes messageEt6(Bytes const& m) {
-   Bytes body =
-       bytes("0007a120 0000fde9 0000fdea 0000 0002 "
-             "20010db8000000000000000000000001 20010db8000000000000000000000002");
+   Bytes body = bytes("0007a120 0000fde9 0000fdea 0000 0002 "
+                      "20010db8000000000000000000000001 20010db8000000000000000000000002");
    body.insert(body.end(), m.begin(), m.end());
    return record(17, 4, body);
 }
@@ -136,11 +135,10 @@ TEST(Mrt, MalformedRecordsAreReportedAndSkipped) {
    std::vector<Case> const cases = {
        {"AS numbers cut", record(16, 4, bytes("0000fde9 0000")), 12,
         "the record ends inside its AS numbers, interface and family"},
-       {"address family 3",
-        record(16, 1, bytes("fde9 fdea 0000 0003 0a000001 0a000002")), 18,
+       {"address family 3", record(16, 1, bytes("fde9 fdea 0000 0003 0a000001 0a000002")), 18,
         "the address family 3 is neither 1 nor 2"},
-       {"addresses cut", record(16, 1, bytes("fde9 fdea 0000 0002 0a000001 0a000002")),
-        20, "the record ends inside its peer and local addresses"},
+       {"addresses cut", record(16, 1, bytes("fde9 fdea 0000 0002 0a000001 0a000002")), 20,
+        "the record ends inside its peer and local addresses"},
        {"microseconds cut", record(17, 1, bytes("0007")), 12,
         "the BGP4MP_ET record ends inside its microseconds"},
    };
@@ -159,8 +157,8 @@ TEST(Mrt, MalformedRecordsAreReportedAndSkipped) {
 // field (a body cut short). A message cut inside a record whose length was
 // made to agree is read as far as it goes.
 TEST(Mrt, EveryPrefixOfAFileIsReadAsFarAsItGoes) {
-   std::vector<Bytes> const records = {mrtRecord(announce(), 1, 1, 2),
-                                       message2(keepalive()), messageEt6(announce())};
+   std::vector<Bytes> const records = {mrtRecord(announce(), 1, 1, 2), message2(keepalive()),
+                                       messageEt6(announce())};
    Bytes const file = concat(records);
    std::vector<std::size_t> starts{0};
    for (Bytes const& r : records)
@@ -181,9 +179,8 @@ TEST(Mrt, EveryPrefixOfAFileIsReadAsFarAsItGoes) {
       std::size_t const start = starts[whole];
       if (n - start < 12) {
          EXPECT_EQ(w.summary.errors[0].offset, start);
-         EXPECT_EQ(w.summary.errors[0].reason,
-                   "the file ends " + std::to_string(n - start) +
-                       " bytes into a 12-byte record header");
+         EXPECT_EQ(w.summary.errors[0].reason, "the file ends " + std::to_string(n - start) +
+                                                   " bytes into a 12-byte record header");
       } else {
          EXPECT_EQ(w.summary.errors[0].offset, start + 8);
       }

@@ -35,9 +35,7 @@ std::string decoded(std::string const& wire, Ipkit::AddressFamily af = Ipkit::ip
       EXPECT_EQ(k.vrfId(), Vrf::VrfIdMap::noVrfId);
       s += (s.empty() ? "" : " ") + std::string(k.toStrepCli().c_str());
    }
-   if (r.error)
-      s += (s.empty() ? "" : " ") + std::string("refused: ") +
-           nlriErrorMessage(*r.error);
+   if (r.error) s += (s.empty() ? "" : " ") + std::string("refused: ") + nlriErrorMessage(*r.error);
    return s;
 }
 
@@ -80,11 +78,11 @@ TEST(NlriCodec, WorkedExamplesOfTheRfcsBothWays) {
    Case const cases[] = {
        {"RFC 8955: packets to 192.0.2.0/24 and TCP port 25", Ipkit::ipv4,
         "192.0.2.0/24;*;IP:=6;P:=25;", "0b 01 18 c0 00 02 03 81 06 04 81 19"},
-       {"RFC 8955: to 192.0.2.0/24 from 203.0.113.0/24 and port {[137, 139] or 8080}",
-        Ipkit::ipv4, "192.0.2.0/24;203.0.113.0/24;P:>=137&<=139|=8080;",
+       {"RFC 8955: to 192.0.2.0/24 from 203.0.113.0/24 and port {[137, 139] or 8080}", Ipkit::ipv4,
+        "192.0.2.0/24;203.0.113.0/24;P:>=137&<=139|=8080;",
         "12 01 18 c0 00 02 02 18 cb 00 71 04 03 89 45 8b 91 1f 90"},
-       {"RFC 8955: to 192.0.2.1/32 and fragment {DF or FF}", Ipkit::ipv4,
-        "192.0.2.1/32;*;FRAG:5;", "09 01 20 c0 00 02 01 0c 80 05"},
+       {"RFC 8955: to 192.0.2.1/32 and fragment {DF or FF}", Ipkit::ipv4, "192.0.2.1/32;*;FRAG:5;",
+        "09 01 20 c0 00 02 01 0c 80 05"},
        {"RFC 8956: to 2001:db8::/32 and upper-layer protocol TCP (the example's "
         "destination and protocol, with offset 0)",
         Ipkit::ipv6, "2001:db8::/32;*;IP:=6;", "0a 01 20 00 20 01 0d b8 03 81 06"},
@@ -97,11 +95,10 @@ TEST(NlriCodec, WorkedExamplesOfTheRfcsBothWays) {
    // The RFC 8956 examples themselves carry a source prefix with offset 64
    // and 65, which a key cannot hold: refused at the offset byte, never
    // decoded without it.
-   EXPECT_EQ(
-       decoded("12 01 20 00 20 01 0d b8 02 68 40 12 34 56 78 9a 03 81 06", Ipkit::ipv6),
-       "refused: offset 10: type 2 (source prefix): non-zero IPv6 prefix offset, which "
-       "a "
-       "key cannot hold");
+   EXPECT_EQ(decoded("12 01 20 00 20 01 0d b8 02 68 40 12 34 56 78 9a 03 81 06", Ipkit::ipv6),
+             "refused: offset 10: type 2 (source prefix): non-zero IPv6 prefix offset, which "
+             "a "
+             "key cannot hold");
    EXPECT_EQ(decoded("0f 01 20 00 20 01 0d b8 02 68 41 24 68 ac f1 34", Ipkit::ipv6),
              "refused: offset 10: type 2 (source prefix): non-zero IPv6 prefix offset, "
              "which a "
@@ -119,10 +116,9 @@ TEST(NlriCodec, DecodingThenEncodingGivesTheSameBytes) {
       EXPECT_EQ(hex(out), hex(in)) << v.what;
    }
    // And keys from text come back from their bytes as they were.
-   for (char const* cli :
-        {"10.0.0.0/8;*;", "*;192.168.0.0/16;DP:>=1024&<=65535;",
-         "*;*;IP:=6|=17;SP:=53;TCP:=2&!=16;LEN:>=1000000;FRAG:!=1;",
-         "0.0.0.0/0;0.0.0.0/0;DSCP:=46;", "*;*;P:<1024|>49151;IT:=8;IC:=0;"}) {
+   for (char const* cli : {"10.0.0.0/8;*;", "*;192.168.0.0/16;DP:>=1024&<=65535;",
+                           "*;*;IP:=6|=17;SP:=53;TCP:=2&!=16;LEN:>=1000000;FRAG:!=1;",
+                           "0.0.0.0/0;0.0.0.0/0;DSCP:=46;", "*;*;P:<1024|>49151;IT:=8;IC:=0;"}) {
       FlowspecKey k = cliKey(cli);
       std::vector<std::uint8_t> out;
       ASSERT_FALSE(encodeNlri(k, out)) << cli;
@@ -178,13 +174,11 @@ TEST(NlriCodec, VpnNlriCarryARouteDistinguisher) {
              (std::vector<std::uint64_t>{0x0000fde800000064, 0x0001c00002010007}));
    EXPECT_EQ(decoded("05 00 00 fd e8 00"), "refused: offset 1: unknown component type");
    auto shortRd = bytes("05 00 00 fd e8 00");
-   EXPECT_EQ(
-       nlriErrorMessage(*decodeNlri(shortRd, Ipkit::ipv4, NlriSafi::flowspecVpn).error),
-       "offset 1: route distinguisher cut short");
+   EXPECT_EQ(nlriErrorMessage(*decodeNlri(shortRd, Ipkit::ipv4, NlriSafi::flowspecVpn).error),
+             "offset 1: route distinguisher cut short");
    auto onlyRd = bytes("08 00 00 fd e8 00 00 00 64");
-   EXPECT_EQ(
-       nlriErrorMessage(*decodeNlri(onlyRd, Ipkit::ipv4, NlriSafi::flowspecVpn).error),
-       "offset 9: no component");
+   EXPECT_EQ(nlriErrorMessage(*decodeNlri(onlyRd, Ipkit::ipv4, NlriSafi::flowspecVpn).error),
+             "offset 9: no component");
 }
 
 TEST(NlriCodec, EveryMalformationIsRefusedWithItsOffsetComponentAndReason) {
@@ -206,14 +200,12 @@ TEST(NlriCodec, EveryMalformationIsRefusedWithItsOffsetComponentAndReason) {
        {"2-byte length below 240", v4, "f0 03 03 81 06", R::lengthNotMinimal, 0, 0},
        {"2-byte length 0", v4, "f0 00", R::lengthNotMinimal, 0, 0},
        {"length beyond the buffer", v4, "04 03 81 06", R::lengthBeyondBuffer, 0, 0},
-       {"2-byte length beyond the buffer", v4, "ff ff 03 81 06", R::lengthBeyondBuffer,
-        0, 0},
+       {"2-byte length beyond the buffer", v4, "ff ff 03 81 06", R::lengthBeyondBuffer, 0, 0},
        {"type 0", v4, "03 00 81 06", R::typeUnknown, 1, 0},
        {"type 14", v4, "03 0e 81 06", R::typeUnknown, 1, 14},
        {"type 255", v4, "03 ff 81 06", R::typeUnknown, 1, 255},
        {"types out of order", v4, "06 04 81 50 03 81 06", R::typeOutOfOrder, 4, 3},
-       {"a prefix after an operator list", v4, "05 03 81 06 01 00", R::typeOutOfOrder,
-        4, 1},
+       {"a prefix after an operator list", v4, "05 03 81 06 01 00", R::typeOutOfOrder, 4, 1},
        {"a type repeated", v4, "06 05 81 50 05 81 51", R::typeRepeated, 4, 5},
        {"source prefix twice", v4, "04 02 00 02 00", R::typeRepeated, 3, 2},
        {"flow label in IPv4", v4, "03 0d 81 05", R::typeNotInFamily, 1, 13},
@@ -222,17 +214,14 @@ TEST(NlriCodec, EveryMalformationIsRefusedWithItsOffsetComponentAndReason) {
        {"IPv4 prefix bytes cut short", v4, "03 01 18 0a", R::prefixCutShort, 3, 1},
        {"IPv4 prefix without its length", v4, "01 01", R::prefixCutShort, 2, 1},
        {"IPv6 prefix without its offset", v6, "02 01 20", R::prefixCutShort, 3, 1},
-       {"IPv6 prefix bytes cut short", v6, "05 01 20 00 20 01", R::prefixCutShort, 4,
+       {"IPv6 prefix bytes cut short", v6, "05 01 20 00 20 01", R::prefixCutShort, 4, 1},
+       {"IPv6 offset above the length", v6, "05 01 08 09 20 01", R::ipv6OffsetBeyondLength, 3, 1},
+       {"IPv6 offset the key cannot hold", v6, "06 01 20 08 01 0d b8", R::ipv6OffsetUnsupported, 3,
         1},
-       {"IPv6 offset above the length", v6, "05 01 08 09 20 01",
-        R::ipv6OffsetBeyondLength, 3, 1},
-       {"IPv6 offset the key cannot hold", v6, "06 01 20 08 01 0d b8",
-        R::ipv6OffsetUnsupported, 3, 1},
        {"operator bit 3 set", v4, "03 03 89 06", R::operatorReservedBit, 2, 3},
        {"lt in a TCP-flags operator", v4, "03 09 85 02", R::operatorReservedBit, 2, 9},
        {"lt in a fragment operator", v4, "03 0c 84 02", R::operatorReservedBit, 2, 12},
-       {"an 8-byte value", v4, "0a 0a b1 00 00 00 00 00 00 05 dc", R::valueEightBytes,
-        2, 10},
+       {"an 8-byte value", v4, "0a 0a b1 00 00 00 00 00 00 05 dc", R::valueEightBytes, 2, 10},
        {"a component without an operator", v4, "01 03", R::operatorCutShort, 2, 3},
        {"a 2-byte value cut short", v4, "03 05 91 00", R::valueCutShort, 3, 5},
        {"a 4-byte value cut short", v4, "05 0a a1 00 00 05", R::valueCutShort, 3, 10},
@@ -245,10 +234,8 @@ TEST(NlriCodec, EveryMalformationIsRefusedWithItsOffsetComponentAndReason) {
       auto in = bytes(c.wire);
       NlriDecodeResult r = decodeNlri(in, c.af);
       ASSERT_TRUE(r.error) << c.what;
-      EXPECT_EQ(r.error->reason, c.reason)
-          << c.what << ": " << nlriErrorMessage(*r.error);
-      EXPECT_EQ(r.error->offset, c.offset)
-          << c.what << ": " << nlriErrorMessage(*r.error);
+      EXPECT_EQ(r.error->reason, c.reason) << c.what << ": " << nlriErrorMessage(*r.error);
+      EXPECT_EQ(r.error->offset, c.offset) << c.what << ": " << nlriErrorMessage(*r.error);
       EXPECT_EQ(r.error->component, c.component) << c.what;
       EXPECT_EQ(r.keys.size(), c.keysBefore) << c.what;
    }
@@ -259,14 +246,11 @@ TEST(NlriCodec, EveryMalformationIsRefusedWithItsOffsetComponentAndReason) {
 
 TEST(NlriCodec, ErrorMessagesNameOffsetComponentAndReason) {
    EXPECT_EQ(decoded("00"), "refused: offset 0: NLRI length 0");
-   EXPECT_EQ(
-       decoded("03 03 89 06"),
-       "refused: offset 2: type 3 (IP protocol): operator with a reserved bit set");
-   EXPECT_EQ(decoded("03 0e 81 06"),
-             "refused: offset 1: type 14: unknown component type");
-   EXPECT_EQ(
-       decoded("05 03 01 06 01 11"),
-       "refused: offset 6: type 3 (IP protocol): operator list without end-of-list");
+   EXPECT_EQ(decoded("03 03 89 06"),
+             "refused: offset 2: type 3 (IP protocol): operator with a reserved bit set");
+   EXPECT_EQ(decoded("03 0e 81 06"), "refused: offset 1: type 14: unknown component type");
+   EXPECT_EQ(decoded("05 03 01 06 01 11"),
+             "refused: offset 6: type 3 (IP protocol): operator list without end-of-list");
    EXPECT_EQ(decoded("03 03 81 06 04 81 19"),
              "*;*;IP:=6; refused: offset 4: NLRI length beyond the end of the buffer");
    // Every reason has its own text.
@@ -375,8 +359,7 @@ TEST(NlriCodec, TheComponentTableMatchesTheKeysKinds) {
       EXPECT_TRUE(info.ipv6) << t;
       EXPECT_EQ(info.ipv4, t != 13) << t;
       EXPECT_EQ(info.encoding == ComponentEncoding::prefix, t <= 2) << t;
-      EXPECT_EQ(info.encoding == ComponentEncoding::bitmask, isBitfieldType(info.kind))
-          << t;
+      EXPECT_EQ(info.encoding == ComponentEncoding::bitmask, isBitfieldType(info.kind)) << t;
    }
    EXPECT_EQ(componentTypeInfo(0).encoding, ComponentEncoding::none);
    EXPECT_EQ(componentTypeInfo(14).encoding, ComponentEncoding::none);
@@ -402,8 +385,7 @@ TEST(NlriCodec, DecodingIntoAUsedKeyLeavesNothingOfIt) {
    offset = 0;
    ASSERT_FALSE(decodeOneNlri(longer, offset, Ipkit::ipv4, key));
    offset = 0;
-   EXPECT_EQ(decodeOneNlri(refused, offset, Ipkit::ipv4, key)->reason,
-             R::operatorListUnterminated);
+   EXPECT_EQ(decodeOneNlri(refused, offset, Ipkit::ipv4, key)->reason, R::operatorListUnterminated);
    EXPECT_EQ(offset, 0u);
    EXPECT_EQ(key.matchOpVals(), 3u);
    EXPECT_EQ(key.toStrepCli(), "*;*;IP:=6|=17|=17;");

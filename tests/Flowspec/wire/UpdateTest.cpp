@@ -96,15 +96,14 @@ TEST(Update, BuildsAsPathsAndTheExtendedLength) {
    std::string nlris;
    for (int i = 0; i < 20; ++i)
       nlris += nlri4;
-   EXPECT_EQ(hex(big.messages[0]), hex(update(attr(0x90, 14, "000185 00 00" + nlris) +
-                                              origin + emptyPath + rate0)));
+   EXPECT_EQ(hex(big.messages[0]),
+             hex(update(attr(0x90, 14, "000185 00 00" + nlris) + origin + emptyPath + rate0)));
    EXPECT_EQ(readUpdate(big.messages[0]).announced.size(), 20u);
 }
 
 TEST(Update, SplitsMessagesAtTheSizeLimitAndByFamily) {
    UpdateContents const v4 = readUpdate(valid);
-   UpdateContents const v6 =
-       readUpdate(update(mpReach(nlri6, "0002 85") + origin + emptyPath));
+   UpdateContents const v6 = readUpdate(update(mpReach(nlri6, "0002 85") + origin + emptyPath));
    ASSERT_EQ(keys(v6.announced), std::vector<std::string>{key6});
    std::vector<FlowspecRoute> routes(400, v4.announced[0]);
    routes.push_back(v6.announced[0]);
@@ -132,12 +131,10 @@ TEST(Update, SplitsMessagesAtTheSizeLimitAndByFamily) {
              "an NLRI of 13 bytes does not fit in a message of 40 bytes");
    EXPECT_TRUE(buildUpdates(routes, {}, small).messages.empty());
    std::vector<FlowspecRoute> noFamily(1);
-   EXPECT_EQ(buildUpdates(noFamily, {}).error,
-             "the key *;*; has no address family (ipv4 or ipv6)");
+   EXPECT_EQ(buildUpdates(noFamily, {}).error, "the key *;*; has no address family (ipv4 or ipv6)");
    noFamily[0].key = v4.announced[0].key;
    noFamily[0].safi = 1;
-   EXPECT_EQ(buildUpdates(noFamily, {}).error,
-             "SAFI 1 is not a flowspec SAFI (133, 134)");
+   EXPECT_EQ(buildUpdates(noFamily, {}).error, "SAFI 1 is not a flowspec SAFI (133, 134)");
 }
 
 TEST(Update, ReadsVpnRoutesWithTheirRouteDistinguisher) {
@@ -150,8 +147,7 @@ TEST(Update, ReadsVpnRoutesWithTheirRouteDistinguisher) {
       if (rd == 0x0000fde800000064) return 42;
       return std::nullopt;
    };
-   UpdateContents const u =
-       readUpdate(update(mpReach(vpn, "0001 86") + origin + emptyPath), o);
+   UpdateContents const u = readUpdate(update(mpReach(vpn, "0001 86") + origin + emptyPath), o);
    ASSERT_EQ(u.action, UpdateAction::accept) << u.problems.at(0).reason;
    ASSERT_EQ(keys(u.announced), std::vector<std::string>{key4});
    EXPECT_EQ(u.announced[0].routeDistinguisher, 0x0000fde800000064u);
@@ -159,17 +155,16 @@ TEST(Update, ReadsVpnRoutesWithTheirRouteDistinguisher) {
    EXPECT_EQ(u.announced[0].key.vrfId(), 42u);
    UpdateBuild const back = buildUpdates(u.announced, {});
    ASSERT_EQ(back.messages.size(), 1u);
-   EXPECT_EQ(hex(back.messages[0]),
-             hex(update(mpReach(vpn, "0001 86") + origin + emptyPath)));
+   EXPECT_EQ(hex(back.messages[0]), hex(update(mpReach(vpn, "0001 86") + origin + emptyPath)));
 }
 
 TEST(Update, KeepsTheNextHopAndPassesOtherFamiliesOver) {
    // IPv6 with a 16-byte next hop; an IPv4 unicast MP_UNREACH_NLRI, an IPv4
    // route in the NLRI field (with NEXT_HOP) and one withdrawn.
-   Bytes const m = update(
-       mpReach(nlri6, "0002 85", "10 20010db8000000000000000000000001") + origin +
-           emptyPath + attr(0x40, 3, "0a000001") + mpUnreach("180a0000", "0001 01"),
-       "18 0a0001", "10 0a02");
+   Bytes const m =
+       update(mpReach(nlri6, "0002 85", "10 20010db8000000000000000000000001") + origin +
+                  emptyPath + attr(0x40, 3, "0a000001") + mpUnreach("180a0000", "0001 01"),
+              "18 0a0001", "10 0a02");
    UpdateContents const u = readUpdate(m);
    ASSERT_EQ(u.action, UpdateAction::accept) << u.problems.at(0).reason;
    EXPECT_EQ(keys(u.announced), std::vector<std::string>{key6});
@@ -243,34 +238,31 @@ std::vector<Case> const cases = {
      update(mp + attrsAfterMp, "", "21 0a000000 00"), UpdateAction::sessionReset, 21,
      "withdrawn routes: prefix length 33 is above 32"},
     {"NLRI field prefix past the end (RFC 7606 section 5.3)",
-     update(attrsAfterMp + attr(0x40, 3, "0a000001"), "18 0a00"),
-     UpdateAction::sessionReset, 37,
+     update(attrsAfterMp + attr(0x40, 3, "0a000001"), "18 0a00"), UpdateAction::sessionReset, 37,
      "NLRI: a /24 prefix runs past the end of the field"},
     // RFC 7606 section 3: a repeated MP attribute.
-    {"MP_REACH_NLRI twice", update(mp + mp + attrsAfterMp), UpdateAction::sessionReset,
-     44, "MP_REACH_NLRI appears a second time"},
+    {"MP_REACH_NLRI twice", update(mp + mp + attrsAfterMp), UpdateAction::sessionReset, 44,
+     "MP_REACH_NLRI appears a second time"},
     {"MP_UNREACH_NLRI twice", update(mpUnreach(nlri4) + mpUnreach(nlri4)),
      UpdateAction::sessionReset, 42, "MP_UNREACH_NLRI appears a second time"},
     // RFC 7606 section 5.3: the family cannot be told.
     {"MP_REACH_NLRI without its SAFI", update(attr(0x80, 14, "0001") + attrsAfterMp),
      UpdateAction::sessionReset, 26,
      "MP_REACH_NLRI of length 2 is too short to name its AFI and SAFI"},
-    {"MP_UNREACH_NLRI without its SAFI", update(attr(0x80, 15, "0001")),
-     UpdateAction::sessionReset, 26,
-     "MP_UNREACH_NLRI of length 2 is too short to name its AFI and SAFI"},
+    {"MP_UNREACH_NLRI without its SAFI", update(attr(0x80, 15, "0001")), UpdateAction::sessionReset,
+     26, "MP_UNREACH_NLRI of length 2 is too short to name its AFI and SAFI"},
     // RFC 7606 section 7.11, and 5.3 where NLRIs cannot be found.
     {"next hop length wrong for the family",
      update(mpReach(nlri4, "0001 85", "05 0102030405") + attrsAfterMp),
      UpdateAction::afiSafiDisable, 29,
      "MP_REACH_NLRI (AFI 1 SAFI 133) has a next hop length of 5 bytes, not one this "
      "family allows"},
-    {"next hop past the attribute",
-     update(attr(0x80, 14, "000185 10 0a00") + attrsAfterMp),
+    {"next hop past the attribute", update(attr(0x80, 14, "000185 10 0a00") + attrsAfterMp),
      UpdateAction::afiSafiDisable, 29,
      "MP_REACH_NLRI (AFI 1 SAFI 133) is too short for its next hop length 16"},
     {"NLRI length past the attribute",
-     update(mpReach("0d 0120c0a80001038106048119") + attrsAfterMp),
-     UpdateAction::afiSafiDisable, 31,
+     update(mpReach("0d 0120c0a80001038106048119") + attrsAfterMp), UpdateAction::afiSafiDisable,
+     31,
      "MP_REACH_NLRI (AFI 1 SAFI 133): an NLRI of length 13 runs past the attribute (12 "
      "bytes left); the NLRIs after it cannot be found"},
     {"NLRI length 0", update(mpReach(std::string(nlri4) + "00") + attrsAfterMp),
@@ -278,8 +270,7 @@ std::vector<Case> const cases = {
      "MP_REACH_NLRI (AFI 1 SAFI 133): an NLRI has length 0; the NLRIs after it cannot "
      "be found"},
     {"two-byte NLRI length past the attribute",
-     update(mpUnreach(std::string(nlri4) + "f1 00 0102")), UpdateAction::afiSafiDisable,
-     42,
+     update(mpUnreach(std::string(nlri4) + "f1 00 0102")), UpdateAction::afiSafiDisable, 42,
      "MP_UNREACH_NLRI (AFI 1 SAFI 133): an NLRI of length 256 runs past the attribute "
      "(2 bytes left); the NLRIs after it cannot be found"},
     {"two-byte NLRI length cut short", update(mpUnreach(std::string(nlri4) + "f1")),
@@ -288,12 +279,11 @@ std::vector<Case> const cases = {
      "it "
      "cannot be found"},
     // RFC 7606 section 4 with 5.1: the attribute list overruns.
-    {"attribute past the list after MP_REACH_NLRI",
-     update(mp + origin + "40 02 09 0201"), UpdateAction::treatAsWithdraw, 48,
+    {"attribute past the list after MP_REACH_NLRI", update(mp + origin + "40 02 09 0201"),
+     UpdateAction::treatAsWithdraw, 48,
      "AS_PATH of length 9 runs past the path attributes (2 bytes left)"},
     {"a 2-byte stub after MP_REACH_NLRI", update(mp + attrsAfterMp + "4001"),
-     UpdateAction::treatAsWithdraw, 51,
-     "2 bytes are left, too few for an attribute header"},
+     UpdateAction::treatAsWithdraw, 51, "2 bytes are left, too few for an attribute header"},
     {"attribute past the list before any MP attribute",
      update(std::string(origin) + "40 02 09 0201"), UpdateAction::sessionReset, 27,
      "AS_PATH of length 9 runs past the path attributes (2 bytes left); no "
@@ -310,52 +300,42 @@ std::vector<Case> const cases = {
     // RFC 7606 section 7, attribute by attribute.
     {"ORIGIN undefined (7.1)", update(mp + "40 01 01 03" + emptyPath),
      UpdateAction::treatAsWithdraw, 44, "ORIGIN has the undefined value 3"},
-    {"ORIGIN length (7.1)", update(mp + "40 01 02 0000" + emptyPath),
-     UpdateAction::treatAsWithdraw, 44, "ORIGIN has length 2, not 1"},
+    {"ORIGIN length (7.1)", update(mp + "40 01 02 0000" + emptyPath), UpdateAction::treatAsWithdraw,
+     44, "ORIGIN has length 2, not 1"},
     {"AS_PATH segment type (7.2)", update(mp + origin + "40 02 06 05 01 0000fde9"),
-     UpdateAction::treatAsWithdraw, 48,
-     "AS_PATH has a segment of the undefined type 5"},
+     UpdateAction::treatAsWithdraw, 48, "AS_PATH has a segment of the undefined type 5"},
     {"AS_PATH empty segment (7.2)", update(mp + origin + "40 02 02 0200"),
      UpdateAction::treatAsWithdraw, 48, "AS_PATH has an empty segment"},
-    {"AS_PATH segment past its end (7.2)",
-     update(mp + origin + "40 02 06 02 02 0000fde9"), UpdateAction::treatAsWithdraw, 48,
+    {"AS_PATH segment past its end (7.2)", update(mp + origin + "40 02 06 02 02 0000fde9"),
+     UpdateAction::treatAsWithdraw, 48,
      "AS_PATH has a segment of 2 4-byte AS numbers that runs past it"},
-    {"AS_PATH segment header cut (7.2)",
-     update(mp + origin + "40 02 07 02 01 0000fde9 02"), UpdateAction::treatAsWithdraw,
-     48, "AS_PATH ends inside a segment header"},
+    {"AS_PATH segment header cut (7.2)", update(mp + origin + "40 02 07 02 01 0000fde9 02"),
+     UpdateAction::treatAsWithdraw, 48, "AS_PATH ends inside a segment header"},
     {"NEXT_HOP length (7.3)", update(mp + attrsAfterMp + attr(0x40, 3, "0a00000102")),
      UpdateAction::treatAsWithdraw, 51, "NEXT_HOP has length 5, not 4"},
-    {"MULTI_EXIT_DISC length (7.4)",
-     update(mp + attrsAfterMp + attr(0x80, 4, "000001")), UpdateAction::treatAsWithdraw,
-     51, "MULTI_EXIT_DISC has length 3, not 4"},
+    {"MULTI_EXIT_DISC length (7.4)", update(mp + attrsAfterMp + attr(0x80, 4, "000001")),
+     UpdateAction::treatAsWithdraw, 51, "MULTI_EXIT_DISC has length 3, not 4"},
     {"LOCAL_PREF length from an external peer (7.5)",
-     update(mp + attrsAfterMp + attr(0x40, 5, "000064")),
-     UpdateAction::attributeDiscard, 51, "LOCAL_PREF has length 3, not 4"},
+     update(mp + attrsAfterMp + attr(0x40, 5, "000064")), UpdateAction::attributeDiscard, 51,
+     "LOCAL_PREF has length 3, not 4"},
     {"LOCAL_PREF length from an internal peer (7.5)",
-     update(mp + attrsAfterMp + attr(0x40, 5, "000064")), UpdateAction::treatAsWithdraw,
-     51, "LOCAL_PREF has length 3, not 4", true},
+     update(mp + attrsAfterMp + attr(0x40, 5, "000064")), UpdateAction::treatAsWithdraw, 51,
+     "LOCAL_PREF has length 3, not 4", true},
     {"ATOMIC_AGGREGATE length (7.6)", update(mp + attrsAfterMp + attr(0x40, 6, "00")),
      UpdateAction::attributeDiscard, 51, "ATOMIC_AGGREGATE has length 1, not 0"},
-    {"AGGREGATOR length (7.7)",
-     update(mp + attrsAfterMp + attr(0xc0, 7, "0000fde90a0000")),
+    {"AGGREGATOR length (7.7)", update(mp + attrsAfterMp + attr(0xc0, 7, "0000fde90a0000")),
      UpdateAction::attributeDiscard, 51, "AGGREGATOR has length 7, not 8"},
     {"COMMUNITIES length (7.8)", update(mp + attrsAfterMp + attr(0xc0, 8, "000001")),
-     UpdateAction::treatAsWithdraw, 51,
-     "COMMUNITIES has length 3, not a non-zero multiple of 4"},
+     UpdateAction::treatAsWithdraw, 51, "COMMUNITIES has length 3, not a non-zero multiple of 4"},
     {"COMMUNITIES empty (7.8)", update(mp + attrsAfterMp + attr(0xc0, 8, "")),
-     UpdateAction::treatAsWithdraw, 51,
-     "COMMUNITIES has length 0, not a non-zero multiple of 4"},
-    {"ORIGINATOR_ID length (7.9)",
-     update(mp + attrsAfterMp + attr(0x80, 9, "0a00000102")),
+     UpdateAction::treatAsWithdraw, 51, "COMMUNITIES has length 0, not a non-zero multiple of 4"},
+    {"ORIGINATOR_ID length (7.9)", update(mp + attrsAfterMp + attr(0x80, 9, "0a00000102")),
      UpdateAction::treatAsWithdraw, 51, "ORIGINATOR_ID has length 5, not 4"},
-    {"CLUSTER_LIST length (7.10)",
-     update(mp + attrsAfterMp + attr(0x80, 10, "0a0000010203")),
-     UpdateAction::treatAsWithdraw, 51,
-     "CLUSTER_LIST has length 6, not a non-zero multiple of 4"},
+    {"CLUSTER_LIST length (7.10)", update(mp + attrsAfterMp + attr(0x80, 10, "0a0000010203")),
+     UpdateAction::treatAsWithdraw, 51, "CLUSTER_LIST has length 6, not a non-zero multiple of 4"},
     {"EXTENDED_COMMUNITIES length (7.14)",
-     update(mp + attrsAfterMp + attr(0xc0, 16, "80060000000000")),
-     UpdateAction::treatAsWithdraw, 51,
-     "EXTENDED_COMMUNITIES has length 7, not a non-zero multiple of 8"},
+     update(mp + attrsAfterMp + attr(0xc0, 16, "80060000000000")), UpdateAction::treatAsWithdraw,
+     51, "EXTENDED_COMMUNITIES has length 7, not a non-zero multiple of 8"},
     {"IPv6 address specific extended communities length (7.15)",
      update(mp + attrsAfterMp + attr(0xc0, 25, "000220010db8000000000000000000000001")),
      UpdateAction::treatAsWithdraw, 51,
@@ -365,25 +345,22 @@ std::vector<Case> const cases = {
      UpdateAction::treatAsWithdraw, 51,
      "LARGE_COMMUNITY has length 9, not a non-zero multiple of 12"},
     {"AS4_PATH malformed (RFC 6793 section 6)",
-     update(mp + attrsAfterMp + attr(0xc0, 17, "0201 0000")),
-     UpdateAction::attributeDiscard, 51,
+     update(mp + attrsAfterMp + attr(0xc0, 17, "0201 0000")), UpdateAction::attributeDiscard, 51,
      "AS4_PATH has a segment of 1 4-byte AS numbers that runs past it"},
     {"AS4_AGGREGATOR length (RFC 6793 section 6)",
-     update(mp + attrsAfterMp + attr(0xc0, 18, "0000fde90a0000")),
-     UpdateAction::attributeDiscard, 51, "AS4_AGGREGATOR has length 7, not 8"},
+     update(mp + attrsAfterMp + attr(0xc0, 18, "0000fde90a0000")), UpdateAction::attributeDiscard,
+     51, "AS4_AGGREGATOR has length 7, not 8"},
     // RFC 7606 section 3: repeated attributes, missing ones, unknown ones.
-    {"ORIGIN twice", update(mp + attrsAfterMp + origin), UpdateAction::attributeDiscard,
-     51, "ORIGIN appears a second time; this copy is discarded"},
+    {"ORIGIN twice", update(mp + attrsAfterMp + origin), UpdateAction::attributeDiscard, 51,
+     "ORIGIN appears a second time; this copy is discarded"},
     {"ORIGIN missing", update(mp + emptyPath), UpdateAction::treatAsWithdraw, 19,
      "the UPDATE announces routes without ORIGIN"},
     {"AS_PATH missing", update(mp + origin), UpdateAction::treatAsWithdraw, 19,
      "the UPDATE announces routes without AS_PATH"},
     {"NEXT_HOP missing for the NLRI field", update(attrsAfterMp, "18 0a0001"),
-     UpdateAction::treatAsWithdraw, 19,
-     "the UPDATE announces IPv4 routes without NEXT_HOP"},
-    {"an unknown well-known attribute",
-     update(mp + attrsAfterMp + attr(0x40, 99, "00")), UpdateAction::sessionReset, 51,
-     "attribute 99 is flagged well-known but is not one"},
+     UpdateAction::treatAsWithdraw, 19, "the UPDATE announces IPv4 routes without NEXT_HOP"},
+    {"an unknown well-known attribute", update(mp + attrsAfterMp + attr(0x40, 99, "00")),
+     UpdateAction::sessionReset, 51, "attribute 99 is flagged well-known but is not one"},
     {"an unknown optional attribute", update(mp + attrsAfterMp + attr(0xc0, 99, "00")),
      UpdateAction::accept, 0, ""},
     // RFC 7606 section 3: the strongest of several.
@@ -442,9 +419,9 @@ TEST(Update, AnNlriThatDoesNotDecodeIsTreatAsWithdrawAndKeptAsBytes) {
    EXPECT_EQ(keys(u.withdrawn), std::vector<std::string>{key4});
    ASSERT_EQ(u.problems.size(), 1u);
    EXPECT_EQ(u.problems[0].nlri, bytes("030e8106"));
-   EXPECT_EQ(u.problems[0].reason.rfind(
-                 "MP_REACH_NLRI (AFI 1 SAFI 133): an NLRI does not decode: ", 0),
-             0u)
+   EXPECT_EQ(
+       u.problems[0].reason.rfind("MP_REACH_NLRI (AFI 1 SAFI 133): an NLRI does not decode: ", 0),
+       0u)
        << u.problems[0].reason;
    EXPECT_GE(u.problems[0].offset, 32u);
    EXPECT_LE(u.problems[0].offset, 34u);
@@ -458,16 +435,14 @@ TEST(Update, AnNlriThatDoesNotDecodeIsTreatAsWithdrawAndKeptAsBytes) {
 TEST(Update, ActionsComeFromTheExtendedCommunities) {
    // Rate 0 (drop) and a route target that is no action: the route target is
    // passed over as a note, the rule is announced.
-   Bytes const m =
-       update(mp + attrsAfterMp + attr(0xc0, 16, "0002fde800000064 8006000000000000"));
+   Bytes const m = update(mp + attrsAfterMp + attr(0xc0, 16, "0002fde800000064 8006000000000000"));
    UpdateContents const u = readUpdate(m);
    EXPECT_EQ(u.action, UpdateAction::accept);
    ASSERT_EQ(u.announced.size(), 1u);
    EXPECT_TRUE(u.announced[0].actions.actionFieldSet.trafficDrop());
    ASSERT_EQ(u.notes.size(), 1u);
    EXPECT_EQ(u.notes[0].offset, 54u);
-   EXPECT_EQ(u.notes[0].reason,
-             "EXTENDED_COMMUNITIES: community 0002: not a flowspec action");
+   EXPECT_EQ(u.notes[0].reason, "EXTENDED_COMMUNITIES: community 0002: not a flowspec action");
 
    // No flowspec action at all: RFC 8955 section 7's default, accept.
    UpdateContents const none = readUpdate(update(mp + attrsAfterMp));
@@ -476,21 +451,18 @@ TEST(Update, ActionsComeFromTheExtendedCommunities) {
 
    // Two different rates cannot be decoded (RFC 8955 section 10, RFC 7606
    // section 7.14): treat-as-withdraw.
-   UpdateContents const conflict = readUpdate(
-       update(mp + attrsAfterMp + attr(0xc0, 16, "8006000000000000 8006000046160000")));
+   UpdateContents const conflict =
+       readUpdate(update(mp + attrsAfterMp + attr(0xc0, 16, "8006000000000000 8006000046160000")));
    EXPECT_EQ(conflict.action, UpdateAction::treatAsWithdraw);
    EXPECT_EQ(keys(conflict.withdrawn), std::vector<std::string>{key4});
    ASSERT_FALSE(conflict.problems.empty());
    EXPECT_EQ(conflict.problems[0].offset, 62u);
-   EXPECT_EQ(
-       conflict.problems[0].reason.rfind("EXTENDED_COMMUNITIES: community 8006: ", 0),
-       0u)
+   EXPECT_EQ(conflict.problems[0].reason.rfind("EXTENDED_COMMUNITIES: community 8006: ", 0), 0u)
        << conflict.problems[0].reason;
 
    // Redirect to the next hop (08 00): the address is the MP_REACH_NLRI's.
-   UpdateContents const nh =
-       readUpdate(update(mpReach(nlri4, "0001 85", "04 c0000201") + attrsAfterMp +
-                         attr(0xc0, 16, "0800000000000001")));
+   UpdateContents const nh = readUpdate(update(mpReach(nlri4, "0001 85", "04 c0000201") +
+                                               attrsAfterMp + attr(0xc0, 16, "0800000000000001")));
    ASSERT_EQ(nh.action, UpdateAction::accept);
    ASSERT_EQ(nh.announced.size(), 1u);
    TrafficRedirect const& r = nh.announced[0].actions.trafficRedirect;
@@ -515,22 +487,19 @@ TEST(Update, ActionsComeFromTheExtendedCommunities) {
    EXPECT_EQ(unknown.action, UpdateAction::accept);
    ASSERT_EQ(unknown.notes.size(), 1u);
    EXPECT_FALSE(unknown.announced.at(0).actions.actionFieldSet.trafficRedirect());
-   EXPECT_EQ(
-       buildUpdates(v.announced, {})
-           .error.rfind("the actions of " + std::string(key4) + " do not encode: ", 0),
-       0u);
+   EXPECT_EQ(buildUpdates(v.announced, {})
+                 .error.rfind("the actions of " + std::string(key4) + " do not encode: ", 0),
+             0u);
 }
 
 TEST(Update, RedirectToIpv6TravelsInTheIpv6ExtendedCommunities) {
    // RFC 5701's attribute 25, community 000c: 2001:db8::1, copy.
    std::string const v6 = "000c 20010db8000000000000000000000001 0001";
-   Bytes const m =
-       update(mpReach(nlri6, "0002 85") + attrsAfterMp + attr(0xc0, 25, v6));
+   Bytes const m = update(mpReach(nlri6, "0002 85") + attrsAfterMp + attr(0xc0, 25, v6));
    UpdateContents const u = readUpdate(m);
    ASSERT_EQ(u.action, UpdateAction::accept);
    ASSERT_EQ(u.announced.size(), 1u);
-   EXPECT_EQ(u.announced[0].actions.trafficRedirect.addr().stringValue(),
-             "2001:db8::1");
+   EXPECT_EQ(u.announced[0].actions.trafficRedirect.addr().stringValue(), "2001:db8::1");
    EXPECT_TRUE(u.announced[0].actions.trafficRedirect.copy());
    UpdateBuild const back = buildUpdates(u.announced, {});
    ASSERT_EQ(back.messages.size(), 1u);
@@ -556,8 +525,7 @@ TEST(Update, BaseOffsetMovesEveryOffset) {
 TEST(Update, TwoByteAsPathsWhenTheSessionHasNoFourOctetAs) {
    UpdateOptions o;
    o.fourOctetAs = false;
-   Bytes const m =
-       update(mp + origin + "40 02 04 02 01 fde9" + attr(0xc0, 7, "fde90a000001"));
+   Bytes const m = update(mp + origin + "40 02 04 02 01 fde9" + attr(0xc0, 7, "fde90a000001"));
    EXPECT_EQ(readUpdate(m, o).action, UpdateAction::accept);
    EXPECT_EQ(readUpdate(m).action, UpdateAction::treatAsWithdraw);
 }
@@ -569,13 +537,12 @@ TEST(Update, TwoByteAsPathsWhenTheSessionHasNoFourOctetAs) {
 TEST(Update, EveryPrefixOfValidMessagesIsRefusedCleanly) {
    std::vector<Bytes> const messages = {
        valid,
-       update(mpReach(nlri6, "0002 85", "10 20010db8000000000000000000000001") +
-                  origin + "40 02 06 02 01 0000fde9" + attr(0x40, 3, "0a000001") +
-                  rate0,
+       update(mpReach(nlri6, "0002 85", "10 20010db8000000000000000000000001") + origin +
+                  "40 02 06 02 01 0000fde9" + attr(0x40, 3, "0a000001") + rate0,
               "18 0a0001", "10 0a02"),
        update(mpUnreach(std::string(nlri4) + nlri4)),
-       update(mpReach("14 0000fde800000064 0120c0a80001038106048119", "0001 86") +
-              origin + emptyPath),
+       update(mpReach("14 0000fde800000064 0120c0a80001038106048119", "0001 86") + origin +
+              emptyPath),
    };
    for (Bytes const& whole : messages) {
       UpdateContents const full = readUpdate(whole);
@@ -593,8 +560,7 @@ TEST(Update, EveryPrefixOfValidMessagesIsRefusedCleanly) {
          UpdateContents const fixed = readUpdate(cut);
          // Shorter is never the same message read cleanly.
          ASSERT_FALSE(fixed.problems.empty() && fixed.announced == full.announced &&
-                      fixed.withdrawn == full.withdrawn &&
-                      fixed.otherRoutes == full.otherRoutes);
+                      fixed.withdrawn == full.withdrawn && fixed.otherRoutes == full.otherRoutes);
          for (UpdateProblem const& p : fixed.problems)
             EXPECT_LE(p.offset, n) << p.reason;
       }

@@ -29,8 +29,7 @@ inline std::string num(std::size_t n, unsigned width) {
 /// 2 bytes when the extended-length flag 0x10 is set.
 inline std::string attr(unsigned flags, unsigned type, std::string_view value) {
    std::size_t const len = bytes(std::string(value)).size();
-   return num(flags, 1) + num(type, 1) + num(len, flags & 0x10 ? 2 : 1) +
-          std::string(value);
+   return num(flags, 1) + num(type, 1) + num(len, flags & 0x10 ? 2 : 1) + std::string(value);
 }
 
 /// A whole UPDATE: marker, length, type 2, the withdrawn routes, the path
@@ -40,9 +39,8 @@ inline Bytes update(std::string_view attributes, std::string_view nlri = "",
    std::size_t const w = bytes(std::string(withdrawn)).size();
    std::size_t const a = bytes(std::string(attributes)).size();
    std::size_t const n = bytes(std::string(nlri)).size();
-   return bytes(std::string(32, 'f') + num(19 + 2 + w + 2 + a + n, 2) + "02" +
-                num(w, 2) + std::string(withdrawn) + num(a, 2) +
-                std::string(attributes) + std::string(nlri));
+   return bytes(std::string(32, 'f') + num(19 + 2 + w + 2 + a + n, 2) + "02" + num(w, 2) +
+                std::string(withdrawn) + num(a, 2) + std::string(attributes) + std::string(nlri));
 }
 
 } // namespace WireTest

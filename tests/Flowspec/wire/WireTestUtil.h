@@ -21,8 +21,7 @@ inline std::vector<std::uint8_t> bytes(std::string const& hex) {
    for (char c : hex)
       if (c != ' ') digits += c;
    for (std::size_t i = 0; i + 1 < digits.size(); i += 2)
-      out.push_back(
-          static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+      out.push_back(static_cast<std::uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
    return out;
 }
 
@@ -38,8 +37,7 @@ inline std::string hex(std::vector<std::uint8_t> const& b) {
 }
 
 /// A key of family `af` from its command-line text.
-inline Flowspec::FlowspecKey cliKey(std::string const& cli,
-                                    Ipkit::AddressFamily af = Ipkit::ipv4) {
+inline Flowspec::FlowspecKey cliKey(std::string const& cli, Ipkit::AddressFamily af = Ipkit::ipv4) {
    Flowspec::FlowspecKey k;
    EXPECT_TRUE(k.copyInStrCli(cli)) << cli;
    k.addressFamilyIs(af);

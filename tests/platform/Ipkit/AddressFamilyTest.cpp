@@ -43,16 +43,14 @@ TEST(AddressFamily, NamesAndOtherNumbers) {
 }
 
 TEST(AddressFamily, RefusesOtherTexts) {
-   for (char const* text :
-        {"", "ipv5", "IPV4", "ipv4x", "'ipv4'", "2147483648", "-", "ipv4 "}) {
+   for (char const* text : {"", "ipv5", "IPV4", "ipv4x", "'ipv4'", "2147483648", "-", "ipv4 "}) {
       AddressFamily af = AddressFamily::ipv6;
       EXPECT_THROW(Vex::strepToValue(Vex::String(text), af), Vex::Exception) << text;
       EXPECT_EQ(af, AddressFamily::ipv6) << text;
    }
-   EXPECT_EQ(
-       messageOf([] {
-          AddressFamily af{};
-          Vex::strepToValue(Vex::String("ipv5"), af);
-       }),
-       "expected an address family (ipunknown, ipv4, ipv6 or a number) at 'ipv5'");
+   EXPECT_EQ(messageOf([] {
+                AddressFamily af{};
+                Vex::strepToValue(Vex::String("ipv5"), af);
+             }),
+             "expected an address family (ipunknown, ipv4, ipv6 or a number) at 'ipv5'");
 }

@@ -19,8 +19,7 @@ IntfId intf(char const* name) {
 TEST(IntfId, AcceptsPrintableNamesUpTo255Bytes) {
    EXPECT_TRUE(IntfId().isEmpty());
    EXPECT_EQ(intf(""), IntfId());
-   for (char const* name :
-        {"Ethernet1", "Ethernet1/1.100", "Port-Channel10", "a", "!~'\\"}) {
+   for (char const* name : {"Ethernet1", "Ethernet1/1.100", "Port-Channel10", "a", "!~'\\"}) {
       EXPECT_EQ(intf(name).stringValue(), name);
       std::ostringstream os;
       os << intf(name);
@@ -34,16 +33,13 @@ TEST(IntfId, AcceptsPrintableNamesUpTo255Bytes) {
       Vex::String name;
       char const* message;
    } const invalid[] = {
-       {"blank", "Ethernet 1",
-        "invalid interface name 'Ethernet 1': a blank at byte 8"},
-       {"leading blank", " Ethernet1",
-        "invalid interface name ' Ethernet1': a blank at byte 0"},
+       {"blank", "Ethernet 1", "invalid interface name 'Ethernet 1': a blank at byte 8"},
+       {"leading blank", " Ethernet1", "invalid interface name ' Ethernet1': a blank at byte 0"},
        {"tab", "Ethernet1\t",
         "invalid interface name 'Ethernet1\\t': control character 0x09 at byte 9"},
        {"NUL", Vex::String("eth\0", 4),
         "invalid interface name 'eth\\x00': control character 0x00 at byte 3"},
-       {"DEL", "eth\x7f",
-        "invalid interface name 'eth\\x7f': control character 0x7f at byte 3"},
+       {"DEL", "eth\x7f", "invalid interface name 'eth\\x7f': control character 0x7f at byte 3"},
        {"non-ASCII", "eth\xc3\xa9",
         "invalid interface name 'eth\xc3\xa9': non-ASCII byte 0xc3 at byte 3"},
        {"256 bytes", std::string(256, 'x'),
@@ -55,9 +51,8 @@ TEST(IntfId, AcceptsPrintableNamesUpTo255Bytes) {
 }
 
 TEST(IntfId, OrdersByteWiseAndHashesByValue) {
-   expectStrictOrder(std::vector<IntfId>{IntfId(), intf("Ethernet1"),
-                                         intf("Ethernet10"), intf("Ethernet2"),
-                                         intf("ethernet1")});
+   expectStrictOrder(std::vector<IntfId>{IntfId(), intf("Ethernet1"), intf("Ethernet10"),
+                                         intf("Ethernet2"), intf("ethernet1")});
    EXPECT_EQ(intf("Vlan100").hash(), IntfId(Vex::String("Vlan") + "100").hash());
 }
 

@@ -21,8 +21,7 @@ struct TextCase {
 
 /// The message a refused text raises: the kind, the quoted text, the reason.
 std::string refusal(char const* kind, char const* text, char const* why) {
-   return std::string("invalid ") + kind + " " + Vex::valueToStrep(text).str() + ": " +
-          why;
+   return std::string("invalid ") + kind + " " + Vex::valueToStrep(text).str() + ": " + why;
 }
 
 } // namespace
@@ -50,8 +49,7 @@ TEST(IpAddr, ReadsStrictDottedQuads) {
    TextCase const invalid[] = {
        {"empty", "", "the text is empty"},
        {"three parts", "1.2.3", "expected 4 decimal parts separated by '.', found 3"},
-       {"five parts", "1.2.3.4.5",
-        "expected 4 decimal parts separated by '.', found 5"},
+       {"five parts", "1.2.3.4.5", "expected 4 decimal parts separated by '.', found 5"},
        {"empty octet", "1..3.4", "octet 2 is empty"},
        {"trailing dot", "1.2.3.", "octet 4 is empty"},
        {"leading zero", "010.0.0.1",
@@ -62,8 +60,7 @@ TEST(IpAddr, ReadsStrictDottedQuads) {
        {"trailing blank", "1.2.3.4 ", "octet 4 ('4 ') is not a decimal number"},
        {"trailing text", "1.2.3.4x", "octet 4 ('4x') is not a decimal number"},
        {"hex octet", "1.2.3.0x4", "octet 4 ('0x4') is not a decimal number"},
-       {"newline escaped in the message", "1.2.3.4\n",
-        "octet 4 ('4\\n') is not a decimal number"},
+       {"newline escaped in the message", "1.2.3.4\n", "octet 4 ('4\\n') is not a decimal number"},
    };
    for (auto const& c : invalid) {
       EXPECT_EQ(messageOf([&] { IpAddr{Vex::String(c.text)}; }),
@@ -77,10 +74,8 @@ TEST(Ip6Addr, ReadsRfc4291FormsAndPrintsCanonically) {
        {"all zero", "::", "::"},
        {"loopback", "::1", "::1"},
        {"trailing compression", "1::", "1::"},
-       {"longest run compressed, not the first", "2001:db8:0:0:1:0:0:1",
-        "2001:db8::1:0:0:1"},
-       {"leading zeros dropped", "2001:0db8:0000:0000:0000:0000:0002:0001",
-        "2001:db8::2:1"},
+       {"longest run compressed, not the first", "2001:db8:0:0:1:0:0:1", "2001:db8::1:0:0:1"},
+       {"leading zeros dropped", "2001:0db8:0000:0000:0000:0000:0002:0001", "2001:db8::2:1"},
        {"single zero group kept", "2001:db8:0:1:1:1:1:1", "2001:db8:0:1:1:1:1:1"},
        {"upper case lowered", "2001:DB8::A", "2001:db8::a"},
        {"longer run wins", "1:0:0:2:0:0:0:3", "1:0:0:2::3"},
@@ -94,8 +89,7 @@ TEST(Ip6Addr, ReadsRfc4291FormsAndPrintsCanonically) {
        {"mapped IPv4 in hex", "0:0:0:0:0:ffff:0102:0304", "::ffff:1.2.3.4"},
        {"mapped zero", "::ffff:0:0", "::ffff:0.0.0.0"},
        {"not mapped: ffff in the last group", "::ffff", "::ffff"},
-       {"translation prefix printed in hex", "64:ff9b::192.0.2.33",
-        "64:ff9b::c000:221"},
+       {"translation prefix printed in hex", "64:ff9b::192.0.2.33", "64:ff9b::c000:221"},
        {"compatible form printed in hex", "::1.2.3.4", "::102:304"},
        {"dotted quad without '::'", "1:2:3:4:5:6:1.2.3.4", "1:2:3:4:5:6:102:304"},
    };
@@ -108,8 +102,7 @@ TEST(Ip6Addr, ReadsRfc4291FormsAndPrintsCanonically) {
       EXPECT_EQ(os.str(), c.expected) << c.description;
    }
    EXPECT_EQ(Ip6Addr(Vex::String("2001:db8::2:1")).bytes(),
-             (Ip6Addr::Bytes{0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x02, 0,
-                             0x01}));
+             (Ip6Addr::Bytes{0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0x02, 0, 0x01}));
 
    TextCase const invalid[] = {
        {"empty", "", "the text is empty"},
@@ -123,12 +116,11 @@ TEST(Ip6Addr, ReadsRfc4291FormsAndPrintsCanonically) {
        {"seven groups", "1:2:3:4:5:6:7", "expected 8 groups, found 7"},
        {"dotted quad alone", "1.2.3.4", "expected 8 groups, found 2"},
        {"nine groups", "1:2:3:4:5:6:7:8:9", "more than 8 groups"},
-       {"nine groups with a dotted quad", "1:2:3:4:5:6:7:1.2.3.4",
-        "more than 8 groups"},
+       {"nine groups with a dotted quad", "1:2:3:4:5:6:7:1.2.3.4", "more than 8 groups"},
        {"eight groups and '::'", "1:2:3:4::5:6:7:8",
         "more than 7 groups besides '::', which stands for at least one"},
-       {"eight groups then '::'", "1:2:3:4:5:6:7:8::",
-        "more than 7 groups besides '::', which stands for at least one"},
+       {"eight groups then '::'",
+        "1:2:3:4:5:6:7:8::", "more than 7 groups besides '::', which stands for at least one"},
        {"five digits", "12345::", "group '12345' has more than 4 hexadecimal digits"},
        {"not hex", "db8g::", "group 'db8g' is not hexadecimal"},
        {"trailing blank", "::1 ", "group '1 ' is not hexadecimal"},
@@ -155,9 +147,8 @@ TEST(IpAddr, OrderIsUnsignedAndHashFollowsEquality) {
    EXPECT_EQ(IpAddr(Vex::String("10.0.0.1")).hash(), IpAddr(0x0a000001).hash());
 
    auto v6 = [](char const* text) { return Ip6Addr(Vex::String(text)); };
-   expectStrictOrder(std::vector<Ip6Addr>{Ip6Addr(), v6("::1"), v6("::ffff:1.2.3.4"),
-                                          v6("1::"), v6("7fff::"), v6("8000::"),
-                                          v6("ffff::ffff")});
+   expectStrictOrder(std::vector<Ip6Addr>{Ip6Addr(), v6("::1"), v6("::ffff:1.2.3.4"), v6("1::"),
+                                          v6("7fff::"), v6("8000::"), v6("ffff::ffff")});
    EXPECT_EQ(v6("2001:db8::1").hash(), v6("2001:DB8:0:0:0:0:0:0001").hash());
 }
 
@@ -173,13 +164,12 @@ TEST(IpAddr, ValueTextIsTheQuotedAddress) {
    expectValueTextRefused("'1.2.3'", a);
    expectValueTextRefused("'1.2.3.4' ", a);
    expectValueTextRefused("'1.2.3.4'", Ip6Addr());
-   EXPECT_EQ(
-       messageOf([] {
-          IpAddr v;
-          Vex::strepToValue(Vex::String("'1.2.3.04'"), v);
-       }),
-       "invalid IPv4 address '1.2.3.04': octet 4 ('04') has a leading zero, which is "
-       "ambiguous (octal or decimal)");
+   EXPECT_EQ(messageOf([] {
+                IpAddr v;
+                Vex::strepToValue(Vex::String("'1.2.3.04'"), v);
+             }),
+             "invalid IPv4 address '1.2.3.04': octet 4 ('04') has a leading zero, which is "
+             "ambiguous (octal or decimal)");
 }
 
 TEST(IpAddr, LogFormIsNetworkOrder) {

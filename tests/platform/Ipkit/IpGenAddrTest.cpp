@@ -70,8 +70,7 @@ TEST(IpGenAddr, RefusesBadTextWithTheReaderOfItsForm) {
         "invalid IPv6 address '10.0.0.1:80': the dotted-quad part '10.0.0.1' may only "
         "end the "
         "address"},
-       {"bad IPv6", "1::2::3",
-        "invalid IPv6 address '1::2::3': '::' may appear only once"},
+       {"bad IPv6", "1::2::3", "invalid IPv6 address '1::2::3': '::' may appear only once"},
    };
    for (auto const& c : cases) {
       EXPECT_EQ(messageOf([&] { gen(c.text); }), c.message) << c.description;
@@ -80,9 +79,8 @@ TEST(IpGenAddr, RefusesBadTextWithTheReaderOfItsForm) {
 
 TEST(IpGenAddr, OrdersByFamilyThenAddressAndHashesByValue) {
    std::vector<IpGenAddr> const ascending = {
-       IpGenAddr(),      gen("0.0.0.0"), gen("10.0.0.1"), gen("255.255.255.255"),
-       gen("::"),        gen("::1"),     gen("::a00:1"),  gen("2001:db8::"),
-       gen("ffff::ffff")};
+       IpGenAddr(), gen("0.0.0.0"), gen("10.0.0.1"),   gen("255.255.255.255"), gen("::"),
+       gen("::1"),  gen("::a00:1"), gen("2001:db8::"), gen("ffff::ffff")};
    expectStrictOrder(ascending);
    // 10.0.0.1 and ::a00:1 have the same leading bytes; the family tells them apart.
    EXPECT_NE(gen("10.0.0.1").hash(), gen("::a00:1").hash());
@@ -104,12 +102,11 @@ TEST(IpGenAddr, ValueTextQuotesTheAddressAndEmptyIsUnspecified) {
 TEST(IpGenAddr, LogFormIsFamilyThenAddressBytes) {
    expectLogForm(IpGenAddr(), {0, 0, 0, 0});
    expectLogForm(gen("10.0.0.1"), {0, 0, 0, 1, 10, 0, 0, 1});
-   expectLogForm(gen("2001:db8::1"), {0, 0, 0, 2, 0x20, 0x01, 0x0d, 0xb8, 0, 0,
-                                      0, 0, 0, 0, 0,    0,    0,    0,    0, 1});
+   expectLogForm(gen("2001:db8::1"),
+                 {0, 0, 0, 2, 0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1});
 
-   for (Bytes const& corrupt :
-        {Bytes{0, 0, 0, 3, 10, 0, 0, 1}, Bytes{0xff, 0xff, 0xff, 0xff},
-         Bytes{1, 0, 0, 1, 10, 0, 0, 1}}) {
+   for (Bytes const& corrupt : {Bytes{0, 0, 0, 3, 10, 0, 0, 1}, Bytes{0xff, 0xff, 0xff, 0xff},
+                                Bytes{1, 0, 0, 1, 10, 0, 0, 1}}) {
       Vex::NboAttrLog::In in(corrupt.data(), corrupt.size());
       EXPECT_THROW(IpGenAddr(&in, Vex::StreamBogon()), Vex::Exception);
    }

@@ -36,8 +36,7 @@ TEST(IpGenPrefix, ReadsPrefixesAndClearsHostBits) {
        {"IPv4 full length", "255.255.255.255/32", "255.255.255.255/32", 32},
        {"IPv6 network", "2001:db8::/32", "2001:db8::/32", 32},
        {"IPv6 host bits cleared", "2001:db8:ffff::1/33", "2001:db8:8000::/33", 33},
-       {"IPv6 inside a group", "2001:db8::ffff:ffff/125", "2001:db8::ffff:fff8/125",
-        125},
+       {"IPv6 inside a group", "2001:db8::ffff:ffff/125", "2001:db8::ffff:fff8/125", 125},
        {"IPv6 default route", "ffff::/0", "::/0", 0},
        {"IPv6 bare address is a host", "2001:DB8::1", "2001:db8::1/128", 128},
        {"IPv6 mapped", "::ffff:10.1.2.3/120", "::ffff:10.1.2.0/120", 120},
@@ -69,12 +68,9 @@ TEST(IpGenPrefix, ReadsPrefixesAndClearsHostBits) {
 TEST(IpGenPrefix, RefusesLengthsBeyondTheFamily) {
    EXPECT_NO_THROW(IpGenPrefix(IpAddr(), 32));
    EXPECT_NO_THROW(IpGenPrefix(Ip6Addr(), 128));
-   EXPECT_EQ(messageOf([] { IpGenPrefix(IpAddr(), 33); }),
-             "IpGenPrefix::len > 32 not allowed");
-   EXPECT_EQ(messageOf([] { IpGenPrefix(Ip6Addr(), 129); }),
-             "IpGenPrefix::len > 128 not allowed");
-   EXPECT_EQ(messageOf([] { IpGenPrefix(IpGenAddr(), 1); }),
-             "IpGenPrefix::len > 0 not allowed");
+   EXPECT_EQ(messageOf([] { IpGenPrefix(IpAddr(), 33); }), "IpGenPrefix::len > 32 not allowed");
+   EXPECT_EQ(messageOf([] { IpGenPrefix(Ip6Addr(), 129); }), "IpGenPrefix::len > 128 not allowed");
+   EXPECT_EQ(messageOf([] { IpGenPrefix(IpGenAddr(), 1); }), "IpGenPrefix::len > 0 not allowed");
    EXPECT_THROW(IpGenPrefix(IpAddr(), 4096), Vex::RangeException);
 }
 
@@ -114,9 +110,8 @@ TEST(IpGenPrefix, RefusesBadTextSayingWhy) {
 TEST(IpGenPrefix, OrdersByFamilyAddressLengthAndHashesByValue) {
    expectStrictOrder(std::vector<IpGenPrefix>{
        IpGenPrefix(), prefix("0.0.0.0/0"), prefix("0.0.0.0/8"), prefix("10.0.0.0/8"),
-       prefix("10.0.0.0/16"), prefix("10.0.0.0/32"), prefix("10.128.0.0/9"),
-       prefix("::/0"), prefix("::/1"), prefix("2001:db8::/32"),
-       prefix("2001:db8::/48")});
+       prefix("10.0.0.0/16"), prefix("10.0.0.0/32"), prefix("10.128.0.0/9"), prefix("::/0"),
+       prefix("::/1"), prefix("2001:db8::/32"), prefix("2001:db8::/48")});
    EXPECT_EQ(prefix("10.1.2.3/8").hash(), prefix("10.0.0.0/8").hash());
    EXPECT_NE(prefix("10.0.0.0/8").hash(), prefix("10.0.0.0/9").hash());
 }
@@ -134,8 +129,8 @@ TEST(IpGenPrefix, ValueTextRoundTrips) {
 TEST(IpGenPrefix, LogFormAndCorruptRecords) {
    expectLogForm(IpGenPrefix(), {0, 0, 0, 0, 0});
    expectLogForm(prefix("10.0.0.0/8"), {0, 0, 0, 1, 10, 0, 0, 0, 8});
-   expectLogForm(prefix("2001:db8::/32"), {0, 0, 0, 2, 0x20, 0x01, 0x0d, 0xb8, 0, 0, 0,
-                                           0, 0, 0, 0, 0,    0,    0,    0,    0, 32});
+   expectLogForm(prefix("2001:db8::/32"),
+                 {0, 0, 0, 2, 0x20, 0x01, 0x0d, 0xb8, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 32});
 
    struct {
       char const* description;
@@ -164,7 +159,6 @@ TEST(IpGenPrefix, LogFormAndCorruptRecords) {
         "IpGenPrefix: the address ::1 in the log has bits set beyond its length 127"},
    };
    for (auto const& c : corrupt) {
-      EXPECT_EQ(messageOf([&] { readLog<IpGenPrefix>(c.bytes); }), c.message)
-          << c.description;
+      EXPECT_EQ(messageOf([&] { readLog<IpGenPrefix>(c.bytes); }), c.message) << c.description;
    }
 }

@@ -21,8 +21,7 @@ TYPED_TEST(ByteValue, HoldsZeroTo255) {
    EXPECT_EQ(T().value(), 0);
    EXPECT_EQ(T(255).value(), 255);
    char const* const name = std::is_same_v<T, IpTos> ? "IpTos" : "IpProtocolNumber";
-   EXPECT_EQ(messageOf([] { T(256); }),
-             std::string(name) + "::value > 255 not allowed");
+   EXPECT_EQ(messageOf([] { T(256); }), std::string(name) + "::value > 255 not allowed");
    EXPECT_THROW(T(~0u), Vex::RangeException);
    EXPECT_THROW(T(-1), Vex::RangeException);
 

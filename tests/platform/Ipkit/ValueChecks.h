@@ -41,8 +41,7 @@ void expectLogForm(T const& v, Bytes const& expected) {
    for (std::size_t n = 0; n < bytes.size(); ++n) {
       Bytes const prefix(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(n));
       Vex::NboAttrLog::In in(prefix.data(), prefix.size());
-      EXPECT_THROW(Vex::nboRead<T>(in), Vex::Exception)
-          << v << ", first " << n << " bytes";
+      EXPECT_THROW(Vex::nboRead<T>(in), Vex::Exception) << v << ", first " << n << " bytes";
    }
 }
 
@@ -72,10 +71,8 @@ void expectStrictOrder(std::vector<T> const& ascending) {
       T const copy = ascending[i];
       EXPECT_EQ(copy.hash(), ascending[i].hash()) << copy;
       for (std::size_t j = 0; j < ascending.size(); ++j) {
-         EXPECT_EQ(ascending[i] < ascending[j], i < j)
-             << ascending[i] << " vs " << ascending[j];
-         EXPECT_EQ(ascending[i] == ascending[j], i == j)
-             << ascending[i] << " vs " << ascending[j];
+         EXPECT_EQ(ascending[i] < ascending[j], i < j) << ascending[i] << " vs " << ascending[j];
+         EXPECT_EQ(ascending[i] == ascending[j], i == j) << ascending[i] << " vs " << ascending[j];
       }
    }
 }

@@ -54,7 +54,8 @@ TEST(DumpContext, WritesToFileAndLeavesItOpen) {
    ASSERT_GE(std::fputs("after\n", f), 0);
    std::rewind(f);
    std::string got;
-   for (int c; (c = std::fgetc(f)) != EOF;) got += static_cast<char>(c);
+   for (int c; (c = std::fgetc(f)) != EOF;)
+      got += static_cast<char>(c);
    EXPECT_EQ(got, "  name: eth1\n" + longLine + "\nafter\n");
    std::fclose(f);
 }
@@ -65,10 +66,12 @@ TEST(DumpContext, WritesFromThreadsArriveWholeAndInOrder) {
    std::vector<std::thread> workers;
    for (int t = 0; t < threads; ++t) {
       workers.emplace_back([copy = ctx, t] {
-         for (int i = 0; i < lines; ++i) objDumpPrintf(copy, "%d %04d\n", t, i);
+         for (int i = 0; i < lines; ++i)
+            objDumpPrintf(copy, "%d %04d\n", t, i);
       });
    }
-   for (auto& w : workers) w.join();
+   for (auto& w : workers)
+      w.join();
    std::string text = ctx.text().str();
    ASSERT_EQ(text.size(), std::size_t(threads * lines) * 7);
    std::vector<int> seen(threads, 0);

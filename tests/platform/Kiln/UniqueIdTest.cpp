@@ -22,12 +22,15 @@ TEST(UniqueId, FreshIdsAreDistinctAcrossThreadsAndNeverUnset) {
    std::vector<std::thread> workers;
    for (int t = 0; t < threads; ++t) {
       workers.emplace_back([&made, t] {
-         for (int i = 0; i < perThread; ++i) made[t].push_back(UniqueId::fresh());
+         for (int i = 0; i < perThread; ++i)
+            made[t].push_back(UniqueId::fresh());
       });
    }
-   for (auto& w : workers) w.join();
+   for (auto& w : workers)
+      w.join();
    std::unordered_set<UniqueId> all;
-   for (auto const& ids : made) all.insert(ids.begin(), ids.end());
+   for (auto const& ids : made)
+      all.insert(ids.begin(), ids.end());
    EXPECT_EQ(all.size(), std::size_t(threads) * perThread);
    EXPECT_FALSE(all.contains(UniqueId()));
 }
@@ -44,14 +47,13 @@ TEST(UniqueId, TextIsExactAndRoundTrips) {
    EXPECT_EQ(id.toStrep(), "3f2a9c0d11e8b702.42");
    EXPECT_EQ(valueToStrep(id), "'3f2a9c0d11e8b702.42'");
    EXPECT_EQ(UniqueId().toStrep(), "0000000000000000.0");
-   EXPECT_EQ(UniqueId(UINT64_MAX, UINT64_MAX).toStrep(),
-             "ffffffffffffffff.18446744073709551615");
+   EXPECT_EQ(UniqueId(UINT64_MAX, UINT64_MAX).toStrep(), "ffffffffffffffff.18446744073709551615");
    std::ostringstream os;
    os << id;
    EXPECT_EQ(os.str(), "3f2a9c0d11e8b702.42");
 
-   for (UniqueId v : {UniqueId(), UniqueId(1, 0), UniqueId(UINT64_MAX, UINT64_MAX),
-                      UniqueId::fresh()}) {
+   for (UniqueId v :
+        {UniqueId(), UniqueId(1, 0), UniqueId(UINT64_MAX, UINT64_MAX), UniqueId::fresh()}) {
       UniqueId back(5, 6);
       Vex::strepToValue(valueToStrep(v), back);
       EXPECT_EQ(back, v) << valueToStrep(v);
@@ -67,17 +69,16 @@ TEST(UniqueId, MalformedTextIsRefusedAndLeavesTheValue) {
       char const* message;
    };
    Case const cases[] = {
-      {"0000000000000002.3", "expected a quoted UniqueId such as "
-                             "'3f2a9c0d11e8b702.42' at '0000000000000002.3'"},
-      {"'000000000000002.3'", "expected 16 hexadecimal digits for the UniqueId "
-                              "origin at '000000000000002.3\\''"},
-      {"'00000000000000002.3'",
-       "expected \".\" after the 16 digits of the UniqueId origin at '2.3\\''"},
-      {"'0000000000000002.-3'",
-       "expected the decimal sequence of the UniqueId at '-3\\''"},
-      {"'0000000000000002.18446744073709551616'",
-       "expected a number no greater than 18446744073709551615 "
-       "at '18446744073709551616\\''"},
+       {"0000000000000002.3", "expected a quoted UniqueId such as "
+                              "'3f2a9c0d11e8b702.42' at '0000000000000002.3'"},
+       {"'000000000000002.3'", "expected 16 hexadecimal digits for the UniqueId "
+                               "origin at '000000000000002.3\\''"},
+       {"'00000000000000002.3'",
+        "expected \".\" after the 16 digits of the UniqueId origin at '2.3\\''"},
+       {"'0000000000000002.-3'", "expected the decimal sequence of the UniqueId at '-3\\''"},
+       {"'0000000000000002.18446744073709551616'",
+        "expected a number no greater than 18446744073709551615 "
+        "at '18446744073709551616\\''"},
    };
    for (auto const& c : cases) {
       UniqueId id(5, 6);
@@ -102,8 +103,8 @@ TEST(UniqueId, LogRoundTripAndTruncation) {
    auto out = Vex::NboAttrLog::Out::OutIs();
    out << id;
    std::vector<unsigned char> const expected = {
-      0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, // origin
-      0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, // sequence
+       0x01, 0x02, 0x03, 0x04, 0x05, 0x06, 0x07, 0x08, // origin
+       0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, // sequence
    };
    ASSERT_EQ(out->bytes(), expected);
    Vex::NboAttrLog::In in(expected.data(), expected.size());

@@ -126,9 +126,9 @@ TEST(ResolvedNexthopInfo, TextAndLogRoundTripAndRefuseBadInput) {
    Vex::NboAttrLog::In in(out->bytes().data(), out->bytes().size());
    EXPECT_THROW(Pbr::ResolvedNexthopInfo(&in, Vex::StreamBogon()), Vex::Exception);
    Pbr::Via v = via("10.0.0.2", "Ethernet1", 1);
-   Vex::String twice = "Value('Pbr::ResolvedNexthopInfo', ** {'nexthopSet': " +
-                       valueToStrep(Pbr::NexthopSet()) + ", 'viaActive': [" + valueToStrep(v) +
-                       ", " + valueToStrep(v) + "]})";
+   Vex::String twice =
+       "Value('Pbr::ResolvedNexthopInfo', ** {'nexthopSet': " + valueToStrep(Pbr::NexthopSet()) +
+       ", 'viaActive': [" + valueToStrep(v) + ", " + valueToStrep(v) + "]})";
    Pbr::ResolvedNexthopInfo r;
    EXPECT_THROW(Vex::strepToValue(twice, r), Vex::Exception);
 }

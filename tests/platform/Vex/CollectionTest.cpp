@@ -51,7 +51,8 @@ class Collection : public ::testing::Test {
 
    static std::vector<std::uint32_t> keys(Map const& m) {
       std::vector<std::uint32_t> out;
-      for (auto i = m.iterator(); i; ++i) out.push_back(i.key());
+      for (auto i = m.iterator(); i; ++i)
+         out.push_back(i.key());
       return out;
    }
 };
@@ -118,7 +119,8 @@ TYPED_TEST(Collection, FindOrInsertMakesANodeOnlyForAnAbsentKey) {
    EXPECT_FALSE(insertedAgain);
    EXPECT_EQ(again, first);
    EXPECT_EQ(made, 1) << "nothing is made for a key already present";
-   for (std::uint32_t k = 0; k < 100; ++k) m.findOrInsert(k * 7, make(k * 7));
+   for (std::uint32_t k = 0; k < 100; ++k)
+      m.findOrInsert(k * 7, make(k * 7));
    EXPECT_EQ(m.size(), 100u) << "42 is among the multiples of 7 below 700";
    EXPECT_TRUE(m.verify());
 }
@@ -126,7 +128,8 @@ TYPED_TEST(Collection, FindOrInsertMakesANodeOnlyForAnAbsentKey) {
 TYPED_TEST(Collection, IteratorSurvivesDeletionOfItsOwnAndOtherMembers) {
    using Node = typename TestFixture::Node;
    typename TestFixture::Map m;
-   for (std::uint32_t k = 0; k < 100; ++k) m.insert(new Node(k * 7919));
+   for (std::uint32_t k = 0; k < 100; ++k)
+      m.insert(new Node(k * 7919));
    auto const all = TestFixture::keys(m);
    ASSERT_EQ(all.size(), 100u);
 
@@ -140,14 +143,16 @@ TYPED_TEST(Collection, IteratorSurvivesDeletionOfItsOwnAndOtherMembers) {
    EXPECT_TRUE(m.empty());
 
    // Deleting the member after the current one skips it, and only it.
-   for (std::uint32_t k : all) m.insert(new Node(k));
+   for (std::uint32_t k : all)
+      m.insert(new Node(k));
    seen.clear();
    for (auto i = m.iterator(); i; ++i) {
       seen.push_back(i.key());
       if (auto n = m.next(i.ptr())) m.erase(n);
    }
    std::vector<std::uint32_t> everyOther;
-   for (std::size_t j = 0; j < all.size(); j += 2) everyOther.push_back(all[j]);
+   for (std::size_t j = 0; j < all.size(); j += 2)
+      everyOther.push_back(all[j]);
    EXPECT_EQ(seen, everyOther);
    EXPECT_TRUE(m.verify());
 }
@@ -155,16 +160,19 @@ TYPED_TEST(Collection, IteratorSurvivesDeletionOfItsOwnAndOtherMembers) {
 TYPED_TEST(Collection, IteratorNeverRepeatsAMemberWhileTheMapGrows) {
    using Node = typename TestFixture::Node;
    typename TestFixture::Map m;
-   for (std::uint32_t k = 0; k < 16; ++k) m.insert(new Node(k));
+   for (std::uint32_t k = 0; k < 16; ++k)
+      m.insert(new Node(k));
    std::set<std::uint32_t> seen;
    std::uint32_t next = 1000;
    for (auto i = m.iterator(); i; ++i) {
       EXPECT_TRUE(seen.insert(i.key()).second) << "visited twice: " << i.key();
       // Forces rehashing; the new members may come before or after the
       // iterator, so their number is bounded.
-      for (int j = 0; j < 8 && next < 1200; ++j) m.insert(new Node(next++));
+      for (int j = 0; j < 8 && next < 1200; ++j)
+         m.insert(new Node(next++));
    }
-   for (std::uint32_t k = 0; k < 16; ++k) EXPECT_TRUE(seen.count(k)) << k;
+   for (std::uint32_t k = 0; k < 16; ++k)
+      EXPECT_TRUE(seen.count(k)) << k;
    EXPECT_TRUE(m.verify());
 }
 
@@ -189,20 +197,25 @@ TYPED_TEST(Collection, MatchesAStandardSetUnderRandomChanges) {
    std::sort(keys.begin(), keys.end());
    EXPECT_EQ(keys, std::vector<std::uint32_t>(model.begin(), model.end()));
    std::size_t counted = 0;
-   for (auto const& node : m) counted += model.count(node.key);
+   for (auto const& node : m)
+      counted += model.count(node.key);
    EXPECT_EQ(counted, model.size());
 }
 
 TYPED_TEST(Collection, IterationOrderDependsOnlyOnTheMembers) {
    using Node = typename TestFixture::Node;
    std::vector<std::uint32_t> ks;
-   for (std::uint32_t k = 0; k < 300; ++k) ks.push_back(k * 2654435761u);
+   for (std::uint32_t k = 0; k < 300; ++k)
+      ks.push_back(k * 2654435761u);
    typename TestFixture::Map forward, shuffled;
-   for (auto k : ks) forward.insert(new Node(k));
+   for (auto k : ks)
+      forward.insert(new Node(k));
    // A different history: many extra members come and go first.
-   for (std::uint32_t k = 0; k < 5000; ++k) shuffled.insert(new Node(k + 1));
+   for (std::uint32_t k = 0; k < 5000; ++k)
+      shuffled.insert(new Node(k + 1));
    std::shuffle(ks.begin(), ks.end(), std::mt19937(3));
-   for (auto k : ks) shuffled.insert(new Node(k));
+   for (auto k : ks)
+      shuffled.insert(new Node(k));
    for (std::uint32_t k = 0; k < 5000; ++k) {
       if (std::find(ks.begin(), ks.end(), k + 1) == ks.end()) shuffled.erase(k + 1);
    }
@@ -212,9 +225,11 @@ TYPED_TEST(Collection, IterationOrderDependsOnlyOnTheMembers) {
 TEST(RbTreeMap, IteratesInAscendingKeyOrderFromAnyKey) {
    using Node = Item<Vex::RbTreeLink>;
    Vex::RbTreeMap<Node, std::uint32_t> m;
-   for (std::uint32_t k : {30u, 10u, 20u, 40u}) m.insert(new Node(k));
+   for (std::uint32_t k : {30u, 10u, 20u, 40u})
+      m.insert(new Node(k));
    std::vector<std::uint32_t> from15;
-   for (auto i = m.iterator(15); i; ++i) from15.push_back(i.key());
+   for (auto i = m.iterator(15); i; ++i)
+      from15.push_back(i.key());
    EXPECT_EQ(from15, (std::vector<std::uint32_t>{20, 30, 40}));
    EXPECT_EQ(m.upperBound(40), nullptr);
    EXPECT_EQ((std::vector<std::uint32_t>{m.first()->key, m.last()->key, m.lowerBound(40)->key,
@@ -225,9 +240,11 @@ TEST(RbTreeMap, IteratesInAscendingKeyOrderFromAnyKey) {
 TEST(HashMap, OrdersMembersByTheirBitReversedKey) {
    using Node = Item<Vex::HashLink>;
    Vex::HashMap<Node, std::uint32_t> m;
-   for (std::uint32_t k : {0u, 1u, 2u, 3u, 4u, 0x00ffffffu}) m.insert(new Node(k));
+   for (std::uint32_t k : {0u, 1u, 2u, 3u, 4u, 0x00ffffffu})
+      m.insert(new Node(k));
    std::vector<std::uint32_t> order;
-   for (auto const& n : m) order.push_back(n.key);
+   for (auto const& n : m)
+      order.push_back(n.key);
    // Reversed: 0 -> 0, 4 -> 0x20000000, 2 -> 0x40000000, 1 -> 0x80000000, ...
    EXPECT_EQ(order, (std::vector<std::uint32_t>{0, 4, 2, 1, 3, 0x00ffffffu}));
 }
@@ -305,8 +322,10 @@ TEST(HashValueMap, ReportsChangesAndHandsBackRemovedValues) {
    EXPECT_TRUE(m.empty());
 
    Vex::HashValueMap<std::uint32_t, Vex::String> a, b;
-   for (std::uint32_t k = 0; k < 50; ++k) a.is(k, std::to_string(k));
-   for (std::uint32_t k = 50; k-- > 0;) b.is(k, std::to_string(k));
+   for (std::uint32_t k = 0; k < 50; ++k)
+      a.is(k, std::to_string(k));
+   for (std::uint32_t k = 50; k-- > 0;)
+      b.is(k, std::to_string(k));
    EXPECT_TRUE(a == b);
    auto c = a;
    c.is(7, "seven");

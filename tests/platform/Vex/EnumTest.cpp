@@ -12,8 +12,7 @@ namespace Paint {
 // Numbers deliberately neither sorted nor contiguous in declaration order.
 enum class Colour : std::uint32_t { red = 0, blue = 7, green = 1 };
 Vex::EnumType const& vexEnumType(Colour) {
-   static Vex::EnumType const type("Paint::Colour",
-                                   {{"red", 0}, {"blue", 7}, {"green", 1}});
+   static Vex::EnumType const type("Paint::Colour", {{"red", 0}, {"blue", 7}, {"green", 1}});
    return type;
 }
 enum class Shade : std::uint32_t { light = 0 };
@@ -81,8 +80,7 @@ TEST(EnumType, ConstructionRegistersUnderTheQualifiedName) {
    auto const all = Vex::enumTypes();
    auto const colourAt = std::find(all.begin(), all.end(), &colour);
    EXPECT_EQ(std::count(all.begin(), all.end(), &colour), 1);
-   EXPECT_LT(colourAt, std::find(all.begin(), all.end(), &shade))
-       << "registration order";
+   EXPECT_LT(colourAt, std::find(all.begin(), all.end(), &shade)) << "registration order";
 }
 
 TEST(EnumType, HookGivesInstanceNameAndStreamOutput) {
@@ -101,9 +99,8 @@ TEST(EnumType, HookGivesInstanceNameAndStreamOutput) {
 }
 
 TEST(EnumTypeDeathTest, DuplicateNumbersOrNamesAbort) {
-   EXPECT_DEATH(
-       Vex::EnumType("Paint::Twice", {{"a", 1}, {"b", 1}}),
-       "Assertion failed: enumerators_\\[i\\]\\.value != enumerators_\\[j\\]\\.value");
+   EXPECT_DEATH(Vex::EnumType("Paint::Twice", {{"a", 1}, {"b", 1}}),
+                "Assertion failed: enumerators_\\[i\\]\\.value != enumerators_\\[j\\]\\.value");
    EXPECT_DEATH(Vex::EnumType("Paint::Twice", {{"a", 1}, {"a", 2}}),
                 "Assertion failed: std::string_view\\(enumerators_\\[i\\]\\.name\\) != "
                 "enumerators_\\[j\\]\\.name");

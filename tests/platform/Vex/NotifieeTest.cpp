@@ -1,5 +1,5 @@
-#include "Vex/Entity.h"
 #include "Vex/Notifiee.h"
+#include "Vex/Entity.h"
 
 #include <gtest/gtest.h>
 
@@ -66,9 +66,10 @@ TEST(NotifieeList, ObserversMayDetachThemselvesOrOthersDuringAVisit) {
    Vex::Ptr<Widget> w = new Widget;
    std::vector<std::string> log;
    Recorder a("a", &log), b("b", &log), c("c", &log);
-   for (auto* r : {&a, &b, &c}) r->notifierIs(w);
-   a.action = [&] { a.notifierIs(nullptr); };   // itself
-   b.action = [&] { c.notifierIs(nullptr); };   // the next one, not yet called
+   for (auto* r : {&a, &b, &c})
+      r->notifierIs(w);
+   a.action = [&] { a.notifierIs(nullptr); }; // itself
+   b.action = [&] { c.notifierIs(nullptr); }; // the next one, not yet called
    w->sizeIs(1);
    EXPECT_EQ(log, (std::vector<std::string>{"a.onSize", "b.onSize"}));
    EXPECT_EQ(w->notifieeList().size(), 1u);
@@ -90,13 +91,13 @@ TEST(NotifieeList, NestedVisitsAndAttachDuringAVisitAreSafe) {
    a.notifierIs(w), b.notifierIs(w);
    a.action = [&] {
       a.action = nullptr;
-      w->partNotify(1);              // nested visit
-      late.notifierIs(w);            // appended: the outer visit reaches it
-      b.notifierIs(nullptr);         // the outer visit's next one goes
+      w->partNotify(1);      // nested visit
+      late.notifierIs(w);    // appended: the outer visit reaches it
+      b.notifierIs(nullptr); // the outer visit's next one goes
    };
    w->sizeIs(5);
-   EXPECT_EQ(log, (std::vector<std::string>{"a.onSize", "a.onPart(1)", "b.onPart(1)",
-                                            "late.onSize"}));
+   EXPECT_EQ(log,
+             (std::vector<std::string>{"a.onSize", "a.onPart(1)", "b.onPart(1)", "late.onSize"}));
 }
 
 TEST(NotifieeList, ExceptionsFromCallbacksLeaveTheListUsable) {
@@ -145,5 +146,6 @@ TEST(Entity, ParentLinkNotificationSwitchAndDefaults) {
    root->nameIsFromBackup("ignored");
    EXPECT_EQ(root->name(), "") << "no name, and a name from a backup is ignored";
    EXPECT_FALSE(root->hasBackupSupport());
-   EXPECT_EQ(root->fwkType(), &Vex::Entity::_vexType) << "an entity type without a descriptor of its own";
+   EXPECT_EQ(root->fwkType(), &Vex::Entity::_vexType)
+       << "an entity type without a descriptor of its own";
 }

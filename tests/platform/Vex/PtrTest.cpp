@@ -109,7 +109,8 @@ TEST(PtrThreads, AtomicCountsSurviveManyThreadsOnOneObject) {
             }
          });
       }
-      for (auto& t : threads) t.join();
+      for (auto& t : threads)
+         t.join();
       EXPECT_EQ(shared->refCount(), 1u);
       EXPECT_EQ(destroyed, 0);
    }

@@ -62,9 +62,10 @@ TEST(TraceDeathTest, DefaultSinkWritesOneLineToStandardError) {
    Vex::traceLevelsIs("TraceTestC", 1u << 2);
    Vex::TraceHandle th("TraceTestC", 0);
    EXPECT_EXIT(
-      {
-         th.trace(2, "isBitfieldType", "Found invalid type in routeKey");
-         std::exit(0);
-      },
-      ::testing::ExitedWithCode(0), "TraceTestC/2 isBitfieldType: Found invalid type in routeKey\n");
+       {
+          th.trace(2, "isBitfieldType", "Found invalid type in routeKey");
+          std::exit(0);
+       },
+       ::testing::ExitedWithCode(0),
+       "TraceTestC/2 isBitfieldType: Found invalid type in routeKey\n");
 }

@@ -54,12 +54,12 @@ TEST(ValueText, RefusesMalformedTextSayingWhatAndWhere) {
       return std::string("no error");
    };
    Case const cases[] = {
-      {"above the type's range", "256", "expected a number no greater than 255 at '256'"},
-      {"a sign", "-1", "expected an unsigned number at '-1'"},
-      {"empty", "", "expected an unsigned number at the end of the text"},
-      {"trailing text", "12x", "expected the end of the text at 'x'"},
-      {"blank first", " 1", "expected an unsigned number at ' 1'"},
-      {"huge", "99999999999999999999999", "expected a number no greater than 255 at"},
+       {"above the type's range", "256", "expected a number no greater than 255 at '256'"},
+       {"a sign", "-1", "expected an unsigned number at '-1'"},
+       {"empty", "", "expected an unsigned number at the end of the text"},
+       {"trailing text", "12x", "expected the end of the text at 'x'"},
+       {"blank first", " 1", "expected an unsigned number at ' 1'"},
+       {"huge", "99999999999999999999999", "expected a number no greater than 255 at"},
    };
    for (auto const& c : cases) {
       EXPECT_EQ(failU8(c.text).rfind(c.message, 0), 0u) << c.description << ": " << failU8(c.text);
@@ -100,7 +100,8 @@ TEST(ValueText, FieldReaderNamesTheFieldAndLiteralsAdvance) {
       Vex::expectLiteral(p2, text.end(), "Value('NumericalRange', ** {");
       FAIL();
    } catch (Vex::Exception const& e) {
-      EXPECT_STREQ(e.what(),
-                   "expected \"Value('NumericalRange', ** {\" at 'Value(\\'T\\', ** {\\'rangeMin'...");
+      EXPECT_STREQ(
+          e.what(),
+          "expected \"Value('NumericalRange', ** {\" at 'Value(\\'T\\', ** {\\'rangeMin'...");
    }
 }

@@ -58,10 +58,10 @@ TEST(VrfIdMap, Refusals) {
    EXPECT_EQ(map.vrfId("default"), 0u);
 
    std::pair<Vex::String, char const*> const cases[] = {
-      {"", "VRF name must not be empty"},
-      {"my vrf", "VRF name 'my vrf' must be printable ASCII without blanks"},
-      {"a\x7f", "VRF name 'a\\x7f' must be printable ASCII without blanks"},
-      {"caf\xc3\xa9", "VRF name 'caf\xc3\xa9' must be printable ASCII without blanks"},
+       {"", "VRF name must not be empty"},
+       {"my vrf", "VRF name 'my vrf' must be printable ASCII without blanks"},
+       {"a\x7f", "VRF name 'a\\x7f' must be printable ASCII without blanks"},
+       {"caf\xc3\xa9", "VRF name 'caf\xc3\xa9' must be printable ASCII without blanks"},
    };
    for (auto const& [name, message] : cases) {
       try {
