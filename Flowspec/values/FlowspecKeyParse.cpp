@@ -329,9 +329,9 @@ void Scanner::component(std::string_view fieldView, std::size_t start) {
          // bits (only the lenient policy reads numbers that need cutting).
          std::uint64_t const value = number(field, i, start, kind);
          if (value > 65535) {
-            op |= 2 << 4;
+            op |= MatchOpVal::lenBits(2);
          } else if (value > 255) {
-            op |= 1 << 4;
+            op |= MatchOpVal::lenBits(1);
          }
          if (i == field.size()) op |= MatchOpVal::endOfListBit;
          try {

@@ -5,6 +5,8 @@
 // (exitStatusHelp() explains them to users).
 #pragma once
 
+#include "Flowspec/values/FlowspecKeyParse.h"
+
 #include <ostream>
 #include <string>
 #include <string_view>
@@ -65,5 +67,10 @@ std::string keyGrammarHelp();
 /// pointer to its help to `err`, and returns exitUsage.
 int usageError(std::string_view command, std::string_view usage, std::string const& problem,
                std::ostream& err);
+
+/// Writes "flowspec <command>: column N: <message>", then `text` with a
+/// caret under column N, to `err`.
+void printKeyParseError(std::string_view command, std::string_view text,
+                        Flowspec::KeyParseError const& error, std::ostream& err);
 
 } // namespace FlowspecTool

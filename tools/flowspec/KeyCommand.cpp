@@ -198,17 +198,21 @@ int keyCommand(Args const& args, std::ostream& out, std::ostream& err) {
 
    Flowspec::KeyParseResult parsed = Flowspec::parseKeyCli(text, af);
    if (!parsed) {
-      // The text, and a caret under the column at fault.
-      std::size_t const column = parsed.error().column;
-      err << "flowspec key: column " << column << ": " << parsed.error().message << "\n  "
-          << printable(text) << "\n  "
-          << std::string(printable(text.substr(0, column - 1)).size(), ' ') << "^\n";
+      printKeyParseError("key", text, parsed.error(), err);
       return exitRefused;
    }
    Flowspec::FlowspecKey& key = parsed.key();
    key.vrfIdIs(vrfId);
    printKey(key, out);
    return exitOk;
+}
+
+void printKeyParseError(std::string_view command, std::string_view text,
+                        Flowspec::KeyParseError const& error, std::ostream& err) {
+   // The text, and a caret under the column at fault.
+   err << "flowspec " << command << ": column " << error.column << ": " << error.message << "\n  "
+       << printable(text) << "\n  "
+       << std::string(printable(text.substr(0, error.column - 1)).size(), ' ') << "^\n";
 }
 
 } // namespace FlowspecTool

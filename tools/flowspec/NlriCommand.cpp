@@ -1,7 +1,9 @@
 // flowspec nlri: flowspec NLRI bytes to rule keys and back (Flowspec/wire).
 #include "NlriCommand.h"
 
+#include "Commands.h"
 #include "Json.h"
+#include "RuleFile.h"
 
 #include "Flowspec/wire/NlriCodec.h"
 
@@ -16,21 +18,6 @@ namespace {
 
 constexpr std::string_view nlriUsage = "flowspec nlri decode ipv4|ipv6 HEX [--json]\n"
                                        "       flowspec nlri encode ipv4|ipv6 KEY [--json]";
-
-// `text` with every byte outside printable ASCII written as \xNN.
-std::string printable(std::string_view text) {
-   std::string s;
-   for (unsigned char c : text) {
-      if (c >= 0x20 && c < 0x7f) {
-         s += static_cast<char>(c);
-      } else {
-         char b[8];
-         std::snprintf(b, sizeof b, "\\x%02x", c);
-         s += b;
-      }
-   }
-   return s;
-}
 
 int usage(std::string const& problem, std::ostream& err) {
    return usageError("nlri", nlriUsage, problem, err);
@@ -190,16 +177,14 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
 
 int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view text, bool json,
            std::ostream& out, std::ostream& err) {
-   // The library's own reader of the command-line form, as on every branch
-   // of the tool; it says only whether it read the text.
-   Flowspec::FlowspecKey key;
-   if (!key.copyInStrCli(Vex::String(std::string(text)))) {
-      err << "flowspec nlri: '" << printable(text)
-          << "' is not a rule key in the command-line form ('flowspec key --help' "
-             "describes it)\n";
+   // The strict reader, as for `flowspec key` and rule files: a refusal
+   // names its column and why.
+   Flowspec::KeyParseResult parsed = Flowspec::parseKeyCli(text, af);
+   if (!parsed) {
+      printKeyParseError("nlri", text, parsed.error(), err);
       return exitRefused;
    }
-   key.addressFamilyIs(af);
+   Flowspec::FlowspecKey& key = parsed.key();
    std::vector<std::uint8_t> bytes;
    if (auto error = Flowspec::encodeNlri(key, bytes)) {
       err << "flowspec nlri: " << Flowspec::nlriEncodeErrorMessage(*error) << '\n';
