@@ -2,6 +2,7 @@
 #include "NlriCommand.h"
 
 #include "Commands.h"
+#include "Hex.h"
 #include "Json.h"
 #include "RuleFile.h"
 
@@ -21,39 +22,6 @@ constexpr std::string_view nlriUsage = "flowspec nlri decode ipv4|ipv6 HEX [--js
 
 int usage(std::string const& problem, std::ostream& err) {
    return usageError("nlri", nlriUsage, problem, err);
-}
-
-std::string hex(std::span<std::uint8_t const> bytes) {
-   std::string s;
-   char b[3];
-   for (std::uint8_t v : bytes) {
-      std::snprintf(b, sizeof b, "%02x", v);
-      s += b;
-   }
-   return s;
-}
-
-// The bytes of a hex text (digits of either case; blanks and colons between
-// them are skipped), or nothing for any other text or an odd digit count.
-std::optional<std::vector<std::uint8_t>> parseHex(std::string_view text) {
-   std::vector<std::uint8_t> bytes;
-   int high = -1;
-   for (char c : text) {
-      if (c == ' ' || c == ':') continue;
-      int v = c >= '0' && c <= '9'   ? c - '0'
-              : c >= 'a' && c <= 'f' ? c - 'a' + 10
-              : c >= 'A' && c <= 'F' ? c - 'A' + 10
-                                     : -1;
-      if (v < 0) return std::nullopt;
-      if (high < 0) {
-         high = v;
-      } else {
-         bytes.push_back(static_cast<std::uint8_t>(high << 4 | v));
-         high = -1;
-      }
-   }
-   if (high >= 0) return std::nullopt;
-   return bytes;
 }
 
 // The pairs of `key`, component by component as the wire carries them.
@@ -145,7 +113,8 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
          j.key("offset");
          j.value(std::uint64_t(spans[i].first));
          j.key("nlri");
-         j.value(hex(std::span(*bytes).subspan(spans[i].first, spans[i].second - spans[i].first)));
+         j.value(
+             hexText(std::span(*bytes).subspan(spans[i].first, spans[i].second - spans[i].first)));
          jsonComponents(j, keys[i]);
          j.endObject();
       }
@@ -191,7 +160,7 @@ int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
       return exitRefused;
    }
    if (!json) {
-      out << hex(bytes) << '\n';
+      out << hexText(bytes) << '\n';
       return exitOk;
    }
    JsonWriter j(out);
@@ -201,7 +170,7 @@ int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
    j.key("key");
    j.value(key.toStrepCli().view());
    j.key("nlri");
-   j.value(hex(bytes));
+   j.value(hexText(bytes));
    j.key("length");
    j.value(std::uint64_t(bytes.size()));
    jsonComponents(j, key);

@@ -2,6 +2,7 @@
 // given as hex or a file, or recorded in an MRT file.
 #include "Commands.h"
 
+#include "Hex.h"
 #include "Json.h"
 
 #include "Flowspec/FlowspecStatedb.h"
@@ -70,39 +71,6 @@ bool readFile(std::string const& path, Bytes& out, std::string& why) {
       return false;
    }
    return true;
-}
-
-// Hex digits with blanks, newlines and an optional "0x" anywhere between
-// bytes; false for anything else or an odd count of digits.
-bool parseHex(std::string_view text, Bytes& out) {
-   out.clear();
-   int high = -1;
-   for (std::size_t i = 0; i < text.size(); ++i) {
-      char const c = text[i];
-      if (c == ' ' || c == '\n' || c == '\t' || c == '\r' || c == ':') continue;
-      if (c == '0' && i + 1 < text.size() && (text[i + 1] == 'x' || text[i + 1] == 'X') &&
-          high < 0) {
-         ++i;
-         continue;
-      }
-      int v;
-      if (c >= '0' && c <= '9') {
-         v = c - '0';
-      } else if (c >= 'a' && c <= 'f') {
-         v = c - 'a' + 10;
-      } else if (c >= 'A' && c <= 'F') {
-         v = c - 'A' + 10;
-      } else {
-         return false;
-      }
-      if (high < 0) {
-         high = v;
-      } else {
-         out.push_back(std::uint8_t(high << 4 | v));
-         high = -1;
-      }
-   }
-   return high < 0 && !out.empty();
 }
 
 // ---- a rule as check shows it ------------------------------------------------------
@@ -542,11 +510,12 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
          return exitUsage;
       }
       // A file of hex text, or the message itself.
-      if (!parseHex(std::string_view(reinterpret_cast<char const*>(file.data()), file.size()),
-                    message)) {
-         message = std::move(file);
-      }
-   } else if (!parseHex(operand, message)) {
+      auto hex =
+          parseHex(std::string_view(reinterpret_cast<char const*>(file.data()), file.size()));
+      message = hex && !hex->empty() ? std::move(*hex) : std::move(file);
+   } else if (auto hex = parseHex(operand); hex && !hex->empty()) {
+      message = std::move(*hex);
+   } else {
       return usageError("update", updateUsage, "'" + operand + "' is neither a file nor hex digits",
                         err);
    }
