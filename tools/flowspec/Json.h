@@ -8,8 +8,8 @@
 //
 //   JsonWriter j(std::cout);
 //   j.beginObject();
-//   j.key("rule"); j.value("*;*;IP:=17;");
-//   j.key("line"); j.value(std::uint64_t(12));
+//   j.member("rule", "*;*;IP:=17;");
+//   j.member("line", 12);
 //   j.endObject();   // {\n  "rule": "*;*;IP:=17;",\n  "line": 12\n}
 #pragma once
 
@@ -17,6 +17,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 namespace FlowspecTool {
@@ -40,6 +41,16 @@ class JsonWriter {
    void value(std::uint64_t number);
    void value(bool b);
    void null();
+   /// A member of the current object: key(name), then value(v).
+   template <class V>
+   void member(std::string_view name, V const& v) {
+      key(name);
+      if constexpr (std::is_integral_v<V> && !std::is_same_v<V, bool>) {
+         value(std::uint64_t(v));
+      } else {
+         value(v);
+      }
+   }
    /// An array of numbers on one line: [1, 2].
    void numbers(std::vector<std::uint64_t> const& values);
    /// Ends the document with a newline.

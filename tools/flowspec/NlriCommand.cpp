@@ -28,18 +28,15 @@ int usage(std::string const& problem, std::ostream& err) {
 void jsonComponents(JsonWriter& j, Flowspec::FlowspecKey const& key) {
    auto openComponent = [&j](unsigned type) {
       j.beginObject();
-      j.key("type");
-      j.value(std::uint64_t(type));
-      j.key("name");
-      j.value(Flowspec::componentTypeInfo(type).name);
+      j.member("type", type);
+      j.member("name", Flowspec::componentTypeInfo(type).name);
    };
    j.key("components");
    j.beginArray();
    for (auto [type, prefix] : {std::pair{1u, &key.destPrefix()}, {2u, &key.srcPrefix()}}) {
       if (prefix->isEmpty()) continue;
       openComponent(type);
-      j.key("prefix");
-      j.value(prefix->stringValue().view());
+      j.member("prefix", prefix->stringValue().view());
       j.endObject();
    }
    unsigned open = 0; // the type of the component being written
@@ -60,10 +57,8 @@ void jsonComponents(JsonWriter& j, Flowspec::FlowspecKey const& key) {
       char op[8];
       std::snprintf(op, sizeof op, "0x%02x", r.op());
       j.beginObject();
-      j.key("op");
-      j.value(op);
-      j.key("value");
-      j.value(std::uint64_t(r.val32()));
+      j.member("op", op);
+      j.member("value", r.val32());
       j.endObject();
       if (r.endOfList()) {
          j.endArray();
@@ -102,19 +97,15 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
    } else {
       JsonWriter j(out);
       j.beginObject();
-      j.key("family");
-      j.value(family);
+      j.member("family", family);
       j.key("keys");
       j.beginArray();
       for (std::size_t i = 0; i < keys.size(); ++i) {
          j.beginObject();
-         j.key("key");
-         j.value(keys[i].toStrepCli().view());
-         j.key("offset");
-         j.value(std::uint64_t(spans[i].first));
-         j.key("nlri");
-         j.value(
-             hexText(std::span(*bytes).subspan(spans[i].first, spans[i].second - spans[i].first)));
+         j.member("key", keys[i].toStrepCli().view());
+         j.member("offset", spans[i].first);
+         j.member("nlri", hexText(std::span(*bytes).subspan(spans[i].first,
+                                                            spans[i].second - spans[i].first)));
          jsonComponents(j, keys[i]);
          j.endObject();
       }
@@ -122,14 +113,10 @@ int decode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
       j.key("error");
       if (error) {
          j.beginObject();
-         j.key("offset");
-         j.value(std::uint64_t(error->offset));
-         j.key("component");
-         j.value(std::uint64_t(error->component));
-         j.key("reason");
-         j.value(Flowspec::nlriReasonText(error->reason));
-         j.key("message");
-         j.value(Flowspec::nlriErrorMessage(*error));
+         j.member("offset", error->offset);
+         j.member("component", error->component);
+         j.member("reason", Flowspec::nlriReasonText(error->reason));
+         j.member("message", Flowspec::nlriErrorMessage(*error));
          j.endObject();
       } else {
          j.null();
@@ -165,14 +152,10 @@ int encode(Ipkit::AddressFamily af, std::string_view family, std::string_view te
    }
    JsonWriter j(out);
    j.beginObject();
-   j.key("family");
-   j.value(family);
-   j.key("key");
-   j.value(key.toStrepCli().view());
-   j.key("nlri");
-   j.value(hexText(bytes));
-   j.key("length");
-   j.value(std::uint64_t(bytes.size()));
+   j.member("family", family);
+   j.member("key", key.toStrepCli().view());
+   j.member("nlri", hexText(bytes));
+   j.member("length", bytes.size());
    jsonComponents(j, key);
    j.endObject();
    j.end();

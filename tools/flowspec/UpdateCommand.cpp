@@ -237,12 +237,9 @@ void printContents(UpdateContents const& u, std::ostream& out) {
 
 void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
    j.beginObject();
-   j.key("key");
-   j.value(r.key.toStrepCli().view());
-   j.key("family");
-   j.value(familyText(r.key.addressFamily()));
-   j.key("safi");
-   j.value(std::uint64_t(r.safi));
+   j.member("key", r.key.toStrepCli().view());
+   j.member("family", familyText(r.key.addressFamily()));
+   j.member("safi", r.safi);
    j.key("routeDistinguisher");
    if (r.safi == Flowspec::safiFlowspecVpn) {
       j.value(rdText(r));
@@ -255,10 +252,8 @@ void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
       Flowspec::TrafficRedirect const& redirect = a.trafficRedirect;
       j.key("actions");
       j.beginObject();
-      j.key("drop");
-      j.value(f.trafficDrop());
-      j.key("permit");
-      j.value(f.trafficPermit());
+      j.member("drop", f.trafficDrop());
+      j.member("permit", f.trafficPermit());
       j.key("rate");
       if (f.trafficRate()) {
          j.value(static_cast<std::uint64_t>(a.trafficRateLimit));
@@ -286,8 +281,7 @@ void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
          } else {
             j.value(redirect.addr().stringValue().view());
          }
-         j.key("copy");
-         j.value(redirect.copy());
+         j.member("copy", redirect.copy());
          j.endObject();
       } else {
          j.null();
@@ -298,14 +292,11 @@ void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
       } else {
          j.null();
       }
-      j.key("sample");
-      j.value(a.trafficAction.sampleAndLog());
-      j.key("continue");
-      j.value(a.trafficAction.continueMatch());
+      j.member("sample", a.trafficAction.sampleAndLog());
+      j.member("continue", a.trafficAction.continueMatch());
       j.endObject();
       RuleView const v = viewOf(r);
-      j.key("feasible");
-      j.value(v.feasible);
+      j.member("feasible", v.feasible);
       j.key("infeasibleMatch");
       if (!v.feasible && v.error.empty()) {
          j.value(detailLabel(v.blame));
@@ -316,8 +307,7 @@ void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
       j.beginArray();
       for (auto const& [label, values] : v.matchSet) {
          j.beginObject();
-         j.key("component");
-         j.value(label);
+         j.member("component", label);
          j.key("values");
          j.beginArray();
          for (auto const& value : values)
@@ -331,18 +321,14 @@ void jsonRoute(JsonWriter& j, FlowspecRoute const& r, bool announced) {
 }
 
 void jsonContents(JsonWriter& j, UpdateContents const& u) {
-   j.key("handling");
-   j.value(Flowspec::updateActionText(u.action));
+   j.member("handling", Flowspec::updateActionText(u.action));
    j.key("problems");
    j.beginArray();
    for (auto const& p : u.problems) {
       j.beginObject();
-      j.key("offset");
-      j.value(std::uint64_t(p.offset));
-      j.key("handling");
-      j.value(Flowspec::updateActionText(p.action));
-      j.key("reason");
-      j.value(p.reason);
+      j.member("offset", p.offset);
+      j.member("handling", Flowspec::updateActionText(p.action));
+      j.member("reason", p.reason);
       j.endObject();
    }
    j.endArray();
@@ -350,10 +336,8 @@ void jsonContents(JsonWriter& j, UpdateContents const& u) {
    j.beginArray();
    for (auto const& n : u.notes) {
       j.beginObject();
-      j.key("offset");
-      j.value(std::uint64_t(n.offset));
-      j.key("reason");
-      j.value(n.reason);
+      j.member("offset", n.offset);
+      j.member("reason", n.reason);
       j.endObject();
    }
    j.endArray();
@@ -524,8 +508,7 @@ int updateCommand(Args const& args, std::ostream& out, std::ostream& err) {
    if (json) {
       JsonWriter j(out);
       j.beginObject();
-      j.key("bytes");
-      j.value(std::uint64_t(message.size()));
+      j.member("bytes", message.size());
       jsonContents(j, u);
       j.endObject();
       j.end();
@@ -566,38 +549,28 @@ int mrtCommand(Args const& args, std::ostream& out, std::ostream& err) {
    if (json) {
       JsonWriter j(out);
       j.beginObject();
-      j.key("file");
-      j.value(path);
-      j.key("records");
-      j.value(std::uint64_t(s.records));
+      j.member("file", path);
+      j.member("records", s.records);
       j.key("updates");
       j.beginArray();
       for (auto const& u : updates) {
          j.beginObject();
-         j.key("offset");
-         j.value(std::uint64_t(u.offset));
-         j.key("time");
-         j.value(std::uint64_t(u.timestamp));
-         j.key("peer");
-         j.value(peer(u));
-         j.key("peerAs");
-         j.value(std::uint64_t(u.peerAs));
+         j.member("offset", u.offset);
+         j.member("time", u.timestamp);
+         j.member("peer", peer(u));
+         j.member("peerAs", u.peerAs);
          jsonContents(j, u.contents);
          j.endObject();
       }
       j.endArray();
-      j.key("otherMessages");
-      j.value(std::uint64_t(s.otherMessages));
-      j.key("skippedRecords");
-      j.value(std::uint64_t(s.skippedRecords));
+      j.member("otherMessages", s.otherMessages);
+      j.member("skippedRecords", s.skippedRecords);
       j.key("errors");
       j.beginArray();
       for (auto const& e : s.errors) {
          j.beginObject();
-         j.key("offset");
-         j.value(std::uint64_t(e.offset));
-         j.key("reason");
-         j.value(e.reason);
+         j.member("offset", e.offset);
+         j.member("reason", e.reason);
          j.endObject();
       }
       j.endArray();
