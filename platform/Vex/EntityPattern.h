@@ -307,8 +307,15 @@ class SetCollection : public CollectionBase<Map> {
 // the collection object. Each notifies through x##Notify, which is public so
 // a user can re-announce a member without changing it.
 
-/// Operations shared by every kind: xNotify, xHas, xSize, xIteratorConst.
+/// Operations shared by every kind: xNotify, xHas, xSize, xIteratorConst,
+/// xDel(key) (what the kind's del returns) and xDelAll().
 #define VEX_COLLECTION_COMMON(x, X, Key, member)                                                   \
+   auto x##Del(Key const& key) {                                                                   \
+      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
+   }                                                                                               \
+   void x##DelAll() {                                                                              \
+      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
+   }                                                                                               \
    void x##Notify(Key const& key) const {                                                          \
       ::Vex::tell<NotifieeConst>(*this, [&](NotifieeConst& n) { n.on##X(key); });                  \
    }                                                                                               \
@@ -328,18 +335,12 @@ class SetCollection : public CollectionBase<Map> {
    ::Vex::Ptr<Child> x##Is(Key const& key) {                                                       \
       return member.is(*this, key, [this](Key const& k) { x##Notify(k); });                        \
    }                                                                                               \
-   ::Vex::Ptr<Child> x##Del(Key const& key) {                                                      \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
-   }                                                                                               \
    template <class I>                                                                              \
    requires requires(I & it) {                                                                     \
       it.ptr();                                                                                    \
    }                                                                                               \
    ::Vex::Ptr<Child> x##Del(I& i) {                                                                \
       return i ? x##Del(Key(i.key())) : ::Vex::Ptr<Child>();                                       \
-   }                                                                                               \
-   void x##DelAll() {                                                                              \
-      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    ::Vex::Ptr<Child> x(Key const& key) const noexcept {                                            \
       return member.get(key);                                                                      \
@@ -352,18 +353,12 @@ class SetCollection : public CollectionBase<Map> {
    void x##Is(Value const& element) {                                                              \
       member.is(element, [this](Key const& k) { x##Notify(k); });                                  \
    }                                                                                               \
-   Value x##Del(Key const& key) {                                                                  \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
-   }                                                                                               \
    template <class I>                                                                              \
    requires requires(I & it) {                                                                     \
       it.ptr();                                                                                    \
    }                                                                                               \
    Value x##Del(I& i) {                                                                            \
       return i ? x##Del(Key(i.key())) : Value(Key{});                                              \
-   }                                                                                               \
-   void x##DelAll() {                                                                              \
-      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    Value x(Key const& key) const {                                                                 \
       return member.get(key);                                                                      \
@@ -375,12 +370,6 @@ class SetCollection : public CollectionBase<Map> {
    void x##Is(Key const& key, Value const& value) {                                                \
       member.is(key, value, [this](Key const& k) { x##Notify(k); });                               \
    }                                                                                               \
-   Value x##Del(Key const& key) {                                                                  \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
-   }                                                                                               \
-   void x##DelAll() {                                                                              \
-      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
-   }                                                                                               \
    Value x(Key const& key) const {                                                                 \
       return member.get(key);                                                                      \
    }
@@ -391,12 +380,6 @@ class SetCollection : public CollectionBase<Map> {
    VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
    void x##Is(Key const& key) {                                                                    \
       member.is(key, [this](Key const& k) { x##Notify(k); });                                      \
-   }                                                                                               \
-   bool x##Del(Key const& key) {                                                                   \
-      return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
-   }                                                                                               \
-   void x##DelAll() {                                                                              \
-      member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    bool x(Key const& key) const noexcept {                                                         \
       return member.has(key);                                                                      \
