@@ -28,6 +28,12 @@ namespace Bench {
 // allocations its loop made.
 inline constinit thread_local std::uint64_t allocations = 0;
 
+// The bytes the global operator new handed out and not yet taken back, as
+// malloc_usable_size counts them, when the executable expands
+// BENCH_TRACKING_OPERATOR_NEW(): what the program holds on the heap through
+// new, the allocator's rounding included and its per-block header not.
+inline constinit std::int64_t liveHeapBytes = 0;
+
 } // namespace Bench
 
 // A replaced global operator new may be defined in only one translation unit
@@ -49,6 +55,27 @@ inline constinit thread_local std::uint64_t allocations = 0;
       std::free(p);                                                                                \
    }                                                                                               \
    [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {                         \
+      std::free(p);                                                                                \
+   }                                                                                               \
+   static_assert(true, "a semicolon follows the macro")
+
+// As BENCH_COUNTING_OPERATOR_NEW, and also keeps Bench::liveHeapBytes (one
+// thread only: the count is not atomic).
+#define BENCH_TRACKING_OPERATOR_NEW()                                                              \
+   [[gnu::noinline]] void* operator new(std::size_t size) {                                        \
+      ++Bench::allocations;                                                                        \
+      if (void* p = std::malloc(size ? size : 1)) {                                                \
+         Bench::liveHeapBytes += static_cast<std::int64_t>(malloc_usable_size(p));                 \
+         return p;                                                                                 \
+      }                                                                                            \
+      throw std::bad_alloc();                                                                      \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p) noexcept {                                      \
+      if (p) Bench::liveHeapBytes -= static_cast<std::int64_t>(malloc_usable_size(p));             \
+      std::free(p);                                                                                \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {                         \
+      if (p) Bench::liveHeapBytes -= static_cast<std::int64_t>(malloc_usable_size(p));             \
       std::free(p);                                                                                \
    }                                                                                               \
    static_assert(true, "a semicolon follows the macro")

@@ -174,7 +174,9 @@ RuleActions actionsOf(RuleLine const& line) {
 
 // Configures one rule: its match set and actions, then feasibility and
 // sanitising. Raises what matchSetFromKey raises, before changing anything.
-void configure(Flowspec::Config& config, RuleLine const& line) {
+} // namespace
+
+void configureRule(Flowspec::Config& config, RuleLine const& line) {
    std::vector<Flowspec::MatchComponent> const matchSet = Flowspec::matchSetFromKey(line.key);
    Vex::Ptr<Flowspec::VrfRuleConfig> vrf = config.vrfRuleConfigIs(line.vrfId);
    Vex::Ptr<Flowspec::RuleConfig> rule = vrf->ruleIs(line.key);
@@ -199,6 +201,8 @@ void configure(Flowspec::Config& config, RuleLine const& line) {
       rule->sanitizeMatchSet();
    }
 }
+
+namespace {
 
 std::string dumpOf(Vex::Entity const& root) {
    Kiln::DumpContext ctx;
@@ -232,7 +236,7 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
           in, reader,
           [&](RuleLine&& line) {
              try {
-                configure(*config, line);
+                configureRule(*config, line);
                 lines.push_back(std::move(line));
              } catch (std::exception const& e) {
                 refuse(Refusal{line.line, 1, printable(e.what())});

@@ -143,6 +143,12 @@ struct CheckModel {
 std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownName,
                                    CheckOptions const& options, std::ostream& err);
 
+/// Configures the rule of `line` in `config` as check does: its match set
+/// (Flowspec::matchSetFromKey), actions and rule id, then either an
+/// InfeasibleRule naming the component to blame or a sanitised match set.
+/// Raises what the match-set derivation raises for a malformed key.
+void configureRule(Flowspec::Config& config, RuleLine const& line);
+
 /// The first component of `rule`, in type order, that accepts no value: a
 /// numeric one without ranges, or a bit-mask one without masks. `invalid`
 /// when there is none.
