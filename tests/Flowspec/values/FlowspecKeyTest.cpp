@@ -190,3 +190,70 @@ TEST(FlowspecKey, CopiesAreWholeAndIndependent) {
    EXPECT_EQ(src.matchOpVals(), 3u);
    EXPECT_EQ(assigned.matchOpVals(), 0u);
 }
+
+TEST(FlowspecKey, CopiesShareTheirPairsUntilOneChanges) {
+   auto blocks = [] { return Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_); };
+   FlowspecKey const src = keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}, {2, 3}}});
+   std::uint64_t const made = blocks().allocations, live = blocks().live();
+
+   // Copies, assignments, copyIn and moves take no block of their own.
+   std::vector<FlowspecKey> copies(100);
+   for (FlowspecKey& c : copies)
+      c = src;
+   FlowspecKey copied(src), filled;
+   filled.copyIn(src);
+   FlowspecKey moved(std::move(copied));
+   EXPECT_EQ(blocks().allocations, made);
+   for (FlowspecKey const* k : {&copies[0], &copies[99], &filled, &moved}) {
+      EXPECT_TRUE(k->matchOpValShared(src));
+      EXPECT_EQ(*k, src);
+      EXPECT_FALSE(*k < src || src < *k);
+      EXPECT_EQ(k->hash(), src.hash());
+   }
+   EXPECT_EQ(copied.matchOpVals(), 0u) << "a moved-from key has no pairs";
+   EXPECT_FALSE(copied.matchOpValShared(FlowspecKey())) << "empty keys share nothing";
+
+   // Writing what is there already copies nothing; a change copies the
+   // block once, and no other key sees it.
+   copies[0].matchOpValIs(1, MatchOpVal(2));
+   EXPECT_TRUE(copies[0].matchOpValShared(src));
+   copies[0].matchOpValIs(1, MatchOpVal(7));
+   copies[1].matchOpValDel(0);
+   copies[2].matchOpValIs(5, MatchOpVal(9));
+   copies[3].matchOpValDelAll();
+   EXPECT_EQ(blocks().allocations, made + 3);
+   EXPECT_EQ(src, keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}, {2, 3}}}));
+   EXPECT_TRUE(copies[4].matchOpValShared(src));
+   EXPECT_EQ(copies[0].matchOpVal(1).storage(), 7u);
+   EXPECT_FALSE(copies[1].matchOpValHas(0));
+   EXPECT_EQ(copies[2].matchOpVals(), 4u);
+   EXPECT_TRUE(copies[2] < src) << "more pairs sort first, as before";
+   std::uint64_t const before = blocks().allocations;
+   copies[0].matchOpValIs(1, MatchOpVal(8));
+   EXPECT_EQ(blocks().allocations, before) << "a block of its own is changed in place";
+
+   copies.clear();
+   filled = FlowspecKey();
+   moved = FlowspecKey();
+   EXPECT_EQ(blocks().live(), live) << "the last reference frees a block";
+}
+
+TEST(FlowspecKey, IteratorsSurviveChangesOfASharedKey) {
+   FlowspecKey const src = keyOf({0, 1, nullptr, nullptr, {{0, 10}, {1, 11}, {2, 12}, {3, 13}}});
+   FlowspecKey k = src;
+   std::vector<std::pair<unsigned, std::uint32_t>> seen;
+   for (auto i = k.matchOpValIteratorConst(); i; ++i) {
+      seen.emplace_back(i.key().value(), i.value().storage());
+      if (i.key().value() == 0) k.matchOpValDel(i);                // the pair it stands on
+      if (i.key().value() == 1) k.matchOpValDel(2);                // a later pair
+      if (i.key().value() == 1) k.matchOpValIs(7, MatchOpVal(17)); // a new later pair
+      if (i.key().value() == 3) k.matchOpValIs(3, MatchOpVal(23)); // its own pair, changed
+      if (i.key().value() == 3) {
+         EXPECT_EQ(i.value().storage(), 23u);
+      }
+   }
+   EXPECT_EQ(seen,
+             (std::vector<std::pair<unsigned, std::uint32_t>>{{0, 10}, {1, 11}, {3, 13}, {7, 17}}));
+   EXPECT_EQ(src.matchOpVals(), 4u) << "the original keeps every pair";
+   EXPECT_EQ(k, keyOf({0, 1, nullptr, nullptr, {{1, 11}, {3, 23}, {7, 17}}}));
+}
