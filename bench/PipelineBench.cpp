@@ -6,6 +6,8 @@
 //   BM_Pipeline<Whole>/N     all of it, into fresh trees each iteration
 //   BM_Pipeline<KeyOnly>/N   the baseline: parsing each line's key alone
 //                            (parseKeyCli into one reused key)
+//   BM_PipelineParts<Configure>/N  reading and configuring only, and the
+//                            heap of the match sets in it (no baseline)
 //
 // Whole reports, besides time per rule (items/s), the heap each rule holds
 // once the pipeline is done (heapBytesPerRule: what operator new handed out
@@ -119,6 +121,40 @@ void BM_Pipeline_Whole(benchmark::State& state) {
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
 
+// Where the heap of Whole goes: reading and configuring alone (the Config
+// tree and the reader's bookkeeping, no agent), and of that the match sets,
+// measured as what deleting every rule's match set gives back.
+void BM_PipelineParts_Configure(benchmark::State& state) {
+   auto const n = static_cast<std::size_t>(state.range(0));
+   std::vector<std::string> const lines = ruleLines(n);
+   double configPerRule = 0, matchSetPerRule = 0;
+   for (auto _ : state) {
+      Bench::settleHeap();
+      std::int64_t const heapBefore = Bench::liveHeapBytes;
+      {
+         auto config = Flowspec::configFactory("config");
+         FlowspecTool::RuleReader reader;
+         unsigned number = 0;
+         for (std::string const& text : lines) {
+            auto outcome = reader.line(text, ++number);
+            FlowspecTool::configureRule(*config, std::get<FlowspecTool::RuleLine>(outcome));
+         }
+         state.PauseTiming();
+         std::int64_t const configured = Bench::liveHeapBytes;
+         configPerRule = double(configured - heapBefore) / double(n);
+         auto vrf = config->vrfRuleConfigIs(Vrf::VrfIdMap::defaultVrfId);
+         for (auto i = vrf->ruleIteratorConst(); i; ++i)
+            vrf->ruleIs(i.key())->matchSetDelAll();
+         matchSetPerRule = double(configured - Bench::liveHeapBytes) / double(n);
+      }
+      Bench::settleHeap();
+      state.ResumeTiming();
+   }
+   state.counters["heapBytesPerRule"] = configPerRule;
+   state.counters["matchSetBytesPerRule"] = matchSetPerRule;
+   state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
+}
+
 void BM_Pipeline_KeyOnly(benchmark::State& state) {
    auto const n = static_cast<std::size_t>(state.range(0));
    std::vector<std::string> const lines = ruleLines(n);
@@ -143,4 +179,5 @@ void sizes(benchmark::internal::Benchmark* b) {
 } // namespace
 
 BENCHMARK(BM_Pipeline_Whole)->Name("BM_Pipeline<Whole>")->Apply(sizes);
+BENCHMARK(BM_PipelineParts_Configure)->Name("BM_PipelineParts<Configure>")->Apply(sizes);
 BENCHMARK(BM_Pipeline_KeyOnly)->Name("BM_Pipeline<KeyOnly>")->Apply(sizes);

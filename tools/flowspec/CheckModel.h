@@ -115,10 +115,13 @@ struct CheckModel {
    std::string configDump, statusDump;
 
    /// Fills the model from the rules read (in file order) and the trees.
+   /// Without `allTexts`, each rule's detail and matchText stay empty: the
+   /// table shows them only with --verbose (matchText) or --json (detail),
+   /// and on a million rules they are hundreds of megabytes.
    void build(std::vector<RuleLine> const& lines,
               std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
               Flowspec::Config const& config, Flowspec::Status const& status,
-              Flowspec::Counter const& counter);
+              Flowspec::Counter const& counter, bool allTexts = true);
    /// The rules in `order`.
    std::vector<CheckedRule const*> ordered(RuleOrder order) const;
    /// The name of VRF `id`, or null when the file only numbers it.
