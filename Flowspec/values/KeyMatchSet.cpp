@@ -304,7 +304,8 @@ struct Vocabulary {
       }
    }
 
-   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
+   // The masks the component of `lists` holds, in the order they are held.
+   static std::vector<Mask> heldMasks(std::vector<OpList> const& lists) {
       Words const& possible = Vocabulary::possible();
       std::vector<Mask> candidates;
       Words wanted = possible;
@@ -339,22 +340,9 @@ struct Vocabulary {
          wanted &= ofList;
       }
 
-      MatchComponent c(kind);
-      auto hold = [&c](Mask m) {
-         BitMaskT held(m.val, m.mask);
-         held.matchAllIs(m.all);
-         if constexpr (std::is_same_v<BitMaskT, TcpBitMask>) {
-            c.tcpBitMaskIs(held, true);
-         } else {
-            c.ipBitMaskIs(held, true);
-         }
-      };
-      if (wanted.none()) return c;
-      if (wanted == possible) {
-         hold({true, 1, 1});
-         hold({true, 0, 1});
-         return c;
-      }
+      std::vector<Mask> held;
+      if (wanted.none()) return held;
+      if (wanted == possible) return {{true, 1, 1}, {true, 0, 1}};
       if (lists.size() > 1) candidates = largestAllMasks(wanted);
 
       // Keep a mask unless another lets through all it does (and more, or the
@@ -368,7 +356,43 @@ struct Vocabulary {
             if (j == i || (through[i] & ~through[j]).any()) continue;
             keep = through[i] != through[j] ? false : i < j;
          }
-         if (keep) hold(candidates[i]);
+         if (keep) held.push_back(candidates[i]);
+      }
+      return held;
+   }
+
+   // The component of `lists`. Rule sets repeat a few flag lists many times:
+   // the masks of the last cacheSize lists met on this thread are
+   // remembered, keyed by every pair's operator and operand and where each
+   // list ends.
+   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
+      std::string key;
+      auto add = [&key](std::uint32_t v) {
+         for (int i = 0; i < 4; ++i)
+            key.push_back(static_cast<char>(v >> (8 * i)));
+      };
+      for (OpList const& list : lists) {
+         for (MatchOpValResult const& pair : list) {
+            add(pair.op());
+            add(pair.val32());
+         }
+         add(~0U); // no operator byte is that wide
+      }
+      thread_local std::unordered_map<std::string, std::vector<Mask>> cache;
+      auto it = cache.find(key);
+      if (it == cache.end()) {
+         if (cache.size() >= cacheSize) cache.clear();
+         it = cache.emplace(std::move(key), heldMasks(lists)).first;
+      }
+      MatchComponent c(kind);
+      for (Mask m : it->second) {
+         BitMaskT held(m.val, m.mask);
+         held.matchAllIs(m.all);
+         if constexpr (std::is_same_v<BitMaskT, TcpBitMask>) {
+            c.tcpBitMaskIs(held, true);
+         } else {
+            c.ipBitMaskIs(held, true);
+         }
       }
       return c;
    }

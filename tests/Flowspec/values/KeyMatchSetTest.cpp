@@ -279,3 +279,24 @@ TEST(KeyMatchSet, MalformedPairsAreRefusedNotAborted) {
    EXPECT_EQ(refusal(";;;;95485952;"), at0 + "has an 8-byte value");
    EXPECT_EQ(refusal(";;;;94437377;"), at0 + "has a 4-byte value whose low half is missing");
 }
+
+TEST(KeyMatchSet, RememberedMasksAreTheMasksWorkedOut) {
+   // The same lists give the same masks when met first, when met again
+   // (remembered), and after more distinct lists than are remembered.
+   std::vector<std::string> const lists = {
+       "*;*;TCP:=2&!=0x10;", "*;*;TCP:3&!0x10;", "*;*;TCP:=2&!=0x10|=4;", "*;*;TCP:=2;TCP:!=0x10;",
+       "*;*;FRAG:0xc;",      "*;*;FRAG:=0xc;",   "*;*;TCP:=2&!2;",
+   };
+   std::vector<std::string> first;
+   for (auto const& cli : lists)
+      first.push_back(describe(cli));
+   for (auto const& cli : lists)
+      EXPECT_EQ(describe(cli), first[&cli - &lists[0]]) << cli;
+   for (unsigned v = 1; v <= 300; ++v)
+      matchSetFromKey(cliKey("*;*;TCP:=" + std::to_string(v % 256) +
+                             "&!=" + std::to_string(v / 256 + 1) + ";"));
+   for (auto const& cli : lists)
+      EXPECT_EQ(describe(cli), first[&cli - &lists[0]]) << cli;
+   EXPECT_EQ(first[0], "tcpFlags all 2/12");
+   EXPECT_EQ(first[4], "fragment all 4/4 all 8/8") << "an any-mask isValid refuses, split";
+}
