@@ -376,13 +376,13 @@ MatchOpValResult FlowspecKey::getOptVal(MatchOpValIndex index) const {
 
 bool FlowspecKey::compare(FlowspecKey const& other) const {
    if (vrfId_ != other.vrfId_ || addressFamily_ != other.addressFamily_ ||
-       !(destPrefix_ == other.destPrefix_) || !(srcPrefix_ == other.srcPrefix_) ||
-       matchOpVals() != other.matchOpVals()) {
+       !(destPrefix_ == other.destPrefix_) || !(srcPrefix_ == other.srcPrefix_)) {
       return false;
    }
    // Copies share their block; equal pairs are then known without a look.
    if (pairs_ == other.pairs_) return true;
-   return std::equal(pairsBegin(), pairsEnd(), other.pairsBegin());
+   return matchOpVals() == other.matchOpVals() &&
+          std::equal(pairsBegin(), pairsEnd(), other.pairsBegin());
 }
 
 int FlowspecKey::cmpPrefix(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix const& b) {
@@ -397,17 +397,17 @@ bool FlowspecKey::operator<(FlowspecKey const& other) const {
    if (addressFamily_ != other.addressFamily_) return addressFamily_ < other.addressFamily_;
    if (int c = cmpPrefix(destPrefix_, other.destPrefix_)) return c < 0;
    if (int c = cmpPrefix(srcPrefix_, other.srcPrefix_)) return c < 0;
-   if (pairs_ != other.pairs_) {
-      // Each word is index << 32 | pair: the smaller index, then the smaller
-      // pair, is the smaller word.
-      std::uint64_t const *a = pairsBegin(), *aEnd = pairsEnd();
-      std::uint64_t const *b = other.pairsBegin(), *bEnd = other.pairsEnd();
-      for (; a != aEnd && b != bEnd; ++a, ++b) {
-         if (*a != *b) return *a < *b;
-      }
+   // One block (or none on either side): the same pairs.
+   if (pairs_ == other.pairs_) return false;
+   // Each word is index << 32 | pair: the smaller index, then the smaller
+   // pair, is the smaller word.
+   std::uint64_t const *a = pairsBegin(), *aEnd = pairsEnd();
+   std::uint64_t const *b = other.pairsBegin(), *bEnd = other.pairsEnd();
+   for (; a != aEnd && b != bEnd; ++a, ++b) {
+      if (*a != *b) return *a < *b;
    }
    // The key with more pairs sorts first.
-   return other.matchOpVals() < matchOpVals();
+   return a != aEnd;
 }
 
 std::uint32_t FlowspecKey::hash() const noexcept {
