@@ -5,6 +5,7 @@
 #include "Vex/ReflectTable.h"
 
 #include <algorithm>
+#include <compare>
 #include <new>
 #include <utility>
 
@@ -386,10 +387,11 @@ bool FlowspecKey::compare(FlowspecKey const& other) const {
 }
 
 int FlowspecKey::cmpPrefix(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix const& b) {
-   if (a == b) return 0;
-   if (!a.isEmpty() && b.isEmpty()) return -1;
-   if (a.isEmpty() && !b.isEmpty()) return 1;
-   return a < b ? -1 : 1;
+   // One three-way comparison: equal prefixes are equally empty.
+   bool const aEmpty = a.isEmpty(), bEmpty = b.isEmpty();
+   if (aEmpty != bEmpty) return aEmpty ? 1 : -1;
+   std::strong_ordering const c = a <=> b;
+   return c < 0 ? -1 : c > 0 ? 1 : 0;
 }
 
 bool FlowspecKey::operator<(FlowspecKey const& other) const {
