@@ -228,11 +228,15 @@ std::vector<HwAgent::Capability> const& HwAgent::capabilities() {
         "in the Status tree)",
         HwRuleProgrammingStatus::unsupportedMatch,
         [](HwAgent const& agent, Flowspec::RuleConfig const& rule) -> std::string {
-           Flowspec::UnsupportedQual const unsupported =
-               agent.status_->unsupportedQual(rule.key().addressFamily());
-           for (auto i = rule.matchSetIteratorConst(); i; ++i) {
-              if (unsupported.qualHas(i.key())) {
-                 return label(i.key()) + ": " + unsupported.qual(i.key()).str();
+           // Read in place: a copy of the qualifiers per rule was a tenth of
+           // programming.
+           for (auto q = agent.status_->unsupportedQualIteratorConst(); q; ++q) {
+              if (q.key() != rule.key().addressFamily()) continue;
+              auto const& unsupported = q.value();
+              for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+                 if (unsupported.qualHas(i.key())) {
+                    return label(i.key()) + ": " + unsupported.qual(i.key()).str();
+                 }
               }
            }
            return "";
