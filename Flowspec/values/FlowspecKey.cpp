@@ -437,9 +437,13 @@ std::uint32_t FlowspecKey::hash() const noexcept {
    return h.result();
 }
 
-FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon)
-    : vrfId_(in->nextU32()), addressFamily_(Vex::nboRead<Ipkit::AddressFamily>(*in)),
-      destPrefix_(in, Vex::StreamBogon()), srcPrefix_(in, Vex::StreamBogon()) {
+// Delegating to the default constructor makes the key whole before reading,
+// so that its destructor releases the pairs read when a later read fails.
+FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon) : FlowspecKey() {
+   vrfId_ = in->nextU32();
+   addressFamily_ = Vex::nboRead<Ipkit::AddressFamily>(*in);
+   destPrefix_ = Ipkit::IpGenPrefix(in, Vex::StreamBogon());
+   srcPrefix_ = Ipkit::IpGenPrefix(in, Vex::StreamBogon());
    while (true) {
       std::uint16_t index = in->nextU16();
       if (index > MatchOpValIndex::max) indexOutOfRange();
