@@ -159,9 +159,21 @@ inline std::vector<Flowspec::FlowspecKey> distinctKeys(std::size_t n, std::uint3
    std::sort(candidates.begin(), candidates.end());
    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
    std::shuffle(candidates.begin(), candidates.end(), rng);
-   // Copied out, so that the keys sit together and the candidates leave one
-   // free stretch behind them rather than holes between the keys.
-   return {candidates.begin(), candidates.begin() + std::min(n, candidates.size())};
+   // Copied out pair by pair (a copy would share the candidate's block of
+   // pairs), so that the keys and their pairs sit together in the order of
+   // the vector, and the candidates leave one free stretch behind them rather
+   // than holes between the keys.
+   std::vector<Flowspec::FlowspecKey> keys(std::min(n, candidates.size()));
+   for (std::size_t i = 0; i < keys.size(); ++i) {
+      Flowspec::FlowspecKey const& from = candidates[i];
+      keys[i].vrfIdIs(from.vrfId());
+      keys[i].addressFamilyIs(from.addressFamily());
+      keys[i].destPrefixIs(from.destPrefix());
+      keys[i].srcPrefixIs(from.srcPrefix());
+      for (auto p = from.matchOpValIteratorConst(); p; ++p)
+         keys[i].matchOpValIs(p.key(), p.value());
+   }
+   return keys;
 }
 
 } // namespace Bench
