@@ -35,24 +35,14 @@ class FlowspecKey::PairBlock {
       return b;
    }
 
-   void newRef() noexcept {
-      if (Vex::Internal::ptrThreadSafe_.load(std::memory_order_relaxed)) {
-         refs_.fetch_add(1, std::memory_order_relaxed);
-      } else {
-         refs_.store(refs_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-      }
-   }
+   // The count is atomic whatever Vex::ptrThreadSafe says: a key is a value,
+   // and two threads may copy one const key at once, as they could when a
+   // copy was a copy of every pair.
+   void newRef() noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
    /// Drops a reference; the last frees the block.
    static void delRef(PairBlock* b) noexcept {
       if (!b) return;
-      std::uint32_t left;
-      if (Vex::Internal::ptrThreadSafe_.load(std::memory_order_relaxed)) {
-         left = b->refs_.fetch_sub(1, std::memory_order_acq_rel) - 1;
-      } else {
-         left = b->refs_.load(std::memory_order_relaxed) - 1;
-         b->refs_.store(left, std::memory_order_relaxed);
-      }
-      if (left == 0) {
+      if (b->refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
          Vex::allocTrackReleased(pairBlockAllocTrack_);
          b->~PairBlock();
          ::operator delete(b);

@@ -17,6 +17,7 @@
 // key share the block (a reference count, no allocation); the first change
 // made through one copy gives that copy a block of its own (copy on write),
 // so a copy never sees another's changes. A key without pairs holds no block.
+// The block's count is atomic: threads may copy one const key at once.
 //
 // Writers keep the pairs dense (indices 0 to count - 1), the pairs of one
 // component consecutive with endOfList on the last, and a value wider than

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <thread>
 #include <vector>
 
 using namespace Flowspec;
@@ -259,4 +260,26 @@ TEST(FlowspecKey, IteratorsSurviveChangesOfASharedKey) {
              (std::vector<std::pair<unsigned, std::uint32_t>>{{0, 10}, {1, 11}, {3, 13}, {7, 17}}));
    EXPECT_EQ(src.matchOpVals(), 4u) << "the original keeps every pair";
    EXPECT_EQ(k, keyOf({0, 1, nullptr, nullptr, {{1, 11}, {3, 23}, {7, 17}}}));
+}
+
+TEST(FlowspecKey, ThreadsCopyOneConstKeyAtOnce) {
+   // The block's count is atomic whether or not Vex counts are: two threads
+   // copy and drop copies of one key (10 000 each), and every copy is gone
+   // after.
+   FlowspecKey const k = keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}}});
+   std::uint64_t const live = Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_).live();
+   auto copyMany = [&k] {
+      std::vector<FlowspecKey> copies;
+      for (int i = 0; i < 10000; ++i) {
+         copies.push_back(k);
+         if (copies.size() == 100) copies.clear();
+      }
+   };
+   std::thread a(copyMany), b(copyMany);
+   a.join();
+   b.join();
+   EXPECT_EQ(Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_).live(), live);
+   FlowspecKey copy = k;
+   copy.matchOpValIs(0, MatchOpVal(5));
+   EXPECT_EQ(k.matchOpVal(0).storage(), 1u) << "the block was shared once more, not changed";
 }
