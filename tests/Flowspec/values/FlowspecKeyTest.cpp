@@ -283,3 +283,43 @@ TEST(FlowspecKey, ThreadsCopyOneConstKeyAtOnce) {
    copy.matchOpValIs(0, MatchOpVal(5));
    EXPECT_EQ(k.matchOpVal(0).storage(), 1u) << "the block was shared once more, not changed";
 }
+
+TEST(FlowspecKey, CopiesAndRebuiltBlocksReadAsTheOriginal) {
+   // Every form of a key is the same for the key, a copy sharing its block,
+   // and a copy whose block was rebuilt by a change and its undoing.
+   auto logOf = [](FlowspecKey const& k) {
+      auto out = Vex::NboAttrLog::Out::OutIs();
+      out << k;
+      return out->bytes();
+   };
+   for (char const* cli : {"*;*;", "10.1.0.0/16;*;IP:=6;P:>=1000&<=2000|=80;",
+                           "192.0.2.0/24;198.51.100.0/24;IP:=17;LEN:>=70000;TCP:=2&!=16;"}) {
+      FlowspecKey k;
+      ASSERT_TRUE(k.copyInStrCli(cli)) << cli;
+      k.vrfIdIs(3);
+      k.addressFamilyIs(Ipkit::ipv4);
+      FlowspecKey const shared = k;
+      FlowspecKey rebuilt = k;
+      rebuilt.matchOpValIs(40, MatchOpVal(1));
+      rebuilt.matchOpValDel(40);
+      EXPECT_FALSE(rebuilt.matchOpValShared(k) && k.matchOpVals() > 0) << cli;
+      for (FlowspecKey const* c : {&shared, static_cast<FlowspecKey const*>(&rebuilt)}) {
+         EXPECT_EQ(c->toStrep(), k.toStrep()) << cli;
+         EXPECT_EQ(c->toStrepCli(), k.toStrepCli()) << cli;
+         EXPECT_EQ(c->stringValue(), k.stringValue()) << cli;
+         EXPECT_EQ(c->toStrepCliDetail(), k.toStrepCliDetail()) << cli;
+         EXPECT_EQ(valueToStrep(*c), valueToStrep(k)) << cli;
+         EXPECT_EQ(logOf(*c), logOf(k)) << cli;
+         EXPECT_EQ(c->hash(), k.hash()) << cli;
+         EXPECT_TRUE(c->compare(k) && k.compare(*c)) << cli;
+         EXPECT_FALSE(*c < k || k < *c) << cli;
+         std::vector<std::pair<unsigned, std::uint32_t>> a, b;
+         for (auto i = c->matchOpValIteratorConst(); i; ++i)
+            a.emplace_back(i.key().value(), i->value().storage());
+         for (auto i = k.matchOpValIteratorConst(); i; ++i)
+            b.emplace_back(i.key().value(), i.value().storage());
+         EXPECT_EQ(a, b) << cli;
+      }
+      EXPECT_EQ(k.toStrepCli(), cli + std::string()) << "and the form is the text read";
+   }
+}

@@ -300,3 +300,26 @@ TEST(KeyMatchSet, RememberedMasksAreTheMasksWorkedOut) {
    EXPECT_EQ(first[0], "tcpFlags all 2/12");
    EXPECT_EQ(first[4], "fragment all 4/4 all 8/8") << "an any-mask isValid refuses, split";
 }
+
+TEST(KeyMatchSet, EveryTwoPairTcpListGivesTheSameMasksColdAndRemembered) {
+   // All two-pair TCP lists over a few operands and every operator byte of
+   // one length: the masks worked out first, remembered on the second pass,
+   // and worked out again once a flood of other lists made the cache start
+   // afresh, are the same.
+   std::vector<std::string> lists;
+   for (char const* a : {"=2", "!=0x10", "4", "!0x12", "=0x29"})
+      for (char const* join : {"&", "|"})
+         for (char const* b : {"=0x10", "!=2", "0x6", "!4", "=0"})
+            lists.push_back(std::string("*;*;TCP:") + a + join + b + ";");
+   std::vector<std::string> first;
+   for (auto const& cli : lists)
+      first.push_back(describe(cli));
+   auto again = [&](char const* when) {
+      for (std::size_t i = 0; i < lists.size(); ++i)
+         EXPECT_EQ(describe(lists[i]), first[i]) << lists[i] << " " << when;
+   };
+   again("remembered");
+   for (unsigned v = 0; v < 300; ++v)
+      matchSetFromKey(cliKey("*;*;TCP:" + std::to_string(v) + ";"));
+   again("after the cache started afresh");
+}
