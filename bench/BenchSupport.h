@@ -28,6 +28,12 @@ namespace Bench {
 // allocations its loop made.
 inline constinit thread_local std::uint64_t allocations = 0;
 
+// The bytes the global operator new handed out and not yet taken back, as
+// malloc_usable_size counts them, when the executable expands
+// BENCH_TRACKING_OPERATOR_NEW(): what the program holds on the heap through
+// new, the allocator's rounding included and its per-block header not.
+inline constinit std::int64_t liveHeapBytes = 0;
+
 } // namespace Bench
 
 // A replaced global operator new may be defined in only one translation unit
@@ -49,6 +55,27 @@ inline constinit thread_local std::uint64_t allocations = 0;
       std::free(p);                                                                                \
    }                                                                                               \
    [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {                         \
+      std::free(p);                                                                                \
+   }                                                                                               \
+   static_assert(true, "a semicolon follows the macro")
+
+// As BENCH_COUNTING_OPERATOR_NEW, and also keeps Bench::liveHeapBytes (one
+// thread only: the count is not atomic).
+#define BENCH_TRACKING_OPERATOR_NEW()                                                              \
+   [[gnu::noinline]] void* operator new(std::size_t size) {                                        \
+      ++Bench::allocations;                                                                        \
+      if (void* p = std::malloc(size ? size : 1)) {                                                \
+         Bench::liveHeapBytes += static_cast<std::int64_t>(malloc_usable_size(p));                 \
+         return p;                                                                                 \
+      }                                                                                            \
+      throw std::bad_alloc();                                                                      \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p) noexcept {                                      \
+      if (p) Bench::liveHeapBytes -= static_cast<std::int64_t>(malloc_usable_size(p));             \
+      std::free(p);                                                                                \
+   }                                                                                               \
+   [[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept {                         \
+      if (p) Bench::liveHeapBytes -= static_cast<std::int64_t>(malloc_usable_size(p));             \
       std::free(p);                                                                                \
    }                                                                                               \
    static_assert(true, "a semicolon follows the macro")
@@ -132,9 +159,21 @@ inline std::vector<Flowspec::FlowspecKey> distinctKeys(std::size_t n, std::uint3
    std::sort(candidates.begin(), candidates.end());
    candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
    std::shuffle(candidates.begin(), candidates.end(), rng);
-   // Copied out, so that the keys sit together and the candidates leave one
-   // free stretch behind them rather than holes between the keys.
-   return {candidates.begin(), candidates.begin() + std::min(n, candidates.size())};
+   // Copied out pair by pair (a copy would share the candidate's block of
+   // pairs), so that the keys and their pairs sit together in the order of
+   // the vector, and the candidates leave one free stretch behind them rather
+   // than holes between the keys.
+   std::vector<Flowspec::FlowspecKey> keys(std::min(n, candidates.size()));
+   for (std::size_t i = 0; i < keys.size(); ++i) {
+      Flowspec::FlowspecKey const& from = candidates[i];
+      keys[i].vrfIdIs(from.vrfId());
+      keys[i].addressFamilyIs(from.addressFamily());
+      keys[i].destPrefixIs(from.destPrefix());
+      keys[i].srcPrefixIs(from.srcPrefix());
+      for (auto p = from.matchOpValIteratorConst(); p; ++p)
+         keys[i].matchOpValIs(p.key(), p.value());
+   }
+   return keys;
 }
 
 } // namespace Bench

@@ -4,9 +4,227 @@
 #include "Vex/Assert.h"
 #include "Vex/ReflectTable.h"
 
+#include <algorithm>
+#include <compare>
+#include <new>
+#include <span>
+#include <utility>
+
 namespace Flowspec {
 
-Vex::AllocTrackSlot FlowspecKey::VexMatchOpVal::vexAllocTrackTypeInfo_{nullptr};
+Vex::AllocTrackSlot FlowspecKey::pairBlockAllocTrack_{nullptr};
+
+// ---- the block of pairs ------------------------------------------------------
+
+class FlowspecKey::PairBlock {
+ public:
+   static constexpr char vexTypeName[] = "Flowspec::FlowspecKey::PairBlock";
+
+   /// A block with room for `capacity` pairs, one reference held.
+   static PairBlock* make(std::size_t capacity) {
+      std::size_t const bytes = sizeof(PairBlock) + capacity * sizeof(std::uint64_t);
+      void* p = ::operator new(bytes);
+      Vex::allocTrackAllocated(pairBlockAllocTrack_, vexTypeName, bytes);
+      return new (p) PairBlock(static_cast<std::uint32_t>(capacity));
+   }
+   /// A block of its own for a writer: `from`'s pairs, room for `room` more.
+   static PairBlock* copyOf(PairBlock const& from, std::size_t room) {
+      PairBlock* b = make(from.size_ + room);
+      std::copy(from.begin(), from.end(), b->begin());
+      b->size_ = from.size_;
+      return b;
+   }
+
+   // The count is atomic whatever Vex::ptrThreadSafe says: a key is a value,
+   // and two threads may copy one const key at once, as they could when a
+   // copy was a copy of every pair.
+   void newRef() noexcept { refs_.fetch_add(1, std::memory_order_relaxed); }
+   /// Drops a reference; the last frees the block.
+   static void delRef(PairBlock* b) noexcept {
+      if (!b) return;
+      if (b->refs_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+         Vex::allocTrackReleased(pairBlockAllocTrack_);
+         b->~PairBlock();
+         ::operator delete(b);
+      }
+   }
+   bool shared() const noexcept { return refs_.load(std::memory_order_acquire) != 1; }
+
+   std::uint64_t* begin() noexcept { return reinterpret_cast<std::uint64_t*>(this + 1); }
+   std::uint64_t* end() noexcept { return begin() + size_; }
+   std::uint64_t const* begin() const noexcept {
+      return reinterpret_cast<std::uint64_t const*>(this + 1);
+   }
+   std::uint64_t const* end() const noexcept { return begin() + size_; }
+   std::size_t size() const noexcept { return size_; }
+   std::size_t capacity() const noexcept { return capacity_; }
+
+   /// Puts `word` at `pos`, moving the pairs from there up by one.
+   void insert(std::size_t pos, std::uint64_t word) noexcept {
+      std::copy_backward(begin() + pos, end(), end() + 1);
+      begin()[pos] = word;
+      ++size_;
+   }
+   void erase(std::size_t pos) noexcept {
+      std::copy(begin() + pos + 1, end(), begin() + pos);
+      --size_;
+   }
+
+ private:
+   explicit PairBlock(std::uint32_t capacity) noexcept : capacity_(capacity) {}
+
+   std::atomic<std::uint32_t> refs_{1};
+   std::uint16_t size_ = 0;
+   std::uint16_t capacity_;
+};
+
+static_assert(sizeof(FlowspecKey::PairBlock) == 8);
+
+namespace {
+
+constexpr std::uint64_t pairWord(std::uint32_t index, MatchOpVal pair) noexcept {
+   return std::uint64_t(index) << 32 | pair.storage();
+}
+constexpr std::uint16_t indexOf(std::uint64_t word) noexcept {
+   return static_cast<std::uint16_t>(word >> 32);
+}
+constexpr MatchOpVal pairOf(std::uint64_t word) noexcept {
+   return MatchOpVal(static_cast<std::uint32_t>(word));
+}
+
+} // namespace
+
+FlowspecKey::FlowspecKey(FlowspecKey const& o) noexcept
+    : vrfId_(o.vrfId_), addressFamily_(o.addressFamily_), destPrefix_(o.destPrefix_),
+      srcPrefix_(o.srcPrefix_), pairs_(o.pairs_) {
+   if (pairs_) pairs_->newRef();
+}
+
+FlowspecKey::FlowspecKey(FlowspecKey&& o) noexcept
+    : vrfId_(o.vrfId_), addressFamily_(o.addressFamily_), destPrefix_(o.destPrefix_),
+      srcPrefix_(o.srcPrefix_), pairs_(std::exchange(o.pairs_, nullptr)) {}
+
+FlowspecKey& FlowspecKey::operator=(FlowspecKey const& o) noexcept {
+   if (o.pairs_) o.pairs_->newRef();
+   PairBlock::delRef(pairs_);
+   vrfId_ = o.vrfId_;
+   addressFamily_ = o.addressFamily_;
+   destPrefix_ = o.destPrefix_;
+   srcPrefix_ = o.srcPrefix_;
+   pairs_ = o.pairs_;
+   return *this;
+}
+
+FlowspecKey& FlowspecKey::operator=(FlowspecKey&& o) noexcept {
+   if (this == &o) return *this;
+   PairBlock::delRef(pairs_);
+   vrfId_ = o.vrfId_;
+   addressFamily_ = o.addressFamily_;
+   destPrefix_ = o.destPrefix_;
+   srcPrefix_ = o.srcPrefix_;
+   pairs_ = std::exchange(o.pairs_, nullptr);
+   return *this;
+}
+
+FlowspecKey::~FlowspecKey() {
+   PairBlock::delRef(pairs_);
+}
+
+std::uint64_t const* FlowspecKey::pairsBegin() const noexcept {
+   return pairs_ ? pairs_->begin() : nullptr;
+}
+std::uint64_t const* FlowspecKey::pairsEnd() const noexcept {
+   return pairs_ ? pairs_->end() : nullptr;
+}
+
+std::size_t FlowspecKey::lowerBound(std::uint32_t index) const noexcept {
+   std::uint64_t const* b = pairsBegin();
+   std::uint64_t const* e = pairsEnd();
+   if (b == e) return 0;
+   // Writers append in index order: try the end first.
+   if (indexOf(e[-1]) < index) return static_cast<std::size_t>(e - b);
+   return static_cast<std::size_t>(std::lower_bound(b, e, std::uint64_t(index) << 32) - b);
+}
+
+FlowspecKey::PairBlock& FlowspecKey::ownPairs(std::size_t room) {
+   if (!pairs_) {
+      pairs_ = PairBlock::make(std::max<std::size_t>(room, 4));
+   } else if (pairs_->shared() || pairs_->size() + room > pairs_->capacity()) {
+      std::size_t const grow = pairs_->size() + room > pairs_->capacity() ? pairs_->size() : 0;
+      PairBlock* own = PairBlock::copyOf(*pairs_, std::max(room, grow));
+      PairBlock::delRef(pairs_);
+      pairs_ = own;
+   }
+   return *pairs_;
+}
+
+std::size_t FlowspecKey::matchOpVals() const noexcept {
+   return pairs_ ? pairs_->size() : 0;
+}
+
+bool FlowspecKey::matchOpValHas(MatchOpValIndex index) const noexcept {
+   std::size_t const pos = lowerBound(index.value());
+   return pos < matchOpVals() && indexOf(pairsBegin()[pos]) == index.value();
+}
+
+void FlowspecKey::matchOpValDelAll() noexcept {
+   PairBlock::delRef(std::exchange(pairs_, nullptr));
+}
+
+void FlowspecKey::matchOpValDel(MatchOpValIndex index) {
+   if (!matchOpValHas(index)) return;
+   std::size_t const pos = lowerBound(index.value());
+   if (matchOpVals() == 1) {
+      matchOpValDelAll();
+      return;
+   }
+   ownPairs(0).erase(pos);
+}
+
+void FlowspecKey::matchOpValDel(MatchOpValIterator& i) {
+   if (i) matchOpValDel(i.key());
+}
+
+FlowspecKey::MatchOpValIterator FlowspecKey::matchOpValIteratorConst() const noexcept {
+   MatchOpValIterator i;
+   i.key_ = this;
+   i.settle(0);
+   return i;
+}
+
+void FlowspecKey::MatchOpValIterator::settle(std::size_t pos) noexcept {
+   if (pos >= key_->matchOpVals()) {
+      key_ = nullptr;
+      return;
+   }
+   std::uint64_t const word = key_->pairsBegin()[pos];
+   pos_ = pos;
+   index_ = indexOf(word);
+   pair_ = pairOf(word);
+}
+
+MatchOpVal FlowspecKey::MatchOpValIterator::value() const noexcept {
+   if (key_ && pos_ < key_->matchOpVals()) {
+      std::uint64_t const* pairs = key_->pairsBegin();
+      if (indexOf(pairs[pos_]) == index_) return pairOf(pairs[pos_]);
+      std::size_t const at = key_->lowerBound(index_);
+      if (at < key_->matchOpVals() && indexOf(pairs[at]) == index_) return pairOf(pairs[at]);
+   }
+   return pair_;
+}
+
+FlowspecKey::MatchOpValIterator& FlowspecKey::MatchOpValIterator::operator++() noexcept {
+   if (!key_) return *this;
+   // Where the pair it stood on still is, the next pair follows it; else
+   // the first pair above its index.
+   std::uint64_t const* pairs = key_->pairsBegin();
+   if (pos_ < key_->matchOpVals() && indexOf(pairs[pos_]) == index_) {
+      settle(pos_ + 1);
+   } else {
+      settle(key_->lowerBound(index_ + 1U));
+   }
+   return *this;
+}
 
 namespace {
 
@@ -64,20 +282,22 @@ std::uint32_t prefixHash(Ipkit::IpGenPrefix const& p) noexcept {
 } // namespace
 
 MatchOpVal FlowspecKey::matchOpVal(MatchOpValIndex index) const noexcept {
-   VexMatchOpVal const* n = matchOpVal_.find(index);
-   return n ? n->value() : MatchOpVal();
+   std::size_t const pos = lowerBound(index.value());
+   if (pos < matchOpVals() && indexOf(pairsBegin()[pos]) == index.value()) {
+      return pairOf(pairsBegin()[pos]);
+   }
+   return MatchOpVal();
 }
 
 void FlowspecKey::matchOpValIs(MatchOpValIndex index, MatchOpVal pair) {
-   if (VexMatchOpVal* n = matchOpVal_.find(index)) {
-      n->valueIs(pair);
+   std::size_t const pos = lowerBound(index.value());
+   std::uint64_t const word = pairWord(index.value(), pair);
+   if (pos < matchOpVals() && indexOf(pairsBegin()[pos]) == index.value()) {
+      if (pairsBegin()[pos] == word) return;
+      ownPairs(0).begin()[pos] = word;
    } else {
-      matchOpVal_.insert(new VexMatchOpVal(index, pair));
+      ownPairs(1).insert(pos, word);
    }
-}
-
-void FlowspecKey::matchOpValDel(MatchOpValMap::Iterator& i) noexcept {
-   if (i && i->rbTreeMember()) matchOpVal_.erase(i.ptr());
 }
 
 MatchOpValIndex FlowspecKey::setOpVal(MatchOpValIndex index, MatchCompType mtype, std::uint8_t op,
@@ -148,27 +368,32 @@ MatchOpValResult FlowspecKey::getOptVal(MatchOpValIndex index) const {
 
 bool FlowspecKey::compare(FlowspecKey const& other) const {
    if (vrfId_ != other.vrfId_ || addressFamily_ != other.addressFamily_ ||
-       !(destPrefix_ == other.destPrefix_) || !(srcPrefix_ == other.srcPrefix_) ||
-       matchOpVal_.size() != other.matchOpVal_.size()) {
+       !(destPrefix_ == other.destPrefix_) || !(srcPrefix_ == other.srcPrefix_)) {
       return false;
    }
-   VexMatchOpVal const* iter = matchOpVal_.first();
-   VexMatchOpVal const* argIter = other.matchOpVal_.first();
-   for (; iter && argIter;
-        iter = MatchOpValMap::next(iter), argIter = MatchOpValMap::next(argIter)) {
-      if (iter->fwkKey() != argIter->fwkKey() || !(iter->value() == argIter->value())) {
-         return false;
-      }
-   }
-   VEX_ASSERT(!iter && !argIter);
-   return true;
+   // Copies share their block; equal pairs are then known without a look.
+   if (pairs_ == other.pairs_) return true;
+   return matchOpVals() == other.matchOpVals() &&
+          std::equal(pairsBegin(), pairsEnd(), other.pairsBegin());
 }
 
 int FlowspecKey::cmpPrefix(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix const& b) {
-   if (a == b) return 0;
-   if (!a.isEmpty() && b.isEmpty()) return -1;
-   if (a.isEmpty() && !b.isEmpty()) return 1;
-   return a < b ? -1 : 1;
+   // Two IPv4 prefixes, the common case, as one number each: address, then
+   // length, as IpGenPrefix orders them.
+   if (a.af() == Ipkit::ipv4 && b.af() == Ipkit::ipv4) {
+      auto number = [](Ipkit::IpGenPrefix const& p) {
+         std::span<std::uint8_t const> const x = p.addr().bytes();
+         return std::uint64_t(x[0]) << 32 | std::uint64_t(x[1]) << 24 | std::uint64_t(x[2]) << 16 |
+                std::uint64_t(x[3]) << 8 | p.len();
+      };
+      std::uint64_t const na = number(a), nb = number(b);
+      return na < nb ? -1 : na > nb ? 1 : 0;
+   }
+   // One three-way comparison: equal prefixes are equally empty.
+   bool const aEmpty = a.isEmpty(), bEmpty = b.isEmpty();
+   if (aEmpty != bEmpty) return aEmpty ? 1 : -1;
+   std::strong_ordering const c = a <=> b;
+   return c < 0 ? -1 : c > 0 ? 1 : 0;
 }
 
 bool FlowspecKey::operator<(FlowspecKey const& other) const {
@@ -176,16 +401,17 @@ bool FlowspecKey::operator<(FlowspecKey const& other) const {
    if (addressFamily_ != other.addressFamily_) return addressFamily_ < other.addressFamily_;
    if (int c = cmpPrefix(destPrefix_, other.destPrefix_)) return c < 0;
    if (int c = cmpPrefix(srcPrefix_, other.srcPrefix_)) return c < 0;
-   VexMatchOpVal const* a = matchOpVal_.first();
-   VexMatchOpVal const* b = other.matchOpVal_.first();
-   for (; a && b; a = MatchOpValMap::next(a), b = MatchOpValMap::next(b)) {
-      if (a->fwkKey() != b->fwkKey()) return a->fwkKey() < b->fwkKey();
-      if (a->value().storage() != b->value().storage()) {
-         return a->value().storage() < b->value().storage();
-      }
+   // One block (or none on either side): the same pairs.
+   if (pairs_ == other.pairs_) return false;
+   // Each word is index << 32 | pair: the smaller index, then the smaller
+   // pair, is the smaller word.
+   std::uint64_t const *a = pairsBegin(), *aEnd = pairsEnd();
+   std::uint64_t const *b = other.pairsBegin(), *bEnd = other.pairsEnd();
+   for (; a != aEnd && b != bEnd; ++a, ++b) {
+      if (*a != *b) return *a < *b;
    }
    // The key with more pairs sorts first.
-   return other.matchOpVal_.size() < matchOpVal_.size();
+   return a != aEnd;
 }
 
 std::uint32_t FlowspecKey::hash() const noexcept {
@@ -194,16 +420,20 @@ std::uint32_t FlowspecKey::hash() const noexcept {
    h.bytes(static_cast<std::uint32_t>(addressFamily_), 4);
    h.bytes(prefixHash(destPrefix_), 4);
    h.bytes(prefixHash(srcPrefix_), 4);
-   for (VexMatchOpVal const* n = matchOpVal_.first(); n; n = MatchOpValMap::next(n)) {
-      h.bytes(n->fwkKey().value(), 2);
-      h.bytes(n->value().storage(), 4);
+   for (std::uint64_t const *p = pairsBegin(), *e = pairsEnd(); p != e; ++p) {
+      h.bytes(indexOf(*p), 2);
+      h.bytes(static_cast<std::uint32_t>(*p), 4);
    }
    return h.result();
 }
 
-FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon)
-    : vrfId_(in->nextU32()), addressFamily_(Vex::nboRead<Ipkit::AddressFamily>(*in)),
-      destPrefix_(in, Vex::StreamBogon()), srcPrefix_(in, Vex::StreamBogon()) {
+// Delegating to the default constructor makes the key whole before reading,
+// so that its destructor releases the pairs read when a later read fails.
+FlowspecKey::FlowspecKey(Vex::NboAttrLog::In* in, Vex::StreamBogon) : FlowspecKey() {
+   vrfId_ = in->nextU32();
+   addressFamily_ = Vex::nboRead<Ipkit::AddressFamily>(*in);
+   destPrefix_ = Ipkit::IpGenPrefix(in, Vex::StreamBogon());
+   srcPrefix_ = Ipkit::IpGenPrefix(in, Vex::StreamBogon());
    while (true) {
       std::uint16_t index = in->nextU16();
       if (index > MatchOpValIndex::max) indexOutOfRange();
@@ -232,10 +462,9 @@ void FlowspecKey::copyIn(FlowspecKey const& other) {
    addressFamily_ = other.addressFamily_;
    destPrefix_ = other.destPrefix_;
    srcPrefix_ = other.srcPrefix_;
-   matchOpValDelAll();
-   for (VexMatchOpVal const* n = other.matchOpVal_.first(); n; n = MatchOpValMap::next(n)) {
-      matchOpValIs(n->fwkKey(), n->value());
-   }
+   if (other.pairs_) other.pairs_->newRef();
+   PairBlock::delRef(pairs_);
+   pairs_ = other.pairs_;
 }
 
 // --- Reflection ----------------------------------------------------------------

@@ -11,7 +11,13 @@
 //   | addressFamily | Ipkit::AddressFamily  | 0 (unset)                |
 //   | destPrefix    | Ipkit::IpGenPrefix    | empty                    |
 //   | srcPrefix     | Ipkit::IpGenPrefix    | empty                    |
-//   | matchOpVal    | index -> MatchOpVal   | empty, a Vex::RbTreeMap  |
+//   | matchOpVal    | index -> MatchOpVal   | empty                    |
+//
+// The pairs live in one block, sorted by index, 8 bytes a pair. Copies of a
+// key share the block (a reference count, no allocation); the first change
+// made through one copy gives that copy a block of its own (copy on write),
+// so a copy never sees another's changes. A key without pairs holds no block.
+// The block's count is atomic: threads may copy one const key at once.
 //
 // Writers keep the pairs dense (indices 0 to count - 1), the pairs of one
 // component consecutive with endOfList on the last, and a value wider than
@@ -38,8 +44,7 @@
 #include "Ipkit/AddressFamily.h"
 #include "Ipkit/IpGenPrefix.h"
 #include "Vex/AllocTrack.h"
-#include "Vex/CollectionNode.h"
-#include "Vex/RbTreeMap.h"
+#include "Vex/Ptr.h"
 #include "Vex/String.h"
 #include "Vex/ValueText.h"
 #include "Vrf/VrfIdMap.h"
@@ -60,15 +65,45 @@ class FlowspecKey {
    static Vex::VexType const _vexType;
    static constexpr char vexTypeName[] = "Flowspec::FlowspecKey";
 
-   /// The node that holds one pair in the key's map.
-   class VexMatchOpVal : public Vex::MapNode<MatchOpValIndex, MatchOpVal, Vex::RbTreeLink>,
-                         public Vex::AllocTracked<VexMatchOpVal> {
+   /// The shared, reference-counted block of a key's pairs: a count, the
+   /// number of pairs and the room for them, then each pair as one 64-bit
+   /// word, index << 32 | MatchOpVal::storage(), in index order (so that
+   /// comparing words compares index, then pair). Every block is recorded
+   /// against vexAllocTrackTypeInfo_ (Vex/AllocTrack.h).
+   class PairBlock;
+   static Vex::AllocTrackSlot pairBlockAllocTrack_;
+
+   /// Walks the pairs in index order: key() the index, value() the pair.
+   /// It survives changes of its key: after a pair was added or removed, ++
+   /// goes on from the first pair whose index is above the current one, so
+   /// deleting the pair it stands on, or any other, is safe. The key must
+   /// outlive it.
+   class MatchOpValIterator {
     public:
-      using MapNode::MapNode;
-      static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
-      static constexpr char vexTypeName[] = "Flowspec::FlowspecKey::VexMatchOpVal";
+      MatchOpValIterator() noexcept = default;
+      explicit operator bool() const noexcept { return key_ != nullptr; }
+      MatchOpValIndex key() const noexcept { return MatchOpValIndex(index_); }
+      /// The pair at key() now, or the pair as it was when the iterator
+      /// came to it if it has been deleted since.
+      MatchOpVal value() const noexcept;
+      MatchOpValIterator& operator++() noexcept;
+      /// i->value() and i->fwkKey(), as on the node of a framework map.
+      MatchOpValIterator const* operator->() const noexcept { return this; }
+      MatchOpValIndex fwkKey() const noexcept { return key(); }
+
+    private:
+      friend class FlowspecKey;
+      void settle(std::size_t pos) noexcept;
+      FlowspecKey const* key_ = nullptr; ///< null at the end
+      std::size_t pos_ = 0;
+      std::uint16_t index_ = 0;
+      MatchOpVal pair_;
    };
-   using MatchOpValMap = Vex::RbTreeMap<VexMatchOpVal, MatchOpValIndex, MatchOpVal>;
+
+   /// The iterator's name from when the pairs lived in a map.
+   struct MatchOpValMap {
+      using Iterator = MatchOpValIterator;
+   };
 
    /// Separates the components of the text forms.
    static constexpr char compSeparator() noexcept { return ';'; }
@@ -76,11 +111,12 @@ class FlowspecKey {
    static constexpr char compEnd() noexcept { return '@'; }
 
    FlowspecKey() = default;
-   /// Copies every field and pair (new nodes: keys never share pairs).
-   FlowspecKey(FlowspecKey const&) = default;
-   FlowspecKey(FlowspecKey&&) noexcept = default;
-   FlowspecKey& operator=(FlowspecKey const&) = default;
-   FlowspecKey& operator=(FlowspecKey&&) noexcept = default;
+   /// Copies every field and shares the pairs (no allocation).
+   FlowspecKey(FlowspecKey const& o) noexcept;
+   FlowspecKey(FlowspecKey&& o) noexcept;
+   FlowspecKey& operator=(FlowspecKey const& o) noexcept;
+   FlowspecKey& operator=(FlowspecKey&& o) noexcept;
+   ~FlowspecKey();
    /// Reads the value text (the raw form and its "@"), like sequenceToValue.
    FlowspecKey(Vex::TextIter& pos, Vex::TextIter end);
    /// Reads the log: u32 vrfId, s32 addressFamily, the two prefixes, then
@@ -101,19 +137,22 @@ class FlowspecKey {
 
    /// The pair at `index`, or a zero MatchOpVal when there is none.
    MatchOpVal matchOpVal(MatchOpValIndex index) const noexcept;
-   bool matchOpValHas(MatchOpValIndex index) const noexcept { return matchOpVal_.has(index); }
-   /// Inserts or overwrites the pair at `index` (an existing node keeps its
-   /// place; only its value changes).
+   bool matchOpValHas(MatchOpValIndex index) const noexcept;
+   /// Inserts or overwrites the pair at `index`.
    void matchOpValIs(MatchOpValIndex index, MatchOpVal pair);
    /// Removes one pair; the others keep their indices.
-   void matchOpValDel(MatchOpValIndex index) noexcept { matchOpVal_.erase(index); }
-   void matchOpValDel(MatchOpValMap::Iterator& i) noexcept;
-   void matchOpValDelAll() noexcept { matchOpVal_.clear(); }
+   void matchOpValDel(MatchOpValIndex index);
+   /// Removes the pair the iterator stands on (nothing at the end).
+   void matchOpValDel(MatchOpValIterator& i);
+   void matchOpValDelAll() noexcept;
    /// The number of pairs.
-   std::size_t matchOpVals() const noexcept { return matchOpVal_.size(); }
-   /// Walks the pairs in index order: key() the index, value() the pair.
-   MatchOpValMap::Iterator matchOpValIteratorConst() const noexcept {
-      return matchOpVal_.iterator();
+   std::size_t matchOpVals() const noexcept;
+   /// Walks the pairs in index order (see MatchOpValIterator).
+   MatchOpValIterator matchOpValIteratorConst() const noexcept;
+   /// Whether this key and `other` share one block of pairs (for tests and
+   /// benchmarks of the sharing); keys without pairs share nothing.
+   bool matchOpValShared(FlowspecKey const& other) const noexcept {
+      return pairs_ != nullptr && pairs_ == other.pairs_;
    }
 
    // ---- the pair sequence -----------------------------------------------
@@ -206,7 +245,15 @@ class FlowspecKey {
    Ipkit::AddressFamily addressFamily_ = Ipkit::ipunknown;
    Ipkit::IpGenPrefix destPrefix_;
    Ipkit::IpGenPrefix srcPrefix_;
-   MatchOpValMap matchOpVal_;
+   PairBlock* pairs_ = nullptr; ///< one reference; null when there are no pairs
+
+   std::uint64_t const* pairsBegin() const noexcept;
+   std::uint64_t const* pairsEnd() const noexcept;
+   /// The position of the first pair whose index is not below `index`.
+   std::size_t lowerBound(std::uint32_t index) const noexcept;
+   /// The block, made this key's own (copied when shared), with room for
+   /// `room` more pairs.
+   PairBlock& ownPairs(std::size_t room);
 };
 
 /// Writes stringValue().

@@ -170,7 +170,9 @@ Vex::String valueToStrep(FlowspecKey const& key) {
    return key.toStrep() + Vex::String(std::string(1, FlowspecKey::compEnd()));
 }
 
-FlowspecKey::FlowspecKey(Vex::TextIter& pos, Vex::TextIter end) {
+// Whole before reading (see the log constructor): a failed read releases
+// the pairs read so far.
+FlowspecKey::FlowspecKey(Vex::TextIter& pos, Vex::TextIter end) : FlowspecKey() {
    sequenceToValue(pos, end, *this);
 }
 

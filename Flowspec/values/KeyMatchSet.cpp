@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <string>
 #include <type_traits>
+#include <unordered_map>
 
 namespace Flowspec {
 
@@ -157,7 +158,7 @@ struct Vocabulary {
    // The words a packet can carry. Fragment states follow IpBitMask::isValid:
    // a packet that is no fragment is neither first nor last fragment, and no
    // fragment is both.
-   static Words possible() {
+   static Words possibleWords() {
       Words w;
       for (std::uint32_t word = 0; word < words; ++word) {
          if constexpr (std::is_same_v<BitMaskT, IpBitMask>) {
@@ -206,38 +207,77 @@ struct Vocabulary {
       return {all, pair.invert() ? std::uint16_t(0) : bitsOfOperand, bitsOfOperand};
    }
 
+   // A mask and its val (val within the mask) as one number of base 3, a
+   // digit per bit: 0 the bit is not examined, 1 examined and clear, 2
+   // examined and set. That numbers the 3^bits masks densely: ternary(mask)
+   // + ternary(val), ternary(x) being x's bits read as base-3 digits.
+   static constexpr std::uint32_t masks = [] {
+      std::uint32_t n = 1;
+      for (unsigned i = 0; i < bits; ++i)
+         n *= 3;
+      return n;
+   }();
+   static constexpr std::array<std::uint16_t, words> ternary = [] {
+      std::array<std::uint16_t, words> t{};
+      for (std::uint32_t x = 0; x < words; ++x) {
+         std::uint32_t digit = 1;
+         for (unsigned i = 0; i < bits; ++i, digit *= 3)
+            if (x >> i & 1) t[x] = static_cast<std::uint16_t>(t[x] + digit);
+      }
+      return t;
+   }();
+   static std::uint32_t at(std::uint32_t mask, std::uint32_t val) noexcept {
+      return ternary[mask] + ternary[val];
+   }
+
+   // largestAllMasks(wanted, possible()), remembered: rule sets repeat a few
+   // flag combinations many times, and each costs 3^bits steps. At most
+   // cacheSize sets per thread are kept; a full cache starts afresh.
+   static constexpr std::size_t cacheSize = 256;
+   static std::vector<Mask> const& largestAllMasks(Words const& wanted) {
+      thread_local std::unordered_map<Words, std::vector<Mask>> cache;
+      if (auto it = cache.find(wanted); it != cache.end()) return it->second;
+      if (cache.size() >= cacheSize) cache.clear();
+      return cache.emplace(wanted, largestAllMasks(wanted, possible())).first->second;
+   }
+
+   static Words const& possible() {
+      static Words const words = possibleWords();
+      return words;
+   }
+
    // The largest all-masks that let through only words of `wanted` and at
    // least one possible word; together they let through all of `wanted`.
    // Only possible words are judged, which lets the masks grow past the
    // impossible ones.
    static std::vector<Mask> largestAllMasks(Words const& wanted, Words const& possible) {
-      // inside[mask << bits | val]: the mask lets through no unwanted word;
-      // reachable[...]: it lets through a possible word. A mask that examines
-      // every bit stands for one word; freeing a bit b of a mask joins the two
-      // masks that examine b, so masks are worked out from the most examined
-      // bits down (3^bits steps).
-      std::vector<std::uint8_t> inside(words * words), reachable(words * words);
+      // inside: the mask lets through no unwanted word; reachable: it lets
+      // through a possible word. A mask that examines every bit stands for
+      // one word; freeing a bit b of a mask joins the two masks that examine
+      // b, so masks are worked out from the most examined bits down (3^bits
+      // steps, 2 x 3^9 bits on the stack for TCP).
+      std::bitset<masks> inside, reachable;
       for (std::uint32_t val = 0; val < words; ++val) {
-         inside[(words - 1) << bits | val] = !possible[val] || wanted[val];
-         reachable[(words - 1) << bits | val] = possible[val];
+         inside[at(words - 1, val)] = !possible[val] || wanted[val];
+         reachable[at(words - 1, val)] = possible[val];
       }
       for (std::uint32_t mask = words - 1; mask-- > 0;) {
          std::uint32_t const b = ~mask & (mask + 1); // lowest bit not examined
          for (std::uint32_t val = mask;; val = (val - 1) & mask) {
-            std::uint32_t const clear = (mask | b) << bits | val, set = clear | b;
-            inside[mask << bits | val] = inside[clear] && inside[set];
-            reachable[mask << bits | val] = reachable[clear] || reachable[set];
+            std::uint32_t const clear = at(mask | b, val), set = at(mask | b, val | b);
+            inside[at(mask, val)] = inside[clear] && inside[set];
+            reachable[at(mask, val)] = reachable[clear] || reachable[set];
             if (val == 0) break;
          }
       }
       std::vector<Mask> out;
       for (std::uint32_t mask = 1; mask < words; ++mask) {
          for (std::uint32_t val = mask;; val = (val - 1) & mask) {
-            std::uint32_t const at = mask << bits | val;
-            if (inside[at] && reachable[at]) {
+            std::uint32_t const here = at(mask, val);
+            if (inside[here] && reachable[here]) {
                bool largest = true;
                for (std::uint32_t b = 1; b < words && largest; b <<= 1) {
-                  if (mask & b) largest = !inside[(mask & ~b) << bits | (val & ~b)];
+                  if (mask & b) largest = !inside[at(mask & ~b, val & ~b)];
                }
                if (largest) {
                   out.push_back(
@@ -264,8 +304,9 @@ struct Vocabulary {
       }
    }
 
-   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
-      Words const possible = Vocabulary::possible();
+   // The masks the component of `lists` holds, in the order they are held.
+   static std::vector<Mask> heldMasks(std::vector<OpList> const& lists) {
+      Words const& possible = Vocabulary::possible();
       std::vector<Mask> candidates;
       Words wanted = possible;
       for (OpList const& list : lists) {
@@ -293,29 +334,16 @@ struct Vocabulary {
             ofList |= group;
          });
          if (lists.size() == 1 && ofGroups.any()) {
-            for (Mask m : largestAllMasks(ofGroups, possible))
+            for (Mask m : largestAllMasks(ofGroups))
                candidates.push_back(m);
          }
          wanted &= ofList;
       }
 
-      MatchComponent c(kind);
-      auto hold = [&c](Mask m) {
-         BitMaskT held(m.val, m.mask);
-         held.matchAllIs(m.all);
-         if constexpr (std::is_same_v<BitMaskT, TcpBitMask>) {
-            c.tcpBitMaskIs(held, true);
-         } else {
-            c.ipBitMaskIs(held, true);
-         }
-      };
-      if (wanted.none()) return c;
-      if (wanted == possible) {
-         hold({true, 1, 1});
-         hold({true, 0, 1});
-         return c;
-      }
-      if (lists.size() > 1) candidates = largestAllMasks(wanted, possible);
+      std::vector<Mask> held;
+      if (wanted.none()) return held;
+      if (wanted == possible) return {{true, 1, 1}, {true, 0, 1}};
+      if (lists.size() > 1) candidates = largestAllMasks(wanted);
 
       // Keep a mask unless another lets through all it does (and more, or the
       // same but comes first).
@@ -328,7 +356,43 @@ struct Vocabulary {
             if (j == i || (through[i] & ~through[j]).any()) continue;
             keep = through[i] != through[j] ? false : i < j;
          }
-         if (keep) hold(candidates[i]);
+         if (keep) held.push_back(candidates[i]);
+      }
+      return held;
+   }
+
+   // The component of `lists`. Rule sets repeat a few flag lists many times:
+   // the masks of the last cacheSize lists met on this thread are
+   // remembered, keyed by every pair's operator and operand and where each
+   // list ends.
+   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
+      std::string key;
+      auto add = [&key](std::uint32_t v) {
+         for (int i = 0; i < 4; ++i)
+            key.push_back(static_cast<char>(v >> (8 * i)));
+      };
+      for (OpList const& list : lists) {
+         for (MatchOpValResult const& pair : list) {
+            add(pair.op());
+            add(pair.val32());
+         }
+         add(~0U); // no operator byte is that wide
+      }
+      thread_local std::unordered_map<std::string, std::vector<Mask>> cache;
+      auto it = cache.find(key);
+      if (it == cache.end()) {
+         if (cache.size() >= cacheSize) cache.clear();
+         it = cache.emplace(std::move(key), heldMasks(lists)).first;
+      }
+      MatchComponent c(kind);
+      for (Mask m : it->second) {
+         BitMaskT held(m.val, m.mask);
+         held.matchAllIs(m.all);
+         if constexpr (std::is_same_v<BitMaskT, TcpBitMask>) {
+            c.tcpBitMaskIs(held, true);
+         } else {
+            c.ipBitMaskIs(held, true);
+         }
       }
       return c;
    }

@@ -104,7 +104,9 @@ namespace Flowspec {
 /// over its 512 (TCP) or 16 (fragment) flag words per pair, a comparison of
 /// every two candidate masks, and, where an AND of several pairs is to be
 /// expressed, one pass over the 3^9 (TCP) or 3^4 (fragment) masks of the
-/// kind's bits.
+/// kind's bits (2.5 KiB of flags on the stack). The masks of the last 256
+/// bit-mask lists met on the calling thread are remembered, so a repeated
+/// list costs a lookup. Nothing large is allocated.
 std::vector<MatchComponent> matchSetFromKey(FlowspecKey const& key);
 
 } // namespace Flowspec

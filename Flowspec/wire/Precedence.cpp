@@ -86,6 +86,19 @@ int comparePrefixPrecedence(Ipkit::IpGenPrefix const& a, Ipkit::IpGenPrefix cons
    if (a.af() != b.af()) return a.af() < b.af() ? -1 : 1;
    if (offsetA != offsetB) return offsetA < offsetB ? -1 : 1;
    unsigned common = std::min(a.len(), b.len());
+   if (a.af() == Ipkit::ipv4 && offsetA == 0 && common > 0) {
+      // The common bits of two IPv4 addresses as one number each, as
+      // compareBits would compare them bit by bit.
+      auto number = [](Ipkit::IpGenPrefix const& p) {
+         std::span<std::uint8_t const> const x = p.addr().bytes();
+         return std::uint32_t(x[0]) << 24 | std::uint32_t(x[1]) << 16 | std::uint32_t(x[2]) << 8 |
+                x[3];
+      };
+      std::uint32_t const mask = ~std::uint32_t(0) << (32 - common);
+      std::uint32_t const x = number(a) & mask, y = number(b) & mask;
+      if (x != y) return x < y ? -1 : 1;
+      return sign(static_cast<int>(b.len()) - static_cast<int>(a.len()));
+   }
    if (int c = compareBits(a.addr().bytes(), b.addr().bytes(), offsetA, common)) return c;
    // One is a prefix of the other (or they are equal): the longer first.
    return sign(static_cast<int>(b.len()) - static_cast<int>(a.len()));

@@ -158,11 +158,14 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
 }
 
 TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
+   CheckOptions verbose;
+   verbose.verbose = true;
    Checked const r =
        check("vrf default ipv4 198.51.100.0/24;*;IP:=6;DP:=80|=443;TCP:=2&!=16; rate 1250k "
              "sample\n"
              "vrf default ipv4 *;*;SP:=11211; redirect vrf scrubbing copy dscp 46 continue\n"
-             "vrf default ipv4 *;*;IP:=17; rate 1000G\n");
+             "vrf default ipv4 *;*;IP:=17; rate 1000G\n",
+             verbose);
    CheckedRule const& syn = ruleAt(r.model, 1);
    EXPECT_EQ(syn.verdictText(), "feasible: tcp");
    EXPECT_EQ(syn.actionsText, "rate 1250k sample");
@@ -183,6 +186,13 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
    EXPECT_EQ(r.model.tallyTotal(), 3u);
    EXPECT_EQ(FlowspecTool::protocolName(58), "ipv6-icmp");
    EXPECT_EQ(FlowspecTool::protocolName(253), "253");
+
+   // The plain table shows neither the match nor the detailed form: the
+   // model leaves them out, and keeps the rest.
+   Checked const plain = check("vrf default ipv4 198.51.100.0/24;*;TCP:=2; drop\n");
+   EXPECT_EQ(ruleAt(plain.model, 1).matchText, "");
+   EXPECT_EQ(ruleAt(plain.model, 1).detail, "");
+   EXPECT_EQ(ruleAt(plain.model, 1).rule, "198.51.100.0/24;*;TCP:=2;");
 }
 
 } // namespace

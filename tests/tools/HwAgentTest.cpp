@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <set>
+
 namespace {
 
 using Flowspec::HwRuleProgrammingStatus;
@@ -80,6 +82,27 @@ TEST_F(SimulatedHardware, ARunWithoutChangesProgramsNothingAgain) {
    agent.run();
    agent.run();
    EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 1));
+}
+
+TEST_F(SimulatedHardware, EachRuleIsProgrammedOnceARunHoweverOftenItChanged) {
+   HwAgent agent(config, status, counter);
+   auto const a = key("10.0.0.0/8;*;IP:=6;DP:=80;TCP:=2&!=16;"), b = key("*;*;IP:=17;");
+   auto ra = rule(a); // a match set of four components and actions: five callbacks
+   rule(b);
+   auto versions = [&] {
+      return std::set<std::uint64_t>{statusOf(a)->version().sequence(),
+                                     statusOf(b)->version().sequence()};
+   };
+   agent.run();
+   EXPECT_EQ(versions(), (std::set<std::uint64_t>{1, 2}));
+   ra->trafficRateLimitIs(1000);
+   ra->ruleIdIs(7);
+   config->vrfRuleConfig(0)->ruleDel(b); // gone and back: queued twice
+   rule(b);
+   agent.run();
+   EXPECT_EQ(versions(), (std::set<std::uint64_t>{3, 4}));
+   agent.run();
+   EXPECT_EQ(versions(), (std::set<std::uint64_t>{3, 4})) << "nothing changed since";
 }
 
 TEST_F(SimulatedHardware, AChangedRuleIsProgrammedAgainWithANewVersion) {

@@ -174,7 +174,9 @@ RuleActions actionsOf(RuleLine const& line) {
 
 // Configures one rule: its match set and actions, then feasibility and
 // sanitising. Raises what matchSetFromKey raises, before changing anything.
-void configure(Flowspec::Config& config, RuleLine const& line) {
+} // namespace
+
+void configureRule(Flowspec::Config& config, RuleLine const& line) {
    std::vector<Flowspec::MatchComponent> const matchSet = Flowspec::matchSetFromKey(line.key);
    Vex::Ptr<Flowspec::VrfRuleConfig> vrf = config.vrfRuleConfigIs(line.vrfId);
    Vex::Ptr<Flowspec::RuleConfig> rule = vrf->ruleIs(line.key);
@@ -199,6 +201,8 @@ void configure(Flowspec::Config& config, RuleLine const& line) {
       rule->sanitizeMatchSet();
    }
 }
+
+namespace {
 
 std::string dumpOf(Vex::Entity const& root) {
    Kiln::DumpContext ctx;
@@ -232,7 +236,7 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
           in, reader,
           [&](RuleLine&& line) {
              try {
-                configure(*config, line);
+                configureRule(*config, line);
                 lines.push_back(std::move(line));
              } catch (std::exception const& e) {
                 refuse(Refusal{line.line, 1, printable(e.what())});
@@ -243,7 +247,8 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
       model.heard = agent.heard();
    }
    if (!readOk || in.bad()) return std::nullopt;
-   model.build(lines, reader.vrfNames(), *config, *status, *counter);
+   model.build(lines, reader.vrfNames(), *config, *status, *counter,
+               options.verbose || options.json);
    if (options.dump) {
       model.configDump = dumpOf(*config);
       model.statusDump = dumpOf(*status);
@@ -286,7 +291,7 @@ std::string CheckedRule::verdictText() const {
 void CheckModel::build(std::vector<RuleLine> const& lines,
                        std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
                        Flowspec::Config const& config, Flowspec::Status const& status,
-                       Flowspec::Counter const& counter) {
+                       Flowspec::Counter const& counter, bool allTexts) {
    Flowspec::FlowspecUtil const util;
    std::map<Vrf::VrfIdMap::VrfId, VrfSummary> summaries;
    rules.reserve(lines.size());
@@ -304,9 +309,9 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
       r.key = line.key;
       r.family = Ipkit::valueToStrep(line.key.addressFamily()).str();
       r.rule = line.key.toStrepCli().str();
-      r.detail = line.key.toStrepCliDetail().str();
+      if (allTexts) r.detail = line.key.toStrepCliDetail().str();
       r.actions = actionsOf(line);
-      r.matchText = matchText(*rule);
+      if (allTexts) r.matchText = matchText(*rule);
       if (rule->matchSetHas(T::ipProto) && !infeasible)
          r.ipProtocols = rangesOf(rule->matchSet(T::ipProto));
       if (infeasible) {

@@ -115,10 +115,13 @@ struct CheckModel {
    std::string configDump, statusDump;
 
    /// Fills the model from the rules read (in file order) and the trees.
+   /// Without `allTexts`, each rule's detail and matchText stay empty: the
+   /// table shows them only with --verbose (matchText) or --json (detail),
+   /// and on a million rules they are hundreds of megabytes.
    void build(std::vector<RuleLine> const& lines,
               std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
               Flowspec::Config const& config, Flowspec::Status const& status,
-              Flowspec::Counter const& counter);
+              Flowspec::Counter const& counter, bool allTexts = true);
    /// The rules in `order`.
    std::vector<CheckedRule const*> ordered(RuleOrder order) const;
    /// The name of VRF `id`, or null when the file only numbers it.
@@ -142,6 +145,12 @@ struct CheckModel {
 /// when `in` could not be read.
 std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownName,
                                    CheckOptions const& options, std::ostream& err);
+
+/// Configures the rule of `line` in `config` as check does: its match set
+/// (Flowspec::matchSetFromKey), actions and rule id, then either an
+/// InfeasibleRule naming the component to blame or a sanitised match set.
+/// Raises what the match-set derivation raises for a malformed key.
+void configureRule(Flowspec::Config& config, RuleLine const& line);
 
 /// The first component of `rule`, in type order, that accepts no value: a
 /// numeric one without ranges, or a bit-mask one without masks. `invalid`

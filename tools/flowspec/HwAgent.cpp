@@ -11,12 +11,28 @@
 
 namespace FlowspecTool {
 
+namespace {
+enum Callback : std::size_t {
+   onVrfRuleConfig,
+   onRule,
+   onInfeasibleRule,
+   onRuleId,
+   onMatchSet,
+   onActionFieldSet,
+   onTrafficRateLimit,
+   onTrafficAction,
+   onTrafficRedirect,
+   onTrafficMarkingDscp,
+};
+} // namespace
+
 using Flowspec::FlowspecKey;
 using Flowspec::HwRuleProgrammingStatus;
 using Flowspec::MatchCompType;
 using VrfId = Vrf::VrfIdMap::VrfId;
 
-// The order heard() reports the callbacks in: outside in.
+// The order heard() reports the callbacks in: outside in. heard_ counts
+// them by their place here.
 static constexpr std::array<char const*, 10> callbackNames = {
     "onVrfRuleConfig",    "onRule",
     "onInfeasibleRule",   "onRuleId",
@@ -28,7 +44,7 @@ class HwAgent::ConfigObserver : public Flowspec::Config::NotifieeConst {
  public:
    explicit ConfigObserver(HwAgent& agent) : agent_(agent) {}
    void onVrfRuleConfig(VrfId vrfId) override {
-      ++agent_.heard_["onVrfRuleConfig"];
+      ++agent_.heard_[Callback::onVrfRuleConfig];
       agent_.vrfSeen(vrfId);
    }
 
@@ -40,11 +56,11 @@ class HwAgent::VrfObserver : public Flowspec::VrfRuleConfig::NotifieeConst {
  public:
    VrfObserver(HwAgent& agent, VrfId vrfId) : agent_(agent), vrfId_(vrfId) {}
    void onRule(FlowspecKey const& key) override {
-      ++agent_.heard_["onRule"];
+      ++agent_.heard_[Callback::onRule];
       agent_.ruleSeen(vrfId_, key);
    }
    void onInfeasibleRule(FlowspecKey const& key) override {
-      ++agent_.heard_["onInfeasibleRule"];
+      ++agent_.heard_[Callback::onInfeasibleRule];
       agent_.changed(vrfId_, key);
    }
 
@@ -57,23 +73,32 @@ class HwAgent::RuleObserver : public Flowspec::RuleConfig::NotifieeConst {
  public:
    RuleObserver(HwAgent& agent, VrfId vrfId, FlowspecKey const& key)
        : agent_(agent), vrfId_(vrfId), key_(key) {}
-   void onRuleId() override { heard("onRuleId"); }
-   void onMatchSet(MatchCompType) override { heard("onMatchSet"); }
-   void onActionFieldSet() override { heard("onActionFieldSet"); }
-   void onTrafficRateLimit() override { heard("onTrafficRateLimit"); }
-   void onTrafficAction() override { heard("onTrafficAction"); }
-   void onTrafficRedirect() override { heard("onTrafficRedirect"); }
-   void onTrafficMarkingDscp() override { heard("onTrafficMarkingDscp"); }
+   void onRuleId() override { heard(Callback::onRuleId); }
+   void onMatchSet(MatchCompType) override { heard(Callback::onMatchSet); }
+   void onActionFieldSet() override { heard(Callback::onActionFieldSet); }
+   void onTrafficRateLimit() override { heard(Callback::onTrafficRateLimit); }
+   void onTrafficAction() override { heard(Callback::onTrafficAction); }
+   void onTrafficRedirect() override { heard(Callback::onTrafficRedirect); }
+   void onTrafficMarkingDscp() override { heard(Callback::onTrafficMarkingDscp); }
+
+   /// Queues the rule for the next run, once however many callbacks come.
+   void touch() {
+      if (queuedIn_ == agent_.runs_) return;
+      queuedIn_ = agent_.runs_;
+      agent_.changed(vrfId_, key_);
+   }
 
  private:
-   void heard(char const* callback) {
+   void heard(Callback callback) {
       ++agent_.heard_[callback];
-      agent_.changed(vrfId_, key_);
+      touch();
    }
 
    HwAgent& agent_;
    VrfId vrfId_;
    FlowspecKey key_;
+   /// The run (HwAgent::runs_) before which the rule was last queued.
+   std::uint64_t queuedIn_ = ~std::uint64_t(0);
 };
 
 HwAgent::HwAgent(Vex::Ptr<Flowspec::Config const> const& config, Vex::Ptr<Flowspec::Status> status,
@@ -125,15 +150,17 @@ void HwAgent::ruleSeen(VrfId vrfId, FlowspecKey const& key) {
    if (!rule) {
       ruleObservers_.erase(id);
    } else {
-      auto& observer = ruleObservers_[id];
+      auto& observer = ruleObservers_[std::move(id)];
       if (!observer) observer = std::make_unique<RuleObserver>(*this, vrfId, key);
       observer->notifierIs(rule);
+      observer->touch();
+      return;
    }
    changed(vrfId, key);
 }
 
 void HwAgent::changed(VrfId vrfId, FlowspecKey const& key) {
-   dirty_.emplace(vrfId, key);
+   dirty_.emplace_back(vrfId, key);
 }
 
 bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, FlowspecKey const& b) {
@@ -143,11 +170,16 @@ bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, Flows
 }
 
 void HwAgent::run() {
-   std::vector<std::pair<VrfId, FlowspecKey>> dirty(dirty_.begin(), dirty_.end());
+   // Changes from here on are queued for the next run.
+   ++runs_;
+   std::vector<std::pair<VrfId, FlowspecKey>> dirty = std::move(dirty_);
    dirty_.clear();
    std::sort(dirty.begin(), dirty.end(), [](auto const& x, auto const& y) {
       return programsBefore(x.first, x.second, y.first, y.second);
    });
+   // A rule queued twice (a rule observer queues once a run; a rule gone
+   // and back may be queued again) is programmed once.
+   dirty.erase(std::unique(dirty.begin(), dirty.end()), dirty.end());
    for (auto const& [vrfId, key] : dirty)
       program(vrfId, key);
 }
@@ -196,11 +228,15 @@ std::vector<HwAgent::Capability> const& HwAgent::capabilities() {
         "in the Status tree)",
         HwRuleProgrammingStatus::unsupportedMatch,
         [](HwAgent const& agent, Flowspec::RuleConfig const& rule) -> std::string {
-           Flowspec::UnsupportedQual const unsupported =
-               agent.status_->unsupportedQual(rule.key().addressFamily());
-           for (auto i = rule.matchSetIteratorConst(); i; ++i) {
-              if (unsupported.qualHas(i.key())) {
-                 return label(i.key()) + ": " + unsupported.qual(i.key()).str();
+           // Read in place: a copy of the qualifiers per rule was a tenth of
+           // programming.
+           for (auto q = agent.status_->unsupportedQualIteratorConst(); q; ++q) {
+              if (q.key() != rule.key().addressFamily()) continue;
+              auto const& unsupported = q.value();
+              for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+                 if (unsupported.qualHas(i.key())) {
+                    return label(i.key()) + ": " + unsupported.qual(i.key()).str();
+                 }
               }
            }
            return "";
@@ -261,10 +297,8 @@ HwAgent::Outcome HwAgent::capability(Flowspec::RuleConfig const& rule) const {
 
 std::vector<std::pair<std::string, unsigned>> HwAgent::heard() const {
    std::vector<std::pair<std::string, unsigned>> result;
-   for (char const* name : callbackNames) {
-      auto it = heard_.find(name);
-      result.emplace_back(name, it == heard_.end() ? 0 : it->second);
-   }
+   for (std::size_t i = 0; i < callbackNames.size(); ++i)
+      result.emplace_back(callbackNames[i], heard_[i]);
    return result;
 }
 

@@ -23,10 +23,10 @@
 #include "Flowspec/entities/Counter.h"
 #include "Flowspec/entities/Status.h"
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -100,9 +100,14 @@ class HwAgent {
    std::map<Vrf::VrfIdMap::VrfId, std::unique_ptr<VrfObserver>> vrfObservers_;
    std::map<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>, std::unique_ptr<RuleObserver>>
        ruleObservers_;
-   std::set<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirty_;
-   std::map<std::string, unsigned> heard_;
+   /// The rules to program on the next run, in the order they changed; a
+   /// rule may stand here more than once.
+   std::vector<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirty_;
+   /// The callbacks heard, by their place in heard()'s order.
+   std::array<unsigned, 10> heard_{};
    std::uint64_t sequence_ = 0;
+   /// The runs begun so far.
+   std::uint64_t runs_ = 0;
 };
 
 } // namespace FlowspecTool

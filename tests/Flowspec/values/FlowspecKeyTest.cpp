@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <map>
+#include <thread>
 #include <vector>
 
 using namespace Flowspec;
@@ -108,6 +109,9 @@ TEST(FlowspecKey, EqualityAndOrderDecideAtTheFirstDifference) {
       {"::/0 is not the empty prefix", {.dest = "::/0"}, {}},
       {"destinations by address", {.dest = "9.0.0.0/8"}, {.dest = "10.0.0.0/8"}},
       {"destinations by length", {.dest = "10.0.0.0/8"}, {.dest = "10.0.0.0/16"}},
+      {"address before length", {.dest = "9.255.0.0/16"}, {.dest = "10.0.0.0/8"}},
+      {"addresses unsigned", {.dest = "127.255.255.0/24"}, {.dest = "128.0.0.0/24"}},
+      {"addresses to the last octet", {.dest = "10.0.0.1/32"}, {.dest = "10.0.0.2/32"}},
       {"destinations IPv4 first", {.dest = "99.0.0.0/8"}, {.dest = "::1"}},
       {"destination before source", {.dest = "10.0.0.0/8"}, {.src = "9.0.0.0/8"}},
       {"a source before none", {.src = "10.0.0.0/8"}, {}},
@@ -189,4 +193,133 @@ TEST(FlowspecKey, CopiesAreWholeAndIndependent) {
    assigned.matchOpValDelAll();
    EXPECT_EQ(src.matchOpVals(), 3u);
    EXPECT_EQ(assigned.matchOpVals(), 0u);
+}
+
+TEST(FlowspecKey, CopiesShareTheirPairsUntilOneChanges) {
+   auto blocks = [] { return Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_); };
+   FlowspecKey const src = keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}, {2, 3}}});
+   std::uint64_t const made = blocks().allocations, live = blocks().live();
+
+   // Copies, assignments, copyIn and moves take no block of their own.
+   std::vector<FlowspecKey> copies(100);
+   for (FlowspecKey& c : copies)
+      c = src;
+   FlowspecKey copied(src), filled;
+   filled.copyIn(src);
+   FlowspecKey moved(std::move(copied));
+   EXPECT_EQ(blocks().allocations, made);
+   for (FlowspecKey const* k : {&copies[0], &copies[99], &filled, &moved}) {
+      EXPECT_TRUE(k->matchOpValShared(src));
+      EXPECT_EQ(*k, src);
+      EXPECT_FALSE(*k < src || src < *k);
+      EXPECT_EQ(k->hash(), src.hash());
+   }
+   EXPECT_EQ(copied.matchOpVals(), 0u) << "a moved-from key has no pairs";
+   EXPECT_FALSE(copied.matchOpValShared(FlowspecKey())) << "empty keys share nothing";
+
+   // Writing what is there already copies nothing; a change copies the
+   // block once, and no other key sees it.
+   copies[0].matchOpValIs(1, MatchOpVal(2));
+   EXPECT_TRUE(copies[0].matchOpValShared(src));
+   copies[0].matchOpValIs(1, MatchOpVal(7));
+   copies[1].matchOpValDel(0);
+   copies[2].matchOpValIs(5, MatchOpVal(9));
+   copies[3].matchOpValDelAll();
+   EXPECT_EQ(blocks().allocations, made + 3);
+   EXPECT_EQ(src, keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}, {2, 3}}}));
+   EXPECT_TRUE(copies[4].matchOpValShared(src));
+   EXPECT_EQ(copies[0].matchOpVal(1).storage(), 7u);
+   EXPECT_FALSE(copies[1].matchOpValHas(0));
+   EXPECT_EQ(copies[2].matchOpVals(), 4u);
+   EXPECT_TRUE(copies[2] < src) << "more pairs sort first, as before";
+   std::uint64_t const before = blocks().allocations;
+   copies[0].matchOpValIs(1, MatchOpVal(8));
+   EXPECT_EQ(blocks().allocations, before) << "a block of its own is changed in place";
+
+   copies.clear();
+   filled = FlowspecKey();
+   moved = FlowspecKey();
+   EXPECT_EQ(blocks().live(), live) << "the last reference frees a block";
+}
+
+TEST(FlowspecKey, IteratorsSurviveChangesOfASharedKey) {
+   FlowspecKey const src = keyOf({0, 1, nullptr, nullptr, {{0, 10}, {1, 11}, {2, 12}, {3, 13}}});
+   FlowspecKey k = src;
+   std::vector<std::pair<unsigned, std::uint32_t>> seen;
+   for (auto i = k.matchOpValIteratorConst(); i; ++i) {
+      seen.emplace_back(i.key().value(), i.value().storage());
+      if (i.key().value() == 0) k.matchOpValDel(i);                // the pair it stands on
+      if (i.key().value() == 1) k.matchOpValDel(2);                // a later pair
+      if (i.key().value() == 1) k.matchOpValIs(7, MatchOpVal(17)); // a new later pair
+      if (i.key().value() == 3) k.matchOpValIs(3, MatchOpVal(23)); // its own pair, changed
+      if (i.key().value() == 3) {
+         EXPECT_EQ(i.value().storage(), 23u);
+      }
+   }
+   EXPECT_EQ(seen,
+             (std::vector<std::pair<unsigned, std::uint32_t>>{{0, 10}, {1, 11}, {3, 13}, {7, 17}}));
+   EXPECT_EQ(src.matchOpVals(), 4u) << "the original keeps every pair";
+   EXPECT_EQ(k, keyOf({0, 1, nullptr, nullptr, {{1, 11}, {3, 23}, {7, 17}}}));
+}
+
+TEST(FlowspecKey, ThreadsCopyOneConstKeyAtOnce) {
+   // The block's count is atomic whether or not Vex counts are: two threads
+   // copy and drop copies of one key (10 000 each), and every copy is gone
+   // after.
+   FlowspecKey const k = keyOf({0, 1, "10.0.0.0/8", nullptr, {{0, 1}, {1, 2}}});
+   std::uint64_t const live = Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_).live();
+   auto copyMany = [&k] {
+      std::vector<FlowspecKey> copies;
+      for (int i = 0; i < 10000; ++i) {
+         copies.push_back(k);
+         if (copies.size() == 100) copies.clear();
+      }
+   };
+   std::thread a(copyMany), b(copyMany);
+   a.join();
+   b.join();
+   EXPECT_EQ(Vex::allocTrackCounts(FlowspecKey::pairBlockAllocTrack_).live(), live);
+   FlowspecKey copy = k;
+   copy.matchOpValIs(0, MatchOpVal(5));
+   EXPECT_EQ(k.matchOpVal(0).storage(), 1u) << "the block was shared once more, not changed";
+}
+
+TEST(FlowspecKey, CopiesAndRebuiltBlocksReadAsTheOriginal) {
+   // Every form of a key is the same for the key, a copy sharing its block,
+   // and a copy whose block was rebuilt by a change and its undoing.
+   auto logOf = [](FlowspecKey const& k) {
+      auto out = Vex::NboAttrLog::Out::OutIs();
+      out << k;
+      return out->bytes();
+   };
+   for (char const* cli : {"*;*;", "10.1.0.0/16;*;IP:=6;P:>=1000&<=2000|=80;",
+                           "192.0.2.0/24;198.51.100.0/24;IP:=17;LEN:>=70000;TCP:=2&!=16;"}) {
+      FlowspecKey k;
+      ASSERT_TRUE(k.copyInStrCli(cli)) << cli;
+      k.vrfIdIs(3);
+      k.addressFamilyIs(Ipkit::ipv4);
+      FlowspecKey const shared = k;
+      FlowspecKey rebuilt = k;
+      rebuilt.matchOpValIs(40, MatchOpVal(1));
+      rebuilt.matchOpValDel(40);
+      EXPECT_FALSE(rebuilt.matchOpValShared(k) && k.matchOpVals() > 0) << cli;
+      for (FlowspecKey const* c : {&shared, static_cast<FlowspecKey const*>(&rebuilt)}) {
+         EXPECT_EQ(c->toStrep(), k.toStrep()) << cli;
+         EXPECT_EQ(c->toStrepCli(), k.toStrepCli()) << cli;
+         EXPECT_EQ(c->stringValue(), k.stringValue()) << cli;
+         EXPECT_EQ(c->toStrepCliDetail(), k.toStrepCliDetail()) << cli;
+         EXPECT_EQ(valueToStrep(*c), valueToStrep(k)) << cli;
+         EXPECT_EQ(logOf(*c), logOf(k)) << cli;
+         EXPECT_EQ(c->hash(), k.hash()) << cli;
+         EXPECT_TRUE(c->compare(k) && k.compare(*c)) << cli;
+         EXPECT_FALSE(*c < k || k < *c) << cli;
+         std::vector<std::pair<unsigned, std::uint32_t>> a, b;
+         for (auto i = c->matchOpValIteratorConst(); i; ++i)
+            a.emplace_back(i.key().value(), i->value().storage());
+         for (auto i = k.matchOpValIteratorConst(); i; ++i)
+            b.emplace_back(i.key().value(), i.value().storage());
+         EXPECT_EQ(a, b) << cli;
+      }
+      EXPECT_EQ(k.toStrepCli(), cli + std::string()) << "and the form is the text read";
+   }
 }

@@ -279,3 +279,47 @@ TEST(KeyMatchSet, MalformedPairsAreRefusedNotAborted) {
    EXPECT_EQ(refusal(";;;;95485952;"), at0 + "has an 8-byte value");
    EXPECT_EQ(refusal(";;;;94437377;"), at0 + "has a 4-byte value whose low half is missing");
 }
+
+TEST(KeyMatchSet, RememberedMasksAreTheMasksWorkedOut) {
+   // The same lists give the same masks when met first, when met again
+   // (remembered), and after more distinct lists than are remembered.
+   std::vector<std::string> const lists = {
+       "*;*;TCP:=2&!=0x10;", "*;*;TCP:3&!0x10;", "*;*;TCP:=2&!=0x10|=4;", "*;*;TCP:=2;TCP:!=0x10;",
+       "*;*;FRAG:0xc;",      "*;*;FRAG:=0xc;",   "*;*;TCP:=2&!2;",
+   };
+   std::vector<std::string> first;
+   for (auto const& cli : lists)
+      first.push_back(describe(cli));
+   for (auto const& cli : lists)
+      EXPECT_EQ(describe(cli), first[&cli - &lists[0]]) << cli;
+   for (unsigned v = 1; v <= 300; ++v)
+      matchSetFromKey(cliKey("*;*;TCP:=" + std::to_string(v % 256) +
+                             "&!=" + std::to_string(v / 256 + 1) + ";"));
+   for (auto const& cli : lists)
+      EXPECT_EQ(describe(cli), first[&cli - &lists[0]]) << cli;
+   EXPECT_EQ(first[0], "tcpFlags all 2/12");
+   EXPECT_EQ(first[4], "fragment all 4/4 all 8/8") << "an any-mask isValid refuses, split";
+}
+
+TEST(KeyMatchSet, EveryTwoPairTcpListGivesTheSameMasksColdAndRemembered) {
+   // All two-pair TCP lists over a few operands and every operator byte of
+   // one length: the masks worked out first, remembered on the second pass,
+   // and worked out again once a flood of other lists made the cache start
+   // afresh, are the same.
+   std::vector<std::string> lists;
+   for (char const* a : {"=2", "!=0x10", "4", "!0x12", "=0x29"})
+      for (char const* join : {"&", "|"})
+         for (char const* b : {"=0x10", "!=2", "0x6", "!4", "=0"})
+            lists.push_back(std::string("*;*;TCP:") + a + join + b + ";");
+   std::vector<std::string> first;
+   for (auto const& cli : lists)
+      first.push_back(describe(cli));
+   auto again = [&](char const* when) {
+      for (std::size_t i = 0; i < lists.size(); ++i)
+         EXPECT_EQ(describe(lists[i]), first[i]) << lists[i] << " " << when;
+   };
+   again("remembered");
+   for (unsigned v = 0; v < 300; ++v)
+      matchSetFromKey(cliKey("*;*;TCP:" + std::to_string(v) + ";"));
+   again("after the cache started afresh");
+}
