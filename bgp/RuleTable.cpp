@@ -28,7 +28,7 @@ void RuleTable::announce(PeerId const& peer, Flowspec::FlowspecKey const& key,
       if (it->second == actions) return;
       it->second = actions;
    }
-   settle(key, changes);
+   settle(peer, key, changes);
 }
 
 void RuleTable::withdraw(PeerId const& peer, Flowspec::FlowspecKey const& key,
@@ -36,7 +36,7 @@ void RuleTable::withdraw(PeerId const& peer, Flowspec::FlowspecKey const& key,
    auto r = ribs_.find(peer);
    if (r == ribs_.end() || r->second.erase(key) == 0) return;
    if (r->second.empty()) ribs_.erase(r);
-   settle(key, changes);
+   settle(peer, key, changes);
 }
 
 void RuleTable::withdrawAll(PeerId const& peer, std::vector<RuleChange>& changes) {
@@ -45,7 +45,7 @@ void RuleTable::withdrawAll(PeerId const& peer, std::vector<RuleChange>& changes
    AdjRibIn gone = std::move(r->second);
    ribs_.erase(r);
    for (auto const& [key, actions] : gone)
-      settle(key, changes);
+      settle(peer, key, changes);
 }
 
 AdjRibIn const* RuleTable::adjRibIn(PeerId const& peer) const {
@@ -58,7 +58,8 @@ PeerId const* RuleTable::winner(Flowspec::FlowspecKey const& key) const {
    return w == winners_.end() ? nullptr : &w->second;
 }
 
-void RuleTable::settle(Flowspec::FlowspecKey const& key, std::vector<RuleChange>& changes) {
+void RuleTable::settle(PeerId const& from, Flowspec::FlowspecKey const& key,
+                       std::vector<RuleChange>& changes) {
    // The best peer is the first, in PeerId order, that has the key.
    PeerId const* best = nullptr;
    Flowspec::RuleActions const* actions = nullptr;
@@ -80,6 +81,8 @@ void RuleTable::settle(Flowspec::FlowspecKey const& key, std::vector<RuleChange>
       return;
    }
    bool const fresh = w == winners_.end();
+   // Another peer's route changed beneath the winner: the rule stands.
+   if (!fresh && w->second == *best && *best != from) return;
    RuleChange c{fresh ? RuleChangeKind::added : RuleChangeKind::changed,
                 key,
                 best->address,

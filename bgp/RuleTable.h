@@ -96,8 +96,10 @@ class RuleTable {
    }
 
  private:
-   // Writes the winner of `key` (or its absence) into the tree.
-   void settle(Flowspec::FlowspecKey const& key, std::vector<RuleChange>& changes);
+   // Writes the winner of `key` (or its absence) into the tree after a
+   // change of `from`'s route.
+   void settle(PeerId const& from, Flowspec::FlowspecKey const& key,
+               std::vector<RuleChange>& changes);
    std::string configure(Flowspec::FlowspecKey const& key, Flowspec::RuleActions const& actions,
                          bool fresh, bool& infeasible);
    void unconfigure(Flowspec::FlowspecKey const& key);
