@@ -3,6 +3,7 @@
 // cuts of the input, and End-of-RIB.
 #include "bgp/Session.h"
 
+#include "BgpTestUtil.h"
 #include "WireTestUtil.h"
 
 #include "Flowspec/wire/Update.h"
@@ -13,6 +14,7 @@ namespace Bgp {
 namespace {
 
 using namespace std::chrono_literals;
+using BgpTest::header;
 using Bytes = std::vector<std::uint8_t>;
 
 // Records what the session tells.
@@ -127,15 +129,6 @@ struct BadInput {
    /// The NOTIFICATION we send: "code/subcode[ data]".
    char const* notification;
 };
-
-Bytes header(std::size_t length, std::uint8_t type) {
-   Bytes b(16, 0xff);
-   b.push_back(std::uint8_t(length >> 8));
-   b.push_back(std::uint8_t(length));
-   b.push_back(type);
-   b.resize(std::max<std::size_t>(length, 19), 0);
-   return b;
-}
 
 Bytes withByte(Bytes b, std::size_t at, std::uint8_t value) {
    b.at(at) = value;
