@@ -19,6 +19,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -38,7 +39,8 @@ using Bytes = std::vector<std::uint8_t>;
 
 class Listener {
  public:
-   explicit Listener(std::vector<std::string> extra = {}) {
+   // `json`: --json, one JSON object a line; else the text lines.
+   explicit Listener(bool json = true) {
       port_ = Interop::freePort("127.0.0.1");
       std::vector<std::string> argv{
           FLOWSPEC_TOOL, "listen",    "--json",     "--port",      std::to_string(port_),
@@ -46,10 +48,9 @@ class Listener {
           "65003",       "--peer",    "127.0.0.4",  "65004",       "--vrf-rd",
           "65000:1",     "5",         "--redirect", "65000:100=5", "--dump-on",
           "SIGUSR1"};
-      argv.insert(argv.end(), extra.begin(), extra.end());
+      if (!json) argv.erase(argv.begin() + 2);
       daemon_ = std::make_unique<Interop::Daemon>(argv, dir_.path(), log());
-      EXPECT_TRUE(Interop::waitFor([&] { return count("\"event\":\"listening\"") == 1; }, 10s))
-          << text();
+      EXPECT_TRUE(Interop::waitFor([&] { return count("listening") == 1; }, 10s)) << text();
    }
    int port() const { return port_; }
    std::string log() const { return dir_.file("listen.log"); }
@@ -70,6 +71,7 @@ class Listener {
    bool running() { return daemon_ && daemon_->running(); }
    /// SIGTERM, and the wait for the process to end.
    void stop() { daemon_.reset(); }
+   void signal(int number) { ::kill(daemon_->pid(), number); }
    Interop::TempDir const& dir() const { return dir_; }
 
  private:
@@ -256,6 +258,47 @@ TEST(BgpListen, AnswersWhatAPeerMustNotSendAndKeepsRunning) {
              std::string::npos)
        << table[0];
    EXPECT_NE(table[0].find("\"rule\":\"10.9.0.0/16;*;\""), std::string::npos);
+}
+
+TEST(BgpListen, TextLinesAndTheTableOnSigusr1) {
+   Listener l(false);
+   {
+      RawPeer p("127.0.0.4", l.port());
+      ASSERT_TRUE(p.establish(65004));
+      p.send(announce("10.9.0.0/16;*;IP:=6;"));
+      p.send(announce("10.8.0.0/16;*;"));
+      ASSERT_TRUE(Interop::waitFor([&] { return l.count("rule added") == 2; }, 10s)) << l.text();
+      p.send(announce("10.8.0.0/16;*;", true));
+      ASSERT_TRUE(Interop::waitFor([&] { return l.count("rule withdrawn") == 1; }, 10s))
+          << l.text();
+      l.signal(SIGUSR1);
+      ASSERT_TRUE(Interop::waitFor([&] { return l.count("table: 1 rules") == 1; }, 10s))
+          << l.text();
+      p.send(buildNotification({6, 4, {}}));
+      ASSERT_TRUE(Interop::waitFor([&] { return l.count("rule withdrawn") == 2; }, 10s))
+          << l.text();
+   }
+   l.stop();
+   std::string const port = std::to_string(l.port());
+   EXPECT_EQ(l.text(),
+             "listening on 127.0.0.1 port " + port +
+                 " as AS 65000\n"
+                 "session up 127.0.0.4: AS 65004, identifier 10.0.0.4, hold time 30 s\n"
+                 "rule added 127.0.0.4: vrf 0 ipv4 10.9.0.0/16;*;IP:=6;: drop: Programmed\n"
+                 "rule added 127.0.0.4: vrf 0 ipv4 10.8.0.0/16;*;: drop: Programmed\n"
+                 "rule withdrawn 127.0.0.4: vrf 0 ipv4 10.8.0.0/16;*;\n"
+                 "table: 1 rules\n"
+                 "  session 127.0.0.2: Idle\n"
+                 "  session 127.0.0.3: Idle\n"
+                 "  session 127.0.0.4: Established\n"
+                 "  vrf 0 ipv4 10.9.0.0/16;*;IP:=6; from 127.0.0.4: drop: Programmed\n"
+                 "session down 127.0.0.4: received NOTIFICATION Cease (6/4, Administrative "
+                 "Reset)\n"
+                 "rule withdrawn 127.0.0.4: vrf 0 ipv4 10.9.0.0/16;*;IP:=6;\n"
+                 "final table: 0 rules\n"
+                 "  session 127.0.0.2: Idle\n"
+                 "  session 127.0.0.3: Idle\n"
+                 "  session 127.0.0.4: Idle\n");
 }
 
 // ---- GoBGP and ExaBGP ---------------------------------------------------------------

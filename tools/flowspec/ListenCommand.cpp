@@ -106,8 +106,12 @@ bool readOptions(Args const& args, ListenOptions& o, std::ostream& err, int& sta
          if (++i == args.size()) return fail("--bind takes an IPv4 or IPv6 address");
          o.speaker.bind = std::string(args[i]);
       } else if (a == "--peer") {
-         if (i + 2 >= args.size() || !number(i + 2, 0xffffffff, n) || n == 0) {
-            return fail("--peer takes an address and an AS number, as --peer 127.0.0.2 65001");
+         in6_addr address{};
+         if (i + 2 >= args.size() || !number(i + 2, 0xffffffff, n) || n == 0 ||
+             (::inet_pton(AF_INET, std::string(args[i + 1]).c_str(), &address) != 1 &&
+              ::inet_pton(AF_INET6, std::string(args[i + 1]).c_str(), &address) != 1)) {
+            return fail("--peer takes an IPv4 or IPv6 address and an AS number, as --peer "
+                        "127.0.0.2 65001");
          }
          o.speaker.peers.push_back({std::string(args[i + 1]), std::uint32_t(n), 0});
          i += 2;
@@ -181,6 +185,8 @@ std::string familyText(Flowspec::FlowspecKey const& key) {
    return os.str();
 }
 
+constexpr char const* gonePreviously = "withdrawn before it was programmed";
+
 struct StatusText {
    std::string code; ///< "programmed"; empty when the agent holds none
    std::string text; ///< "Programmed"
@@ -237,7 +243,10 @@ class Printer {
              bool gone, Flowspec::RuleActions const& actions, bool infeasible,
              std::string const& error) {
       std::string const rule = key.toStrepCli().str();
-      StatusText const s = gone || !error.empty() ? StatusText{} : statusOf(key);
+      StatusText s = gone || !error.empty() ? StatusText{} : statusOf(key);
+      // Events are printed after the agent ran over everything one poll
+      // read: a rule withdrawn later in the same read has no status.
+      if (!gone && error.empty() && s.code.empty()) s.text = gonePreviously;
       if (json_) {
          Line l(name);
          l("peer", peer)("vrf", key.vrfId())("family", familyText(key))("rule", rule);
@@ -258,7 +267,7 @@ class Printer {
          return;
       }
       if (!gone) {
-         out_ << ": " << actionsText(actions) << ": " << (s.text.empty() ? "no status" : s.text);
+         out_ << ": " << actionsText(actions) << ": " << s.text;
          if (!s.reason.empty() && s.code != "programmed") out_ << " (" << s.reason << ")";
       }
       out_ << '\n';
@@ -340,6 +349,10 @@ then the lowest address. One line is printed per event:
   rule changed, rule withdrawn, rule refused (a key the model refuses)
   malformed 127.0.0.2: treat-as-withdraw: ... (RFC 7606 handling: what was done)
   note, end of rib, refused (a connection from elsewhere), session down
+
+The status is the agent's after it programmed all that one read from the
+sockets brought; a rule withdrawn again within that read shows "withdrawn
+before it was programmed".
 
 On SIGINT or SIGTERM every session is closed with a Cease NOTIFICATION and
 the final table is printed ('final table: N rules', the sessions, then each
