@@ -2,6 +2,7 @@
 
 #include "Flowspec/values/KeyMatchSet.h"
 
+#include <algorithm>
 #include <exception>
 
 namespace Bgp {
@@ -20,87 +21,118 @@ char const* ruleChangeText(RuleChangeKind kind) noexcept {
 
 RuleTable::RuleTable(Vex::Ptr<Flowspec::Config> config) : config_(std::move(config)) {}
 
+std::uint32_t RuleTable::number(PeerId const& peer) {
+   auto [it, fresh] = numbers_.try_emplace(peer, std::uint32_t(peers_.size()));
+   if (fresh) {
+      peers_.push_back(peer);
+      routes_.push_back(0);
+   }
+   return it->second;
+}
+
 void RuleTable::announce(PeerId const& peer, Flowspec::FlowspecKey const& key,
                          Flowspec::RuleActions const& actions, std::vector<RuleChange>& changes) {
-   AdjRibIn& rib = ribs_[peer];
-   auto [it, fresh] = rib.try_emplace(key, actions);
-   if (!fresh) {
-      if (it->second == actions) return;
-      it->second = actions;
+   std::uint32_t const n = number(peer);
+   Entry& e = entries_.try_emplace(key).first->second;
+   auto& c = e.candidates;
+   auto at = std::find_if(c.begin(), c.end(), [n](Candidate const& x) { return x.peer == n; });
+   if (at != c.end()) {
+      if (at->actions == actions) return;
+      at->actions = actions;
+   } else {
+      ++routes_[n];
+      // Best first: the first candidate whose peer ranks after this one.
+      at = std::find_if(c.begin(), c.end(),
+                        [&](Candidate const& x) { return peer < peers_[x.peer]; });
+      at = c.insert(at, Candidate{n, actions});
    }
-   settle(peer, key, changes);
+   if (at == c.begin()) settle(key, e, changes);
 }
 
 void RuleTable::withdraw(PeerId const& peer, Flowspec::FlowspecKey const& key,
                          std::vector<RuleChange>& changes) {
-   auto r = ribs_.find(peer);
-   if (r == ribs_.end() || r->second.erase(key) == 0) return;
-   if (r->second.empty()) ribs_.erase(r);
-   settle(peer, key, changes);
+   auto p = numbers_.find(peer);
+   if (p == numbers_.end()) return;
+   auto it = entries_.find(key);
+   if (it != entries_.end()) remove(it, p->second, changes);
 }
 
 void RuleTable::withdrawAll(PeerId const& peer, std::vector<RuleChange>& changes) {
-   auto r = ribs_.find(peer);
-   if (r == ribs_.end()) return;
-   AdjRibIn gone = std::move(r->second);
-   ribs_.erase(r);
-   for (auto const& [key, actions] : gone)
-      settle(peer, key, changes);
+   auto p = numbers_.find(peer);
+   if (p == numbers_.end() || routes_[p->second] == 0) return;
+   for (auto it = entries_.begin(); it != entries_.end() && routes_[p->second] > 0;) {
+      auto const next = std::next(it);
+      remove(it, p->second, changes);
+      it = next;
+   }
 }
 
-AdjRibIn const* RuleTable::adjRibIn(PeerId const& peer) const {
-   auto r = ribs_.find(peer);
-   return r == ribs_.end() ? nullptr : &r->second;
+void RuleTable::remove(Entries::iterator it, std::uint32_t peer, std::vector<RuleChange>& changes) {
+   auto& c = it->second.candidates;
+   auto at =
+       std::find_if(c.begin(), c.end(), [peer](Candidate const& x) { return x.peer == peer; });
+   if (at == c.end()) return;
+   --routes_[peer];
+   bool const wasBest = at == c.begin();
+   // The peer that loses the key, for the withdrawn event.
+   std::string const& address = peers_[peer].address;
+   c.erase(at);
+   if (!wasBest) return;
+   if (c.empty()) {
+      if (it->second.configured) {
+         --configured_;
+         unconfigure(it->first);
+         changes.push_back({RuleChangeKind::withdrawn, it->first, address, {}, false, {}});
+      }
+      entries_.erase(it);
+      return;
+   }
+   settle(it->first, it->second, changes);
+}
+
+std::size_t RuleTable::routes(PeerId const& peer) const {
+   auto p = numbers_.find(peer);
+   return p == numbers_.end() ? 0 : routes_[p->second];
+}
+
+Flowspec::RuleActions const* RuleTable::route(PeerId const& peer,
+                                              Flowspec::FlowspecKey const& key) const {
+   auto p = numbers_.find(peer);
+   auto it = p == numbers_.end() ? entries_.end() : entries_.find(key);
+   if (it == entries_.end()) return nullptr;
+   for (Candidate const& c : it->second.candidates)
+      if (c.peer == p->second) return &c.actions;
+   return nullptr;
 }
 
 PeerId const* RuleTable::winner(Flowspec::FlowspecKey const& key) const {
-   auto w = winners_.find(key);
-   return w == winners_.end() ? nullptr : &w->second;
+   auto it = entries_.find(key);
+   if (it == entries_.end() || !it->second.configured) return nullptr;
+   return &peers_[it->second.candidates.front().peer];
 }
 
-void RuleTable::settle(PeerId const& from, Flowspec::FlowspecKey const& key,
+void RuleTable::settle(Flowspec::FlowspecKey const& key, Entry& e,
                        std::vector<RuleChange>& changes) {
-   // The best peer is the first, in PeerId order, that has the key.
-   PeerId const* best = nullptr;
-   Flowspec::RuleActions const* actions = nullptr;
-   for (auto const& [peer, rib] : ribs_) {
-      auto found = rib.find(key);
-      if (found != rib.end()) {
-         best = &peer;
-         actions = &found->second;
-         break;
-      }
-   }
-   auto w = winners_.find(key);
-   if (!best) {
-      if (w == winners_.end()) return;
-      RuleChange c{RuleChangeKind::withdrawn, key, w->second.address, {}, false, {}};
-      winners_.erase(w);
-      unconfigure(key);
-      changes.push_back(std::move(c));
-      return;
-   }
-   bool const fresh = w == winners_.end();
-   // Another peer's route changed beneath the winner: the rule stands.
-   if (!fresh && w->second == *best && *best != from) return;
+   Candidate const& best = e.candidates.front();
+   bool const fresh = !e.configured;
    RuleChange c{fresh ? RuleChangeKind::added : RuleChangeKind::changed,
                 key,
-                best->address,
-                *actions,
+                peers_[best.peer].address,
+                best.actions,
                 false,
                 {}};
-   c.error = configure(key, *actions, fresh, c.infeasible);
+   c.error = configure(key, best.actions, fresh, c.infeasible);
    if (!c.error.empty()) {
       // Nothing of the route is in the tree: it stays in the Adj-RIB-In
       // only, and a rule another peer's route made before goes.
       if (!fresh) {
-         winners_.erase(w);
+         --configured_;
+         e.configured = false;
          unconfigure(key);
       }
    } else if (fresh) {
-      winners_.emplace(key, *best);
-   } else {
-      w->second = *best;
+      ++configured_;
+      e.configured = true;
    }
    changes.push_back(std::move(c));
 }

@@ -43,12 +43,12 @@ struct PeerId {
    friend auto operator<=>(PeerId const&, PeerId const&) = default;
 };
 
+/// The key's own hash. Not noexcept on purpose: the standard containers
+/// then keep each element's hash beside it instead of hashing every key
+/// again when they grow.
 struct KeyHash {
-   std::size_t operator()(Flowspec::FlowspecKey const& k) const noexcept { return k.hash(); }
+   std::size_t operator()(Flowspec::FlowspecKey const& k) const { return k.hash(); }
 };
-
-/// The routes one peer sent, by key.
-using AdjRibIn = std::unordered_map<Flowspec::FlowspecKey, Flowspec::RuleActions, KeyHash>;
 
 enum class RuleChangeKind : std::uint8_t { added, changed, withdrawn };
 /// "added", "changed", "withdrawn".
@@ -75,38 +75,65 @@ class RuleTable {
 
    /// `peer` announces `key` with `actions`. Appends to `changes` what it
    /// did to the Config tree: nothing when `peer` does not win the key or
-   /// re-announces the same actions.
+   /// re-announces the same actions. One hash of the key and, for a key not
+   /// seen before, one copy of it.
    void announce(PeerId const& peer, Flowspec::FlowspecKey const& key,
                  Flowspec::RuleActions const& actions, std::vector<RuleChange>& changes);
    /// `peer` withdraws `key`; a key it never sent changes nothing.
    void withdraw(PeerId const& peer, Flowspec::FlowspecKey const& key,
                  std::vector<RuleChange>& changes);
-   /// Every route of `peer` goes (its session ended).
+   /// Every route of `peer` goes (its session ended). Walks every key held.
    void withdrawAll(PeerId const& peer, std::vector<RuleChange>& changes);
 
-   /// The routes `peer` holds; null when it holds none.
-   AdjRibIn const* adjRibIn(PeerId const& peer) const;
+   /// The routes in `peer`'s Adj-RIB-In.
+   std::size_t routes(PeerId const& peer) const;
+   /// The actions `peer` sent for `key`, or null when it sent none.
+   Flowspec::RuleActions const* route(PeerId const& peer, Flowspec::FlowspecKey const& key) const;
    /// The rules in the Config tree.
-   std::size_t size() const { return winners_.size(); }
+   std::size_t size() const { return configured_; }
    /// The peer whose route `key` follows, or null.
    PeerId const* winner(Flowspec::FlowspecKey const& key) const;
-   /// Every rule in the Config tree with the peer it follows, in no order.
-   std::unordered_map<Flowspec::FlowspecKey, PeerId, KeyHash> const& winners() const {
-      return winners_;
+   /// Calls f(key, peer, actions) for each rule in the Config tree, in no
+   /// particular order.
+   template <class F>
+   void forEachRule(F&& f) const {
+      for (auto const& [key, entry] : entries_)
+         if (entry.configured)
+            f(key, peers_[entry.candidates.front().peer], entry.candidates.front().actions);
    }
 
  private:
-   // Writes the winner of `key` (or its absence) into the tree after a
-   // change of `from`'s route.
-   void settle(PeerId const& from, Flowspec::FlowspecKey const& key,
-               std::vector<RuleChange>& changes);
+   // One peer's route for a key. Peers are numbered in the order they first
+   // sent a route; peers_ holds their identities.
+   struct Candidate {
+      std::uint32_t peer;
+      Flowspec::RuleActions actions;
+   };
+   // Every route for one key, best first: together, the candidates of all
+   // keys are the peers' Adj-RIBs-In, and each key's first is its rule.
+   struct Entry {
+      std::vector<Candidate> candidates;
+      bool configured = false;
+   };
+   using Entries = std::unordered_map<Flowspec::FlowspecKey, Entry, KeyHash>;
+
+   std::uint32_t number(PeerId const& peer);
+   // Removes `peer`'s candidate from `it`, if any, and settles the rule; may
+   // erase the entry.
+   void remove(Entries::iterator it, std::uint32_t peer, std::vector<RuleChange>& changes);
+   // Writes the first candidate of `entry` into the tree (the winner changed,
+   // or its actions), or takes the rule out when there is none.
+   void settle(Flowspec::FlowspecKey const& key, Entry& entry, std::vector<RuleChange>& changes);
    std::string configure(Flowspec::FlowspecKey const& key, Flowspec::RuleActions const& actions,
                          bool fresh, bool& infeasible);
    void unconfigure(Flowspec::FlowspecKey const& key);
 
    Vex::Ptr<Flowspec::Config> config_;
-   std::map<PeerId, AdjRibIn> ribs_;
-   std::unordered_map<Flowspec::FlowspecKey, PeerId, KeyHash> winners_;
+   Entries entries_;
+   std::vector<PeerId> peers_;
+   std::map<PeerId, std::uint32_t> numbers_;
+   std::vector<std::size_t> routes_; // per peer number
+   std::size_t configured_ = 0;
    std::uint64_t ruleIds_ = 0;
 };
 

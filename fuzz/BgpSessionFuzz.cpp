@@ -39,7 +39,7 @@ struct Handler : SessionHandler {
       FUZZ_CHECK(!isDown, "down() told twice: " + why);
       isDown = true;
       if (peer) table.withdrawAll(*peer, changes);
-      FUZZ_CHECK(!peer || table.adjRibIn(*peer) == nullptr, "routes left after down()");
+      FUZZ_CHECK(!peer || table.routes(*peer) == 0, "routes left after down()");
    }
    RuleTable& table;
    std::optional<PeerId> peer;

@@ -72,7 +72,8 @@ TEST(BgpRuleTable, LowestIdentifierThenAddressWins) {
                        "withdrawn 10.0.0.0/24;*;IP:=6; from 127.0.0.2\n");
    EXPECT_FALSE(config->vrfRuleConfig(0)->rule(k));
    EXPECT_EQ(t.size(), 0u);
-   EXPECT_EQ(t.adjRibIn(a), nullptr);
+   EXPECT_EQ(t.routes(a), 0u);
+   EXPECT_EQ(t.route(a, k), nullptr);
 }
 
 TEST(BgpRuleTable, VrfsAndInfeasibleKeys) {
@@ -90,7 +91,9 @@ TEST(BgpRuleTable, VrfsAndInfeasibleKeys) {
                        "added 10.0.0.0/24;*; from 127.0.0.2\n");
    EXPECT_TRUE(config->vrfRuleConfig(0)->infeasibleRule(infeasible));
    EXPECT_TRUE(config->vrfRuleConfig(5)->rule(inVrf));
-   EXPECT_EQ(t.adjRibIn(p)->size(), 2u);
+   EXPECT_EQ(t.routes(p), 2u);
+   ASSERT_NE(t.route(p, inVrf), nullptr);
+   EXPECT_TRUE(*t.route(p, inVrf) == drop());
    ch.clear();
    t.withdrawAll(p, ch);
    EXPECT_EQ(ch.size(), 2u);

@@ -275,10 +275,17 @@ class Printer {
 
    // The rules in the order the agent programs them, and the sessions.
    void table(std::string_view name, Bgp::Speaker const& speaker) {
-      std::vector<std::pair<Flowspec::FlowspecKey, Bgp::PeerId>> rows(table_.winners().begin(),
-                                                                      table_.winners().end());
-      std::sort(rows.begin(), rows.end(), [](auto const& a, auto const& b) {
-         return HwAgent::programsBefore(a.first.vrfId(), a.first, b.first.vrfId(), b.first);
+      struct Row {
+         Flowspec::FlowspecKey const* key;
+         std::string const* peer;
+         Flowspec::RuleActions const* actions;
+      };
+      std::vector<Row> rows;
+      table_.forEachRule([&](auto const& key, Bgp::PeerId const& peer, auto const& actions) {
+         rows.push_back({&key, &peer.address, &actions});
+      });
+      std::sort(rows.begin(), rows.end(), [](Row const& a, Row const& b) {
+         return HwAgent::programsBefore(a.key->vrfId(), *a.key, b.key->vrfId(), *b.key);
       });
       if (json_) {
          std::string sessions = "[", rules = "[";
@@ -287,12 +294,12 @@ class Printer {
                         jsonString(address) +
                         ",\"state\":" + jsonString(Bgp::sessionStateText(state)) + "}";
          }
-         for (auto const& [key, peer] : rows) {
-            StatusText const s = statusOf(key);
+         for (Row const& r : rows) {
+            StatusText const s = statusOf(*r.key);
             rules +=
                 (rules.size() > 1 ? "," : "") +
-                Line("rule")("peer", peer.address)("vrf", key.vrfId())("family", familyText(key))(
-                    "rule", key.toStrepCli().str())("actions", actionsText(actionsOf(key, peer)))(
+                Line("rule")("peer", *r.peer)("vrf", r.key->vrfId())("family", familyText(*r.key))(
+                    "rule", r.key->toStrepCli().str())("actions", actionsText(*r.actions))(
                     "status", s.code)("statusText", s.text)("reason", s.reason)
                     .str();
          }
@@ -308,22 +315,15 @@ class Printer {
       out_ << words << ": " << rows.size() << " rules\n";
       for (auto const& [address, state] : speaker.sessions())
          out_ << "  session " << address << ": " << Bgp::sessionStateText(state) << '\n';
-      for (auto const& [key, peer] : rows) {
-         StatusText const s = statusOf(key);
-         out_ << "  vrf " << key.vrfId() << ' ' << familyText(key) << ' ' << key.toStrepCli()
-              << " from " << peer.address << ": " << actionsText(actionsOf(key, peer)) << ": "
-              << s.text << '\n';
+      for (Row const& r : rows) {
+         StatusText const s = statusOf(*r.key);
+         out_ << "  vrf " << r.key->vrfId() << ' ' << familyText(*r.key) << ' '
+              << r.key->toStrepCli() << " from " << *r.peer << ": " << actionsText(*r.actions)
+              << ": " << s.text << '\n';
       }
    }
 
  private:
-   Flowspec::RuleActions actionsOf(Flowspec::FlowspecKey const& key,
-                                   Bgp::PeerId const& peer) const {
-      Bgp::AdjRibIn const* rib = table_.adjRibIn(peer);
-      auto it = rib ? rib->find(key) : Bgp::AdjRibIn::const_iterator{};
-      return rib && it != rib->end() ? it->second : Flowspec::RuleActions{};
-   }
-
    std::ostream& out_;
    bool json_;
    Flowspec::Status const& status_;
