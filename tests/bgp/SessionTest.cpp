@@ -262,6 +262,35 @@ TEST(BgpSession, NotificationFromThePeerEndsTheSession) {
    EXPECT_EQ(r.log.back(), "down: received NOTIFICATION Cease (6/2, Administrative Shutdown)");
 }
 
+TEST(BgpSession, RouteRefreshBothWays) {
+   Recorder r;
+   Session s(config(), r);
+   s.connected(t0);
+   EXPECT_FALSE(s.requestRefresh({1, 133})); // not established yet
+   Open o;
+   o.as = 65001;
+   o.bgpIdentifier = 0x0a000001;
+   o.routeRefresh = true;
+   s.receive(cat({buildOpen(o), buildKeepalive()}), t0);
+   s.output().clear();
+   ASSERT_TRUE(s.requestRefresh({2, 133}));
+   EXPECT_EQ(WireTest::hex(s.output()),
+             "ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff ff 00 17 05 00 02 00 85");
+   // The peer asks us: we announce nothing, so nothing is sent, and the
+   // session stays.
+   s.output().clear();
+   s.receive(buildRouteRefresh({1, 133}), t0);
+   EXPECT_EQ(s.state(), SessionState::established);
+   EXPECT_EQ(s.output(), Bytes{});
+   EXPECT_EQ(s.received(MessageType::routeRefresh), 1u);
+   // A peer without the capability is not asked.
+   Recorder r2;
+   Session plain(config(), r2);
+   plain.connected(t0);
+   plain.receive(cat({peerOpen(), buildKeepalive()}), t0);
+   EXPECT_FALSE(plain.requestRefresh({1, 133}));
+}
+
 TEST(BgpMessage, TextsAndEndOfRib) {
    EXPECT_EQ(notificationText(1, 1), "Message Header Error (1/1, Connection Not Synchronized)");
    EXPECT_EQ(notificationText(4, 0), "Hold Timer Expired (4/0)");
