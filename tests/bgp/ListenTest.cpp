@@ -336,6 +336,10 @@ std::vector<Route> const routes = {
      "match destination 10.0.4.0/24 packet-length >=64 &<=1500 dscp ==46 fragment =is-fragment "
      "then action terminal",
      "10.0.4.0/24;*;LEN:>=64&<=1500;DSCP:=46;FRAG:=2;", "continue", 0, "unsupportedTcamProfile"},
+    {"fragment; rate, sample and terminal together", "ipv4-flowspec",
+     "match destination 10.0.5.0/24 fragment dont-fragment then rate-limit 5000 action "
+     "sample-terminal",
+     "10.0.5.0/24;*;FRAG:1;", "rate 5000 sample continue", 0, "programmedWithFailures"},
     {"redirect to a route target", "ipv4-flowspec",
      "match destination 10.0.6.0/24 source-port >=1024 then redirect 65000:100",
      "10.0.6.0/24;*;SP:>=1024;", "redirect vrf 5"},
