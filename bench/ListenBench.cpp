@@ -216,7 +216,8 @@ void BM_ListenLoopback(benchmark::State& state) {
    state.counters["heap_B_per_rule"] = heap / runs / double(n);
    // The peak resident set only grows: a repetition after the first sees
    // none of its own.
-   if (measurePeak) state.counters["peak_B_per_rule"] = double(peakKiB() - baseKiB) * 1024.0 / double(n);
+   if (measurePeak)
+      state.counters["peak_B_per_rule"] = double(peakKiB() - baseKiB) * 1024.0 / double(n);
    state.SetItemsProcessed(std::int64_t(2 * n) * state.iterations());
 }
 
