@@ -40,7 +40,7 @@ using Bytes = std::vector<std::uint8_t>;
 class Listener {
  public:
    // `json`: --json, one JSON object a line; else the text lines.
-   explicit Listener(bool json = true) {
+   explicit Listener(bool json = true, std::vector<std::string> const& extra = {}) {
       port_ = Interop::freePort("127.0.0.1");
       std::vector<std::string> argv{
           FLOWSPEC_TOOL, "listen",    "--json",     "--port",      std::to_string(port_),
@@ -49,6 +49,7 @@ class Listener {
           "65000:1",     "5",         "--redirect", "65000:100=5", "--dump-on",
           "SIGUSR1"};
       if (!json) argv.erase(argv.begin() + 2);
+      argv.insert(argv.end(), extra.begin(), extra.end());
       daemon_ = std::make_unique<Interop::Daemon>(argv, dir_.path(), log());
       EXPECT_TRUE(Interop::waitFor([&] { return count("listening") == 1; }, 10s)) << text();
    }
@@ -364,11 +365,14 @@ std::string ruleEvent(std::string const& event, Route const& r) {
           "\",\"rule\":\"" + keyText(r.key) + "\"";
 }
 
+// `port` 0: the neighbour connects to us (passive-mode); else gobgpd
+// connects to the listener at `port`.
 std::string gobgpNeighbor(int port, std::string const& local) {
    std::string s = "[[neighbors]]\n  [neighbors.config]\n    neighbor-address = \"127.0.0.1\"\n"
                    "    peer-as = 65000\n  [neighbors.timers.config]\n    connect-retry = 1\n"
-                   "  [neighbors.transport.config]\n    remote-port = " +
-                   std::to_string(port) + "\n    local-address = \"" + local + "\"\n";
+                   "  [neighbors.transport.config]\n    local-address = \"" +
+                   local + "\"\n";
+   s += port ? "    remote-port = " + std::to_string(port) + "\n" : "    passive-mode = true\n";
    for (char const* f : {"ipv4-flowspec", "ipv6-flowspec", "l3vpn-ipv4-flowspec"}) {
       s += "  [[neighbors.afi-safis]]\n    [neighbors.afi-safis.config]\n"
            "      afi-safi-name = \"" +
@@ -379,11 +383,16 @@ std::string gobgpNeighbor(int port, std::string const& local) {
 
 class Gobgpd {
  public:
-   Gobgpd(Interop::TempDir const& dir, int listenerPort) {
+   /// Connects to the listener at `listenerPort`; or, with `ownPort`, waits
+   /// on 127.0.0.2:`ownPort` for the listener to connect.
+   Gobgpd(Interop::TempDir const& dir, int listenerPort, int ownPort = 0) {
       api_ = Interop::freePort("127.0.0.1");
+      std::string const port =
+          ownPort ? std::to_string(ownPort) + "\n  local-address-list = [\"127.0.0.2\"]" : "-1";
       dir.write("gobgpd.toml", "[global.config]\n  as = 65001\n  router-id = \"10.0.0.1\"\n"
-                               "  port = -1\n\n" +
-                                   gobgpNeighbor(listenerPort, "127.0.0.2"));
+                               "  port = " +
+                                   port + "\n\n" +
+                                   gobgpNeighbor(ownPort ? 0 : listenerPort, "127.0.0.2"));
       daemon_ = std::make_unique<Interop::Daemon>(
           std::vector<std::string>{Interop::findProgram("gobgpd"), "-f", dir.file("gobgpd.toml"),
                                    "-p", "--pprof-disable", "--api-hosts",
@@ -454,6 +463,18 @@ TEST(BgpListenInterop, GobgpAddsAndDeletesRules) {
        << table[0];
    for (std::size_t i = 2; i < routes.size(); ++i)
       EXPECT_NE(table[0].find(keyText(routes[i].key)), std::string::npos) << routes[i].key;
+}
+
+TEST(BgpListenInterop, ConnectsToAPassiveGobgpd) {
+   REQUIRE_PEERS();
+   int const gobgpdPort = Interop::freePort("127.0.0.2");
+   Listener l(true, {"--connect", std::to_string(gobgpdPort)});
+   Gobgpd g(l.dir(), l.port(), gobgpdPort);
+   ASSERT_TRUE(Interop::waitFor([&] { return l.count("session-up") == 1; }, 40s))
+       << l.text() << g.logTail();
+   ASSERT_EQ(g.gobgp(routes[0], "add").status, 0);
+   ASSERT_TRUE(Interop::waitFor([&] { return l.count("rule-added") == 1; }, 20s)) << l.text();
+   EXPECT_EQ(l.count(ruleEvent("rule-added", routes[0])), 1u) << l.text();
 }
 
 std::string userName() {

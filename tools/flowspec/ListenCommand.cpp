@@ -23,7 +23,8 @@ namespace {
 
 constexpr std::string_view usage =
     "flowspec listen --peer ADDRESS AS... [--port N] [--bind ADDRESS] [--local-as AS] "
-    "[--router-id A.B.C.D] [--hold-time S] [--vrf-rd RD VRF]... [--redirect RT=VRF]... "
+    "[--router-id A.B.C.D] [--hold-time S] [--connect PORT] [--vrf-rd RD VRF]... "
+    "[--redirect RT=VRF]... "
     "[--dump-on SIGUSR1] [--json]";
 
 volatile std::sig_atomic_t stopSignal = 0;
@@ -94,6 +95,7 @@ bool readOptions(Args const& args, ListenOptions& o, std::ostream& err, int& sta
    auto number = [&](std::size_t i, std::uint64_t max, std::uint64_t& value) {
       return i < args.size() && readNumber(args[i], max, value);
    };
+   std::uint16_t connectPort = 0;
    for (std::size_t i = 0; i < args.size(); ++i) {
       std::string_view const a = args[i];
       std::uint64_t n = 0, m = 0;
@@ -115,6 +117,9 @@ bool readOptions(Args const& args, ListenOptions& o, std::ostream& err, int& sta
          }
          o.speaker.peers.push_back({std::string(args[i + 1]), std::uint32_t(n), 0});
          i += 2;
+      } else if (a == "--connect") {
+         if (!number(++i, 65535, n) || n == 0) return fail("--connect takes a port number");
+         connectPort = std::uint16_t(n);
       } else if (a == "--local-as") {
          if (!number(++i, 0xffffffff, n) || n == 0) return fail("--local-as takes an AS number");
          o.speaker.localAs = std::uint32_t(n);
@@ -148,6 +153,8 @@ bool readOptions(Args const& args, ListenOptions& o, std::ostream& err, int& sta
       }
    }
    if (o.speaker.peers.empty()) return fail("give at least one --peer ADDRESS AS");
+   for (Bgp::PeerConfig& p : o.speaker.peers)
+      p.connectPort = connectPort;
    return true;
 }
 
@@ -366,6 +373,9 @@ Options:
   --local-as AS       our AS (default 65000), 4-octet AS capable
   --router-id A.B.C.D our BGP identifier (default 127.0.0.1)
   --hold-time S       the hold time proposed (default 90; 0 or 3 and above)
+  --connect PORT      also connect to each peer at PORT (from the --bind
+                      address), every 5 seconds while it has no session;
+                      without it the peers must connect
   --vrf-rd RD VRF     VPN flowspec (SAFI 134) routes of route distinguisher
                       RD (65000:1, 192.0.2.1:1, 4200000000:1) go to VRF id
                       VRF; routes of other distinguishers are passed over
