@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <exception>
 
 namespace Bgp {
 namespace {
@@ -148,7 +149,16 @@ class Speaker::Handler : public SessionHandler {
          if (known(r)) speaker_.table_.withdraw(*c_.id, r.key, changes);
       }
       for (Flowspec::FlowspecRoute const& r : u.announced) {
-         if (known(r)) speaker_.table_.announce(*c_.id, r.key, r.actions, changes);
+         if (!known(r)) continue;
+         // The table refuses what the model refuses as a change with its
+         // error; anything the model raises beyond that costs this route
+         // only, never the process.
+         try {
+            speaker_.table_.announce(*c_.id, r.key, r.actions, changes);
+         } catch (std::exception const& e) {
+            event(SpeakerEvent::Kind::malformed,
+                  "refused: " + r.key.toStrepCli().str() + ": " + e.what());
+         }
       }
       rules(changes);
    }
