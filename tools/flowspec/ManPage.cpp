@@ -1,6 +1,7 @@
 #include "ManPage.h"
 
 #include "Commands.h"
+#include "ListenCommand.h"
 
 #include <string_view>
 
@@ -49,7 +50,7 @@ std::string manPage() {
    } const sections[] = {
        {"FLOWSPEC CHECK", checkHelp},       {"FLOWSPEC KEY", keyHelp},
        {"FLOWSPEC DEMO", demoHelp},         {"FLOWSPEC TYPES", typesHelp},
-       {"FLOWSPEC DESCRIBE", describeHelp},
+       {"FLOWSPEC DESCRIBE", describeHelp}, {"FLOWSPEC LISTEN", listenHelp},
    };
    for (Section const& s : sections) {
       page += std::string(".SH \"") + s.title + "\"\n" + verbatim(s.help());

@@ -161,6 +161,8 @@ RuleView viewOf(FlowspecRoute const& r) {
    return v;
 }
 
+} // namespace
+
 // The actions in the words of a rule file.
 std::string actionsText(Flowspec::RuleActions const& a) {
    Flowspec::ActionFieldSet const f = a.actionFieldSet;
@@ -192,6 +194,8 @@ std::string actionsText(Flowspec::RuleActions const& a) {
       text += (text.empty() ? "" : " ") + w;
    return text.empty() ? "none" : text;
 }
+
+namespace {
 
 // ---- text ---------------------------------------------------------------------------
 
@@ -358,6 +362,8 @@ void reportProblems(UpdateContents const& u, std::ostream& err) {
       err << "offset " << p.offset << ": " << p.reason << '\n';
 }
 
+} // namespace
+
 // A whole decimal number up to `max`.
 bool readNumber(std::string_view text, std::uint64_t max, std::uint64_t& out) {
    if (text.empty() || text.size() > 10) return false;
@@ -404,6 +410,8 @@ bool readRedirect(std::string_view text, Flowspec::RouteTargetVrfs& table) {
    table[rt] = Vrf::VrfIdMap::VrfId(vrf);
    return true;
 }
+
+namespace {
 
 // The words of a command: its operands, --json and --redirect RT=VRF.
 bool readArgs(Args const& args, std::string_view command, std::string_view usage,

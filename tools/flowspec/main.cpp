@@ -6,6 +6,7 @@
 //   flowspec help [COMMAND]    help; also COMMAND --help
 #include "CheckModel.h"
 #include "Commands.h"
+#include "ListenCommand.h"
 #include "ManPage.h"
 #include "NlriCommand.h"
 #include "UpdateCommand.h"
@@ -64,6 +65,9 @@ Commands:
                           the rules a BGP UPDATE announces and withdraws
   mrt FILE [--json] [--redirect RT=VRF]
                           the same for every UPDATE of an MRT file
+  listen --peer ADDRESS AS [--port N] [--json] ...
+                          receive rules from live BGP peers and program
+                          them as they come and go
   types                   the types registered with the reflection layer
   describe TYPE           the attribute table of one registered type
   help [COMMAND]          this text, or the help of COMMAND
@@ -147,6 +151,10 @@ Command const commands[] = {
     {"mrt", mrtHelp,
      [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
         return mrtCommand(a, o, e);
+     }},
+    {"listen", listenHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return listenCommand(a, o, e);
      }},
     {"nlri", nlriHelp,
      [](Args const& a, char const*, std::ostream& o, std::ostream& e) {

@@ -70,6 +70,8 @@ class Daemon {
    Daemon& operator=(Daemon const&) = delete;
    /// Whether it still runs.
    bool running();
+   /// Its process id (-1 once it is known to have ended).
+   int pid() const { return pid_; }
    /// The last lines of its log, for failure messages.
    std::string logTail() const;
 
