@@ -28,6 +28,7 @@
 #include "Flowspec/values/TrafficRedirect.h"
 #include "Flowspec/values/UnsupportedQual.h"
 #include "Flowspec/wire/ActionCodec.h"
+#include "Flowspec/wire/ByteOrder.h"
 #include "Flowspec/wire/KeyComponents.h"
 #include "Flowspec/wire/Mrt.h"
 #include "Flowspec/wire/NlriCodec.h"

@@ -1,5 +1,7 @@
 #include "bgp/Message.h"
 
+#include "Flowspec/wire/ByteOrder.h"
+
 #include <algorithm>
 
 namespace Bgp {
@@ -7,28 +9,10 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-void put16(Bytes& b, std::uint32_t v) {
-   b.push_back(std::uint8_t(v >> 8));
-   b.push_back(std::uint8_t(v));
-}
-
-void put32(Bytes& b, std::uint32_t v) {
-   put16(b, v >> 16);
-   put16(b, v & 0xffff);
-}
-
-std::uint32_t get16(std::span<std::uint8_t const> b, std::size_t at) {
-   return std::uint32_t(b[at]) << 8 | b[at + 1];
-}
-
-std::uint32_t get32(std::span<std::uint8_t const> b, std::size_t at) {
-   return get16(b, at) << 16 | get16(b, at + 2);
-}
-
 // A header with room for the length, filled in by finish().
 Bytes start(MessageType type) {
    Bytes b(16, 0xff);
-   put16(b, 0);
+   Flowspec::putBe16(b, 0);
    b.push_back(std::uint8_t(type));
    return b;
 }
@@ -148,19 +132,19 @@ std::vector<std::uint8_t> buildOpen(Open const& open) {
    Bytes caps;
    for (AfiSafi const& f : open.multiprotocol) {
       caps.insert(caps.end(), {1, 4});
-      put16(caps, f.first);
+      Flowspec::putBe16(caps, f.first);
       caps.insert(caps.end(), {0, f.second});
    }
    if (open.routeRefresh) caps.insert(caps.end(), {2, 0});
    if (open.fourOctetAs) {
       caps.insert(caps.end(), {65, 4});
-      put32(caps, open.as);
+      Flowspec::putBe32(caps, open.as);
    }
    Bytes b = start(MessageType::open);
    b.push_back(open.version);
-   put16(b, open.as > 0xffff ? asTrans : open.as);
-   put16(b, open.holdTime);
-   put32(b, open.bgpIdentifier);
+   Flowspec::putBe16(b, open.as > 0xffff ? asTrans : open.as);
+   Flowspec::putBe16(b, open.holdTime);
+   Flowspec::putBe32(b, open.bgpIdentifier);
    if (caps.empty()) {
       b.push_back(0);
    } else {
@@ -187,7 +171,7 @@ std::vector<std::uint8_t> buildNotification(Notification const& n) {
 
 std::vector<std::uint8_t> buildRouteRefresh(AfiSafi family) {
    Bytes b = start(MessageType::routeRefresh);
-   put16(b, family.first);
+   Flowspec::putBe16(b, family.first);
    b.push_back(0);
    b.push_back(family.second);
    return finish(std::move(b));
@@ -195,13 +179,13 @@ std::vector<std::uint8_t> buildRouteRefresh(AfiSafi family) {
 
 std::vector<std::uint8_t> buildEndOfRib(AfiSafi family) {
    Bytes b = start(MessageType::update);
-   put16(b, 0);
+   Flowspec::putBe16(b, 0);
    if (family == AfiSafi{1, 1}) {
-      put16(b, 0);
+      Flowspec::putBe16(b, 0);
    } else {
-      put16(b, 6);
+      Flowspec::putBe16(b, 6);
       b.insert(b.end(), {0x80, 15, 3});
-      put16(b, family.first);
+      Flowspec::putBe16(b, family.first);
       b.push_back(family.second);
    }
    return finish(std::move(b));
@@ -213,7 +197,7 @@ std::variant<Header, Notification> readHeader(std::span<std::uint8_t const> h) {
       return Notification{
           std::uint8_t(ErrorCode::messageHeader), Subcode::connectionNotSynchronized, {}};
    }
-   std::size_t const length = get16(h, 16);
+   std::size_t const length = Flowspec::getBe16(h, 16);
    std::uint8_t const type = h[18];
    if (type < 1 || type > 5) {
       return Notification{std::uint8_t(ErrorCode::messageHeader), Subcode::badMessageType, {type}};
@@ -233,10 +217,10 @@ std::variant<Open, Notification> readOpen(std::span<std::uint8_t const> m) {
    Open o;
    o.version = m[19];
    if (o.version != 4) return openError(Subcode::unsupportedVersion, {0, 4});
-   o.as = get16(m, 20);
-   o.holdTime = std::uint16_t(get16(m, 22));
+   o.as = Flowspec::getBe16(m, 20);
+   o.holdTime = std::uint16_t(Flowspec::getBe16(m, 22));
    if (o.holdTime == 1 || o.holdTime == 2) return openError(Subcode::unacceptableHoldTime);
-   o.bgpIdentifier = get32(m, 24);
+   o.bgpIdentifier = Flowspec::getBe32(m, 24);
    if (o.bgpIdentifier == 0) return openError(Subcode::badBgpIdentifier);
    std::size_t const paramsLength = m[28];
    if (29 + paramsLength != m.size()) return openError(0);
@@ -252,12 +236,12 @@ std::variant<Open, Notification> readOpen(std::span<std::uint8_t const> m) {
          std::uint8_t const code = m[c];
          std::size_t const length = m[c + 1];
          if (code == 1 && length == 4) {
-            o.multiprotocol.emplace_back(std::uint16_t(get16(m, c + 2)), m[c + 5]);
+            o.multiprotocol.emplace_back(std::uint16_t(Flowspec::getBe16(m, c + 2)), m[c + 5]);
          } else if (code == 2) {
             o.routeRefresh = true;
          } else if (code == 65 && length == 4) {
             o.fourOctetAs = true;
-            o.as = get32(m, c + 2);
+            o.as = Flowspec::getBe32(m, c + 2);
          }
          c += 2 + length;
       }
@@ -273,17 +257,18 @@ std::optional<Notification> readNotification(std::span<std::uint8_t const> m) {
 }
 
 std::optional<AfiSafi> endOfRib(std::span<std::uint8_t const> m) {
-   if (m.size() == 23 && get16(m, 19) == 0 && get16(m, 21) == 0) return AfiSafi{1, 1};
+   if (m.size() == 23 && Flowspec::getBe16(m, 19) == 0 && Flowspec::getBe16(m, 21) == 0)
+      return AfiSafi{1, 1};
    // An empty MP_UNREACH_NLRI, with a one- or two-byte length.
-   if (m.size() < 23 || get16(m, 19) != 0) return std::nullopt;
-   std::size_t const attrs = get16(m, 21);
+   if (m.size() < 23 || Flowspec::getBe16(m, 19) != 0) return std::nullopt;
+   std::size_t const attrs = Flowspec::getBe16(m, 21);
    if (attrs + 23 != m.size() || (attrs != 6 && attrs != 7)) return std::nullopt;
    bool const extended = m[23] & 0x10;
    if (m[24] != 15 || extended != (attrs == 7)) return std::nullopt;
-   std::size_t const length = extended ? get16(m, 25) : m[25];
+   std::size_t const length = extended ? Flowspec::getBe16(m, 25) : m[25];
    std::size_t const at = extended ? 27 : 26;
    if (length != 3) return std::nullopt;
-   return AfiSafi{std::uint16_t(get16(m, at)), m[at + 2]};
+   return AfiSafi{std::uint16_t(Flowspec::getBe16(m, at)), m[at + 2]};
 }
 
 } // namespace Bgp

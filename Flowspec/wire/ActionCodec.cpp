@@ -1,6 +1,7 @@
 #include "Flowspec/wire/ActionCodec.h"
 
 #include "Flowspec/entities/RuleConfig.h"
+#include "Flowspec/wire/ByteOrder.h"
 #include "Flowspec/wire/ReasonTable.h"
 #include "Ipkit/IpAddr.h"
 
@@ -56,12 +57,6 @@ constexpr IssueText issueTexts[] = {
 static_assert(std::size(issueTexts) == std::size_t(ActionIssueReason::copyWithoutAddress) + 1);
 static_assert(ReasonTable::inOrder(issueTexts));
 
-std::uint32_t be32(std::uint8_t const* p) noexcept {
-   return std::uint32_t(p[0]) << 24 | std::uint32_t(p[1]) << 16 | std::uint32_t(p[2]) << 8 | p[3];
-}
-std::uint16_t be16(std::uint8_t const* p) noexcept {
-   return static_cast<std::uint16_t>(p[0] << 8 | p[1]);
-}
 bool zero(std::uint8_t const* p, std::size_t n) noexcept {
    for (std::size_t i = 0; i < n; ++i)
       if (p[i]) return false;
@@ -181,8 +176,9 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
    Slot<std::uint8_t> mark;
    std::size_t const whole = ec.size() - ec.size() % communityBytes;
    for (std::size_t off = 0; off < whole; off += communityBytes) {
-      std::uint8_t const* c = ec.data() + off;
-      std::uint16_t const ts = be16(c);
+      auto const bytes = ec.subspan(off, communityBytes);
+      std::uint8_t const* c = bytes.data();
+      std::uint16_t const ts = getBe16(bytes, 0);
       auto offer = [&](auto& slot, auto const& value) {
          if (slot.offer(value)) issue(ActionIssueReason::conflict, off, ts);
       };
@@ -197,7 +193,7 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
       switch (ts) {
       case rateBytes:
       case ratePackets: {
-         float const r = std::bit_cast<float>(be32(c + 4));
+         float const r = std::bit_cast<float>(getBe32(bytes, 4));
          if (!(r >= 0.0f) || std::isinf(r)) {
             issue(ActionIssueReason::badRate, off, ts);
          } else {
@@ -213,13 +209,13 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
          }
          break;
       case redirectAs2:
-         redirectToVrf({RouteTarget::Form::as2, be16(c + 2), be32(c + 4)});
+         redirectToVrf({RouteTarget::Form::as2, getBe16(bytes, 2), getBe32(bytes, 4)});
          break;
       case redirectIpv4Rt:
-         redirectToVrf({RouteTarget::Form::ipv4, be32(c + 2), be16(c + 6)});
+         redirectToVrf({RouteTarget::Form::ipv4, getBe32(bytes, 2), getBe16(bytes, 6)});
          break;
       case redirectAs4:
-         redirectToVrf({RouteTarget::Form::as4, be32(c + 2), be16(c + 6)});
+         redirectToVrf({RouteTarget::Form::as4, getBe32(bytes, 2), getBe16(bytes, 6)});
          break;
       case marking:
          if (!zero(c + 2, 5) || (c[7] & ~dscpMask)) {
@@ -241,8 +237,8 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
          if (c[6] || (c[7] & ~copyBit)) {
             issue(ActionIssueReason::reservedBits, off, ts);
          } else {
-            offer(redirect, TrafficRedirect(Vrf::VrfIdMap::noVrfId, Ipkit::IpAddr(be32(c + 2)),
-                                            c[7] & copyBit));
+            offer(redirect, TrafficRedirect(Vrf::VrfIdMap::noVrfId,
+                                            Ipkit::IpAddr(getBe32(bytes, 2)), c[7] & copyBit));
          }
          break;
       default:
@@ -258,8 +254,9 @@ ActionDecodeResult decodeActions(std::span<std::uint8_t const> ec,
           {.reason = reason, .offset = offset, .typeSubtype = ts, .ipv6Attribute = true});
    };
    for (std::size_t off = 0; off < whole6; off += ipv6CommunityBytes) {
-      std::uint8_t const* c = ipv6Ec.data() + off;
-      std::uint16_t const ts = be16(c);
+      auto const bytes = ipv6Ec.subspan(off, ipv6CommunityBytes);
+      std::uint8_t const* c = bytes.data();
+      std::uint16_t const ts = getBe16(bytes, 0);
       if (ts != redirectIpv6) {
          issue6(ActionIssueReason::notAnAction, off, ts);
       } else if (c[18] || (c[19] & ~copyBit)) {

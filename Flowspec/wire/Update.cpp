@@ -1,5 +1,6 @@
 #include "Flowspec/wire/Update.h"
 
+#include "Flowspec/wire/ByteOrder.h"
 #include "Flowspec/wire/NlriCodec.h"
 
 #include <algorithm>
@@ -119,14 +120,6 @@ std::string attrName(std::uint8_t type) {
    return "attribute " + std::to_string(type);
 }
 
-std::uint16_t get16(Bytes b, std::size_t at) {
-   return std::uint16_t(b[at] << 8 | b[at + 1]);
-}
-std::uint32_t get32(Bytes b, std::size_t at) {
-   return std::uint32_t(b[at]) << 24 | std::uint32_t(b[at + 1]) << 16 |
-          std::uint32_t(b[at + 2]) << 8 | b[at + 3];
-}
-
 // A codec's message without its leading "offset N: ", which counts from a
 // start of its own: the reader reports offsets into the message instead.
 std::string withoutOffset(std::string message) {
@@ -202,7 +195,7 @@ bool Reader::header() {
          return false;
       }
    }
-   std::size_t const length = get16(m_, 16);
+   std::size_t const length = getBe16(m_, 16);
    if (length < headerSize || length > maxMessage) {
       problem(UpdateAction::sessionReset, 16,
               "the message length " + std::to_string(length) + " is outside 19 to 4096");
@@ -252,7 +245,7 @@ UpdateContents Reader::read() {
               "the message ends inside the withdrawn routes length");
       return std::move(out_);
    }
-   std::size_t const withdrawnLen = get16(m_, at);
+   std::size_t const withdrawnLen = getBe16(m_, at);
    at += 2;
    if (withdrawnLen > end - at || end - at - withdrawnLen < 2) {
       problem(UpdateAction::sessionReset, at - 2,
@@ -262,7 +255,7 @@ UpdateContents Reader::read() {
    }
    if (!ipv4Prefixes(at, at + withdrawnLen, "withdrawn routes")) return std::move(out_);
    at += withdrawnLen;
-   std::size_t const attrLen = get16(m_, at);
+   std::size_t const attrLen = getBe16(m_, at);
    at += 2;
    if (attrLen > end - at) {
       problem(UpdateAction::sessionReset, at - 2,
@@ -288,7 +281,7 @@ void Reader::attributes(std::size_t at, std::size_t end) {
          broken = std::to_string(end - at) + " bytes are left, too few for an "
                                              "attribute header";
       } else {
-         len = headerLen == 4 ? get16(m_, at + 2) : m_[at + 2];
+         len = headerLen == 4 ? getBe16(m_, at + 2) : m_[at + 2];
          if (len > end - at - headerLen) {
             broken = attrName(m_[at + 1]) + " of length " + std::to_string(len) +
                      " runs past the path attributes (" + std::to_string(end - at - headerLen) +
@@ -461,7 +454,7 @@ void Reader::mpReach(std::size_t at, std::size_t len) {
                   " is too short to name its AFI and SAFI");
       return;
    }
-   std::uint16_t const afi = get16(m_, at);
+   std::uint16_t const afi = getBe16(m_, at);
    std::uint8_t const safi = m_[at + 2];
    bool const flowspec =
        (afi == 1 || afi == 2) && (safi == safiFlowspec || safi == safiFlowspecVpn);
@@ -496,7 +489,7 @@ void Reader::mpReach(std::size_t at, std::size_t len) {
    if (nhLen > 0) {
       Bytes const addr = m_.subspan(nh + rd, afi == 1 ? 4 : 16);
       if (afi == 1) {
-         out_.nextHop = Ipkit::IpGenAddr(Ipkit::IpAddr(get32(addr, 0)));
+         out_.nextHop = Ipkit::IpGenAddr(Ipkit::IpAddr(getBe32(addr, 0)));
       } else {
          Ipkit::Ip6Addr::Bytes a{};
          std::copy(addr.begin(), addr.end(), a.begin());
@@ -516,7 +509,7 @@ void Reader::mpUnreach(std::size_t at, std::size_t len) {
       return;
    }
    mpParsed_ = true;
-   std::uint16_t const afi = get16(m_, at);
+   std::uint16_t const afi = getBe16(m_, at);
    std::uint8_t const safi = m_[at + 2];
    if (!((afi == 1 || afi == 2) && (safi == safiFlowspec || safi == safiFlowspecVpn))) {
       ++out_.otherFamilyAttributes;

@@ -1,6 +1,7 @@
 // buildUpdates: flowspec routes into BGP UPDATE messages (see Update.h).
 #include "Flowspec/wire/Update.h"
 
+#include "Flowspec/wire/ByteOrder.h"
 #include "Flowspec/wire/NlriCodec.h"
 
 #include <exception>
@@ -11,15 +12,6 @@ namespace {
 
 using Message = std::vector<std::uint8_t>;
 
-void put16(Message& m, std::size_t v) {
-   m.push_back(std::uint8_t(v >> 8));
-   m.push_back(std::uint8_t(v));
-}
-void put32(Message& m, std::uint32_t v) {
-   put16(m, v >> 16);
-   put16(m, v & 0xffff);
-}
-
 // One path attribute: flags, type, a 1-byte length, or a 2-byte one with
 // the extended-length flag (0x10) when the value is longer than 255 bytes.
 void putAttribute(Message& m, std::uint8_t flags, std::uint8_t type,
@@ -28,7 +20,7 @@ void putAttribute(Message& m, std::uint8_t flags, std::uint8_t type,
    m.push_back(std::uint8_t(extended ? flags | 0x10 : flags));
    m.push_back(type);
    if (extended) {
-      put16(m, value.size());
+      putBe16(m, value.size());
    } else {
       m.push_back(std::uint8_t(value.size()));
    }
@@ -52,7 +44,7 @@ struct Group {
 // The message header with the length left at 0; fixLength fills it.
 Message header() {
    Message m(16, 0xff);
-   put16(m, 0);
+   putBe16(m, 0);
    m.push_back(2);
    return m;
 }
@@ -124,7 +116,7 @@ std::string Builder::add(std::vector<Group>& groups, FlowspecRoute const& r, boo
 // EXTENDED_COMMUNITIES.
 Message Builder::attributes(Group const& g, std::span<Message const> nlris, bool announce) const {
    Message mp;
-   put16(mp, g.afi);
+   putBe16(mp, g.afi);
    mp.push_back(g.safi);
    if (announce) {
       auto const nh = g.nextHop.bytes();
@@ -144,9 +136,9 @@ Message Builder::attributes(Group const& g, std::span<Message const> nlris, bool
       path.push_back(2); // AS_SEQUENCE
       path.push_back(1);
       if (o_.fourOctetAs) {
-         put32(path, o_.localAs);
+         putBe32(path, o_.localAs);
       } else {
-         put16(path, o_.localAs > 0xffff ? 23456 : o_.localAs);
+         putBe16(path, o_.localAs > 0xffff ? 23456 : o_.localAs);
       }
    }
    putAttribute(attrs, 0x40, 2, path);
@@ -177,8 +169,8 @@ std::string Builder::emit(Group const& g, bool announce, std::vector<Message>& o
          attrs = attributes(g, std::span(g.nlris).subspan(first, last - first), announce);
       }
       Message m = header();
-      put16(m, 0); // no IPv4 withdrawn routes
-      put16(m, attrs.size());
+      putBe16(m, 0); // no IPv4 withdrawn routes
+      putBe16(m, attrs.size());
       m.insert(m.end(), attrs.begin(), attrs.end());
       fixLength(m);
       out.push_back(std::move(m));
