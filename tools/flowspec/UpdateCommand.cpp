@@ -1,5 +1,6 @@
 // flowspec update and flowspec mrt: the flowspec rules of BGP UPDATE messages,
 // given as hex or a file, or recorded in an MRT file.
+#include "CheckModel.h"
 #include "Commands.h"
 
 #include "Hex.h"
@@ -128,14 +129,7 @@ RuleView viewOf(FlowspecRoute const& r) {
       rule->matchSetIs(c);
    v.blame = rule->infeasibleMatchInMatchSet();
    // A component that accepts nothing makes the rule infeasible too.
-   for (auto i = rule->matchSetIteratorConst(); i && v.blame == MatchCompType::invalid; ++i) {
-      Flowspec::MatchComponent const& c = i.value();
-      bool const empty = c.matchTypeNumericalRange()               ? c.numericalRangeSize() == 0
-                         : c.compType() == MatchCompType::tcpFlags ? c.tcpBitMaskSize() == 0
-                         : c.compType() == MatchCompType::fragment ? c.ipBitMaskSize() == 0
-                                                                   : false;
-      if (empty) v.blame = c.compType();
-   }
+   if (v.blame == MatchCompType::invalid) v.blame = componentMatchingNothing(*rule);
    v.feasible = v.blame == MatchCompType::invalid;
    if (v.feasible) rule->sanitizeMatchSet();
    for (auto i = rule->matchSetIteratorConst(); i; ++i) {
