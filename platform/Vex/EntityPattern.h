@@ -339,6 +339,7 @@ class SetCollection : public CollectionBase<Map> {
       return i ? x##Del(Key(i.key())) : ::Vex::Ptr<Child>();                                       \
    }                                                                                               \
    void x##DelAll() {                                                                              \
+      ::Vex::VisitHold hold(this);                                                                 \
       member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    ::Vex::Ptr<Child> x(Key const& key) const noexcept {                                            \
@@ -363,6 +364,7 @@ class SetCollection : public CollectionBase<Map> {
       return i ? x##Del(Key(i.key())) : Value(Key{});                                              \
    }                                                                                               \
    void x##DelAll() {                                                                              \
+      ::Vex::VisitHold hold(this);                                                                 \
       member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    Value x(Key const& key) const {                                                                 \
@@ -379,6 +381,7 @@ class SetCollection : public CollectionBase<Map> {
       return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
    }                                                                                               \
    void x##DelAll() {                                                                              \
+      ::Vex::VisitHold hold(this);                                                                 \
       member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    Value x(Key const& key) const {                                                                 \
@@ -396,6 +399,7 @@ class SetCollection : public CollectionBase<Map> {
       return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
    }                                                                                               \
    void x##DelAll() {                                                                              \
+      ::Vex::VisitHold hold(this);                                                                 \
       member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    bool x(Key const& key) const noexcept {                                                         \
