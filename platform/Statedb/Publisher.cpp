@@ -74,9 +74,9 @@ Publisher::Publisher(Vex::Ptr<Vex::Entity> const& root, PublishOptions options)
       reloaded_ = sequence_ = journal_->load(root);
    }
    recorder_ = std::make_unique<TreeRecorder>(root, [this] { changed(); });
-   // Ids of a reloaded journal are not this process's: start the journal
-   // anew from a snapshot with the ids of this process.
-   if (journal_ && (reloaded_ != 0 || journal_->size() != 0)) journal_->compact(snapshotFrame());
+   // The journal starts from a snapshot with the ids of this process (those
+   // of a reloaded journal were another process's).
+   if (journal_) journal_->compact(snapshotFrame());
 
    std::random_device rd;
    incarnation_ =
@@ -126,14 +126,21 @@ void Publisher::batchEnd() {
       if (journal_->wantsCompaction()) journal_->compact(snapshotFrame());
    }
    for (Reader& r : readers_) {
-      if (r.queued + frame->size() > options_.maxQueuedBytes) {
-         // Cut off: keep what is half sent, drop the rest, send the tree.
+      if (r.resync) {
+         // Cut off: this batch is in the snapshot it gets once it drained.
+      } else if (r.queued + frame->size() > options_.maxQueuedBytes) {
+         // Cut off: keep what is half sent, drop the rest; the tree as it
+         // is then goes out as a snapshot when the reader has taken that.
          ++cutOffs_;
          while (r.queue.size() > (r.sentOfFirst > 0 ? 1u : 0u)) {
             r.queued -= r.queue.back()->size();
             r.queue.pop_back();
          }
-         enqueue(r, snapshotFrame());
+         r.resync = true;
+         if (r.queue.empty()) {
+            r.resync = false;
+            enqueue(r, snapshotFrame());
+         }
       } else {
          enqueue(r, frame);
       }
@@ -190,6 +197,10 @@ void Publisher::send(Reader& r) {
             r.queue.pop_front();
             r.sentOfFirst = 0;
          }
+      }
+      if (r.queue.empty() && r.resync) {
+         r.resync = false;
+         enqueue(r, snapshotFrame());
       }
    }
 }

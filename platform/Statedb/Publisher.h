@@ -23,9 +23,10 @@
 // root, or a member of the configured group (by its primary group) is
 // served; anyone else is closed at once. A reader receives a hello frame,
 // a snapshot of the tree, then every batch. A reader that falls more than
-// `maxQueuedBytes` behind is cut off: what was queued for it is dropped and
-// a fresh snapshot is queued instead, so the writer's memory stays bounded
-// and the reader comes back in step.
+// `maxQueuedBytes` behind is cut off: what was queued for it is dropped, and
+// so is every batch after, until the reader has taken the frame it was in
+// the middle of; it then gets a snapshot of the tree as it is by then. The
+// writer's memory stays bounded and the reader comes back in step.
 //
 // Persistence. With `journal` on, every batch is appended to
 // <stateDir>/<name>.journal, compacted into <name>.snapshot past a size
@@ -141,6 +142,7 @@ class Publisher : public Endpoint {
       std::deque<FrameBytes> queue;
       std::size_t sentOfFirst = 0;
       std::size_t queued = 0;
+      bool resync = false; ///< cut off: a snapshot follows once the queue drained
    };
    void changed();
    void accept();
