@@ -8,6 +8,7 @@
 #include "Commands.h"
 #include "ManPage.h"
 #include "NlriCommand.h"
+#include "StateCommands.h"
 #include "UpdateCommand.h"
 
 #include <exception>
@@ -64,6 +65,14 @@ Commands:
                           the rules a BGP UPDATE announces and withdraws
   mrt FILE [--json] [--redirect RT=VRF]
                           the same for every UPDATE of an MRT file
+  serve --state DIR [FILE...]
+                          publish the configuration of rule files to other
+                          processes
+  hw-agent --state DIR    program the served rules into the simulated
+                          hardware and publish their status and counters
+  show --state DIR [--json]
+                          the served rules with their status
+  watch --state DIR       print every change of the served trees
   types                   the types registered with the reflection layer
   describe TYPE           the attribute table of one registered type
   help [COMMAND]          this text, or the help of COMMAND
@@ -151,6 +160,22 @@ Command const commands[] = {
     {"nlri", nlriHelp,
      [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
         return nlriCommand(a, o, e);
+     }},
+    {"serve", serveHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return serveCommand(a, o, e);
+     }},
+    {"hw-agent", hwAgentHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return hwAgentCommand(a, o, e);
+     }},
+    {"show", showHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return showCommand(a, o, e);
+     }},
+    {"watch", watchHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return watchCommand(a, o, e);
      }},
 };
 
