@@ -45,7 +45,25 @@ struct StateArgs {
    std::vector<std::string> files;
    bool json = false;
    int runMs = -1; ///< --for MS: stop after this long (tests and demos)
+   Statedb::JournalOptions journal{};
 };
+
+/// "batch", "never" or "interval:MS".
+bool fsyncPolicy(std::string_view text, Statedb::JournalOptions& o) {
+   if (text == "batch") {
+      o.fsync = Statedb::FsyncPolicy::everyBatch;
+   } else if (text == "never") {
+      o.fsync = Statedb::FsyncPolicy::never;
+   } else if (text.starts_with("interval:") && text.size() > 9) {
+      int const ms = std::atoi(std::string(text.substr(9)).c_str());
+      if (ms <= 0) return false;
+      o.fsync = Statedb::FsyncPolicy::interval;
+      o.interval = std::chrono::milliseconds(ms);
+   } else {
+      return false;
+   }
+   return true;
+}
 
 /// Reads --state DIR, --json (when allowed), --for MS and files (when
 /// allowed); false after an error on `err`.
@@ -57,6 +75,11 @@ bool parse(Args const& args, StateArgs& a, bool files, bool json, std::ostream& 
             a.stateDir = std::string(args[++i]);
          } else {
             a.runMs = std::atoi(std::string(args[++i]).c_str());
+         }
+      } else if (files && arg == "--fsync" && i + 1 < args.size()) {
+         if (!fsyncPolicy(args[++i], a.journal)) {
+            err << "flowspec: --fsync takes batch, interval:MS or never\n";
+            return false;
          }
       } else if (json && arg == "--json") {
          a.json = true;
@@ -113,14 +136,18 @@ Statedb::MountOptions mountOf(std::string const& dir, char const* name) {
 // ---- serve ------------------------------------------------------------------
 
 std::string serveHelp() {
-   return R"(usage: flowspec serve --state DIR [FILE...] [--for MS]
+   return R"(usage: flowspec serve --state DIR [FILE...] [--fsync POLICY] [--for MS]
 
 Publishes the configuration (Config) as flowspec/config in the state
 directory DIR: first what its journal holds (a restarted serve comes back
 with its rules), then the rules of each FILE, one batch per file. Readers
 connect to DIR/flowspec/config.sock; the journal is
-DIR/flowspec/config.journal beside it. Runs until interrupted (or for MS
-milliseconds).
+DIR/flowspec/config.journal beside it. --fsync says when batches reach
+the disk: batch (each batch before readers get it; the default),
+interval:MS (at most MS milliseconds after it), or never (when the kernel
+writes it back); a killed serve loses nothing under any policy, a machine
+that loses power may lose the last interval. Runs until interrupted (or for
+MS milliseconds).
 )";
 }
 
@@ -130,7 +157,9 @@ int serveCommand(Args const& args, std::ostream& out, std::ostream& err) {
    stopOnSignals();
    try {
       auto config = Flowspec::Config::ConfigIs("config");
-      Statedb::Publisher pub(config, {.stateDir = a.stateDir, .name = "flowspec/config"});
+      Statedb::PublishOptions options{.stateDir = a.stateDir, .name = "flowspec/config"};
+      options.journalOptions = a.journal;
+      Statedb::Publisher pub(config, options);
       int refused = 0;
       for (std::string const& file : a.files) {
          std::ifstream in(file);
