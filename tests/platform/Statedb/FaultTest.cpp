@@ -166,7 +166,8 @@ TEST(StatedbFaults, AWriterKilledMidBatchLeavesTheLastWholeBatchThenResyncs) {
    EXPECT_EQ(mount->lastError(), "Statedb: the writer closed the connection");
 
    // A writer returns: it reloads the journal (the whole batch) and the
-   // reader resynchronises with it.
+   // reader resynchronises with it; its observers hear only what differs.
+   Listener heard(mount->root());
    auto config = Config::ConfigIs("config");
    Statedb::Publisher pub(config, configAt(dir));
    EXPECT_EQ(pub.reloadedSequence(), 1u);
@@ -181,6 +182,8 @@ TEST(StatedbFaults, AWriterKilledMidBatchLeavesTheLastWholeBatchThenResyncs) {
        5000));
    std::string why;
    EXPECT_TRUE(Statedb::sameTree(*mount->root(), *config, &why)) << why;
+   EXPECT_EQ(heard.heard.size(), 6u)
+       << "three rules made, three ids set: " << ::testing::PrintToString(heard.heard);
    ASSERT_GE(states.size(), 4u);
    EXPECT_EQ(std::vector<std::string>(states.end() - 4, states.end()),
              (std::vector<std::string>{"live", "disconnected", "syncing", "live"}));
