@@ -314,6 +314,7 @@ class SetCollection : public CollectionBase<Map> {
       return member.del(key, [this](Key const& k) { x##Notify(k); });                              \
    }                                                                                               \
    void x##DelAll() {                                                                              \
+      ::Vex::VisitHold hold(this);                                                                 \
       member.delAll([this](Key const& k) { x##Notify(k); });                                       \
    }                                                                                               \
    void x##Notify(Key const& key) const {                                                          \

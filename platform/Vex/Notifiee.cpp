@@ -4,6 +4,15 @@
 
 namespace Vex {
 
+VisitHold::VisitHold(Entity const* entity) noexcept
+    : held_(entity && entity->refCount() > 0 ? entity : nullptr) {
+   if (held_) held_->newRef();
+}
+
+VisitHold::~VisitHold() {
+   if (held_) held_->delRef();
+}
+
 NotifieeBase::~NotifieeBase() {
    if (list_) list_->detach(*this);
 }

@@ -12,6 +12,11 @@
 // that was not yet called is not called), attach others (they are appended
 // and called by the visits in progress), or start a nested visit.
 //
+// A visit also holds a reference on the entity it visits for as long as it
+// runs (Vex::VisitHold): an observer may drop the last reference to the
+// entity it observes from inside its callback, and the entity is then
+// destroyed when the visit ends, not while the visit still walks its list.
+//
 //   list.visit<Rule::NotifieeConst>([](auto& n) { n.onRuleId(); });
 //   list.visit<Rule::NotifieeConst>([&](auto& n) { n.onMatchSet(type); });
 #pragma once
@@ -46,6 +51,21 @@ class NotifieeBase {
    NotifieeList* list_ = nullptr;
    NotifieeBase* prev_ = nullptr;
    NotifieeBase* next_ = nullptr;
+};
+
+/// Holds a reference on an entity while it lives, when the entity is held
+/// through Vex::Ptr at all (an entity with no reference, being built or
+/// living outside a Ptr, is left alone). Visits and delete-all walks use it
+/// so that the entity they walk outlives the walk.
+class VisitHold {
+ public:
+   explicit VisitHold(Entity const* entity) noexcept;
+   ~VisitHold();
+   VisitHold(VisitHold const&) = delete;
+   VisitHold& operator=(VisitHold const&) = delete;
+
+ private:
+   Entity const* held_;
 };
 
 class NotifieeList {
@@ -92,6 +112,8 @@ class NotifieeList {
 
 template <class N, class F>
 void NotifieeList::visit(F&& f) {
+   // Declared first, released last: the list outlives the cursor guard.
+   VisitHold hold(owner_);
    Cursor cursor{head_, cursors_};
    cursors_ = &cursor;
    CursorGuard guard{this, &cursor};

@@ -183,6 +183,8 @@ char const* opName(AttrOp op) {
       return "isNull";
    case AttrOp::add:
       return "add";
+   case AttrOp::has:
+      return "has";
    }
    return "?";
 }

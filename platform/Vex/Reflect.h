@@ -65,6 +65,8 @@ enum AttrFlag : std::uint32_t {
    attrCollection = 1u << 4, ///< a keyed collection: get, set, del by key; iterate
    attrMethod = 1u << 5,     ///< called with arguments
    attrChildren = 1u << 6,   ///< with attrCollection: the members are child entities
+   attrMapped = 1u << 7,     ///< with attrCollection: set takes the key and the member
+   attrElements = 1u << 8,   ///< with attrCollection: set takes the member, keyed by itself
 };
 
 /// What genericIfAttributeOp is asked to do.
@@ -76,6 +78,7 @@ enum class AttrOp : std::uint32_t {
    // Type-level operations, asked with no row.
    isNull, ///< result = whether the object is its type's null value
    add,    ///< result = the object plus args[0]
+   has,    ///< a collection: result = whether a member is keyed args[0] (a bool)
 };
 
 /// The results of genericIfAttributeOp.

@@ -192,8 +192,9 @@ int methodAccess(AttrOp op, void* object, GenericValue* result, GenericArgs args
 }
 
 /// The pieces of a collection row: how to look a member up, add, delete, and
-/// walk. Get, Is, Del and Iter are stateless lambdas (see VEX_COLLECTION_ROW).
-template <class T, class Get, class Is, class Del, class Iter>
+/// walk. Get, Is, Del, Iter and Has are stateless lambdas (see
+/// VEX_COLLECTION_ROW).
+template <class T, class Get, class Is, class Del, class Iter, class Has>
 struct Collection {
    using Key = std::decay_t<decltype(Iter{}(std::declval<T const&>()).key())>;
    using Member = std::decay_t<decltype(Get{}(std::declval<T const&>(), std::declval<Key>()))>;
@@ -204,6 +205,10 @@ struct Collection {
       case AttrOp::get:
          checkArgCount(args, 1);
          store(result, Get{}(o, args[0].value<Key>()));
+         return attrOpDone;
+      case AttrOp::has:
+         checkArgCount(args, 1);
+         store(result, static_cast<bool>(Has{}(o, args[0].value<Key>())));
          return attrOpDone;
       case AttrOp::del:
          checkArgCount(args, 1);
@@ -580,11 +585,16 @@ constexpr AttrRow at(std::uint32_t number, AttrRow row) {
 namespace Reflection {
 
 template <class T, FixedString KeyName, auto KeyType = nullptr, class Get, class Is, class Del,
-          class Iter>
-constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
-   using C = Collection<T, Get, Is, Del, Iter>;
-   constexpr bool children =
-       !std::is_same_v<typename Unwrap<typename C::Member>::Type, typename C::Member>;
+          class Iter, class Has>
+constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter, Has) {
+   using C = Collection<T, Get, Is, Del, Iter, Has>;
+   using Key = typename C::Key;
+   using Member = typename C::Member;
+   constexpr bool children = !std::is_same_v<typename Unwrap<Member>::Type, Member>;
+   // The same choice as Collection::access makes for set.
+   constexpr bool mapped = std::is_invocable_v<Is, T&, Key, Member>;
+   constexpr bool elements =
+       !mapped && !children && std::is_invocable_v<Is, T&, Member> && !std::is_same_v<Member, bool>;
    constexpr TypeFn keyType = [] {
       if constexpr (std::is_same_v<decltype(KeyType), std::nullptr_t>) {
          return typeFnOf<typename C::Key>();
@@ -593,7 +603,8 @@ constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
       }
    }();
    return {.name = name,
-           .flags = children ? attrCollection | attrChildren : attrCollection,
+           .flags = attrCollection | (children ? attrChildren : 0u) | (mapped ? attrMapped : 0u) |
+                    (elements ? attrElements : 0u),
            .params = oneParam<KeyName, keyType>,
            .access = &C::access,
            .iterate = &C::iterate,
@@ -611,7 +622,8 @@ constexpr AttrRow collectionRow(char const* name, Get, Is, Del, Iter) {
        #x, [](T const& o, auto const& k) { return o.x(k); },                                       \
        [](T& o, auto const&... a) -> decltype(o.x##Is(a...)) { return o.x##Is(a...); },            \
        [](T& o, auto const& k) { return o.x##Del(k); },                                            \
-       [](T const& o) { return o.x##IteratorConst(); })
+       [](T const& o) { return o.x##IteratorConst(); },                                            \
+       [](T const& o, auto const& k) { return o.x##Has(k); })
 
 // --- Table builders ---------------------------------------------------------
 

@@ -9,6 +9,7 @@
 #include "ListenCommand.h"
 #include "ManPage.h"
 #include "NlriCommand.h"
+#include "StateCommands.h"
 #include "UpdateCommand.h"
 
 #include <exception>
@@ -68,6 +69,14 @@ Commands:
   listen --peer ADDRESS AS [--port N] [--json] ...
                           receive rules from live BGP peers and program
                           them as they come and go
+  serve --state DIR [FILE...]
+                          publish the configuration of rule files to other
+                          processes
+  hw-agent --state DIR    program the served rules into the simulated
+                          hardware and publish their status and counters
+  show --state DIR [--json]
+                          the served rules with their status
+  watch --state DIR       print every change of the served trees
   types                   the types registered with the reflection layer
   describe TYPE           the attribute table of one registered type
   help [COMMAND]          this text, or the help of COMMAND
@@ -159,6 +168,22 @@ Command const commands[] = {
     {"nlri", nlriHelp,
      [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
         return nlriCommand(a, o, e);
+     }},
+    {"serve", serveHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return serveCommand(a, o, e);
+     }},
+    {"hw-agent", hwAgentHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return hwAgentCommand(a, o, e);
+     }},
+    {"show", showHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return showCommand(a, o, e);
+     }},
+    {"watch", watchHelp,
+     [](Args const& a, char const*, std::ostream& o, std::ostream& e) {
+        return watchCommand(a, o, e);
      }},
 };
 

@@ -149,3 +149,20 @@ TEST(Entity, ParentLinkNotificationSwitchAndDefaults) {
    EXPECT_EQ(root->fwkType(), &Vex::Entity::_vexType)
        << "an entity type without a descriptor of its own";
 }
+
+TEST(NotifieeList, AnObserverMayDropTheLastReferenceInsideItsCallback) {
+   // The first observer drops the only reference in its callback. The visit
+   // holds the entity, so the second observer is still told and the entity
+   // goes when the visit ends (without the hold, the visit writes into the
+   // freed list: ASan reports a heap use after free).
+   std::vector<std::string> log;
+   Recorder a("a", &log), b("b", &log);
+   Vex::Ptr<Widget> last = new Widget;
+   a.notifierIs(last), b.notifierIs(last);
+   Widget* raw = last.get();
+   a.action = [&last] { last = nullptr; };
+   raw->sizeIs(5);
+   EXPECT_EQ(log, (std::vector<std::string>{"a.onSize", "b.onSize"}));
+   EXPECT_EQ(a.notifierEntity(), nullptr) << "destroyed after the visit, observers detached";
+   EXPECT_EQ(b.notifierEntity(), nullptr);
+}
