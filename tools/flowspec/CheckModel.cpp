@@ -172,8 +172,6 @@ RuleActions actionsOf(RuleLine const& line) {
 
 // ---- the configuration agent ----------------------------------------------
 
-// Configures one rule: its match set and actions, then feasibility and
-// sanitising. Raises what matchSetFromKey raises, before changing anything.
 } // namespace
 
 void configureRule(Flowspec::Config& config, RuleLine const& line) {

@@ -102,31 +102,6 @@ bool timeLeft(std::chrono::steady_clock::time_point start, int runMs) {
    return runMs < 0 || std::chrono::steady_clock::now() - start < std::chrono::milliseconds(runMs);
 }
 
-/// Configures one rule of a rule file as check does: match set and actions,
-/// then feasibility (an InfeasibleRule) or sanitising.
-void configure(Flowspec::Config& config, RuleLine const& line) {
-   auto const matchSet = Flowspec::matchSetFromKey(line.key);
-   auto vrf = config.vrfRuleConfigIs(line.vrfId);
-   auto rule = vrf->ruleIs(line.key);
-   rule->ruleIdIs(line.line);
-   for (auto const& c : matchSet)
-      rule->matchSetIs(c);
-   rule->actionFieldSetIs(line.actionFieldSet);
-   rule->trafficRateLimitIs(line.trafficRateLimit);
-   rule->trafficActionIs(line.trafficAction);
-   rule->trafficRedirectIs(line.trafficRedirect);
-   rule->trafficMarkingDscpIs(line.trafficMarkingDscp);
-   Flowspec::MatchCompType blame = componentMatchingNothing(*rule);
-   if (blame == Flowspec::MatchCompType::invalid) blame = rule->infeasibleMatchInMatchSet();
-   if (blame != Flowspec::MatchCompType::invalid) {
-      auto infeasible = vrf->infeasibleRuleIs(line.key);
-      infeasible->ruleIdIs(line.line);
-      infeasible->matchCompTypeIs(blame);
-   } else {
-      rule->sanitizeMatchSet();
-   }
-}
-
 Statedb::MountOptions mountOf(std::string const& dir, char const* name) {
    return {.stateDir = dir, .name = name};
 }
@@ -176,7 +151,7 @@ int serveCommand(Args const& args, std::ostream& out, std::ostream& err) {
          }
          Statedb::Publisher::Batch batch(pub);
          for (RuleLine const& line : rules.rules)
-            configure(*config, line);
+            configureRule(*config, line);
       }
       std::size_t rules = 0;
       for (auto v = config->vrfRuleConfigIteratorConst(); v; ++v)
