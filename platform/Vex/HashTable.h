@@ -11,7 +11,7 @@
 // change of the table from the member it stood on.
 //
 // The table doubles when it holds more members than buckets and halves when
-// it holds fewer than an eighth of them (never below 8 buckets).
+// it holds fewer than an eighth of them (never below 2 buckets).
 #pragma once
 
 #include "Vex/Assert.h"
@@ -245,7 +245,9 @@ class HashTable {
    }
 
  private:
-   static constexpr std::size_t minBuckets = 8;
+   // Two: most tables of values hold one or two members (a match component's
+   // ranges or masks), and a bucket array is allocated with the first one.
+   static constexpr std::size_t minBuckets = 2;
 
    static Node* node(HashLink* l) noexcept { return static_cast<Node*>(l); }
    static Node const* node(HashLink const* l) noexcept { return static_cast<Node const*>(l); }
