@@ -21,11 +21,108 @@ std::uint8_t icmpProtocol(RuleConfig const& rule) {
    return rule.key().addressFamily() == Ipkit::ipv6 ? 58 : 1;
 }
 
-bool ipProtoContains(RuleConfig const& rule,
-                     std::vector<Ipkit::IpProtocolNumber> const& protocols) {
-   if (rule.matchSetSize() == 0 || !rule.matchSetHas(T::ipProto)) return true;
-   MatchComponent const proto = rule.matchSet(T::ipProto);
-   for (auto i = proto.numericalRangeIteratorConst(); i; ++i) {
+// Whether `proto` (the rule's ipProto component; null when it has none)
+// allows one of `numbers`.
+bool protoAllows(MatchComponent const* proto, std::initializer_list<std::uint32_t> numbers) {
+   if (!proto) return true;
+   for (auto i = proto->numericalRangeIteratorConst(); i; ++i) {
+      for (std::uint32_t n : numbers) {
+         if (i.key().contains(n)) return true;
+      }
+   }
+   return false;
+}
+
+// The kinds a match set holds, from one walk in type order, and its ipProto
+// component.
+class Present {
+ public:
+   explicit Present(RuleConfig const& rule) {
+      for (auto i = rule.matchSetIteratorConst(); i; ++i) {
+         MatchComponent const& c = i.value();
+         T const t = c.compType();
+         if (static_cast<std::uint32_t>(t) < 32) kinds_ |= 1u << static_cast<std::uint32_t>(t);
+         if (t == T::ipProto) proto_ = &c;
+      }
+   }
+   bool has(T t) const noexcept { return kinds_ >> static_cast<std::uint32_t>(t) & 1; }
+   bool icmp() const noexcept { return has(T::icmpType) || has(T::icmpCode); }
+   // The first port kind held, or invalid.
+   T firstPort() const noexcept {
+      for (T t : {T::port, T::destPort, T::srcPort}) {
+         if (has(t)) return t;
+      }
+      return T::invalid;
+   }
+   MatchComponent const* proto() const noexcept { return proto_; }
+
+ private:
+   std::uint32_t kinds_ = 0;
+   MatchComponent const* proto_ = nullptr;
+};
+
+MatchCompType infeasibleIn(RuleConfig const& rule, Present const& in) {
+   if (rule.matchSetSize() == 0) return T::invalid;
+   bool const icmp = in.icmp();
+   T const port = in.firstPort();
+   T const icmpBlame = in.has(T::icmpType) ? T::icmpType : T::icmpCode;
+   if (in.has(T::tcpFlags)) {
+      if (icmp || !protoAllows(in.proto(), {tcp})) return T::tcpFlags;
+   }
+   if (icmp) {
+      if (port != T::invalid || in.has(T::tcpFlags)) return icmpBlame;
+      if (!protoAllows(in.proto(), {icmpProtocol(rule)})) return icmpBlame;
+   }
+   if (port != T::invalid) {
+      if (icmp || !protoAllows(in.proto(), {tcp, udp})) return port;
+   }
+   return T::invalid;
+}
+
+// The protocols sanitising narrows the ipProto component to, each a range of
+// one number, in the order they are added.
+class Protocols {
+ public:
+   void add(std::uint8_t p) noexcept {
+      for (std::size_t i = 0; i < size_; ++i) {
+         if (numbers_[i] == p) return;
+      }
+      numbers_[size_++] = p;
+   }
+   // Whether `c` (null: absent) is already the ipProto component of exactly
+   // these protocols, as MatchComponent's == would find it.
+   bool heldBy(MatchComponent const* c) const {
+      if (!c || !(c->prefix() == Ipkit::IpGenPrefix()) || c->ipBitMaskSize() != 0 ||
+          c->tcpBitMaskSize() != 0 || c->numericalRangeSize() != size_) {
+         return false;
+      }
+      for (std::size_t i = 0; i < size_; ++i) {
+         NumericalRange const r(numbers_[i], numbers_[i]);
+         if (!c->numericalRange(r)) return false;
+      }
+      return true;
+   }
+   MatchComponent component() const {
+      MatchComponent w(T::ipProto);
+      for (std::size_t i = 0; i < size_; ++i)
+         w.numericalRangeIs(NumericalRange(numbers_[i], numbers_[i]), true);
+      return w;
+   }
+
+ private:
+   // tcp, udp and one ICMP protocol at most.
+   std::uint8_t numbers_[4] = {};
+   std::size_t size_ = 0;
+};
+
+} // namespace
+
+bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
+                               std::vector<Ipkit::IpProtocolNumber>& protocols) {
+   if (rule->matchSetSize() == 0) return true;
+   MatchComponent const* proto = rule->matchSetFind(T::ipProto);
+   if (!proto) return true;
+   for (auto i = proto->numericalRangeIteratorConst(); i; ++i) {
       for (auto const& p : protocols) {
          if (i.key().contains(p.value())) return true;
       }
@@ -33,63 +130,39 @@ bool ipProtoContains(RuleConfig const& rule,
    return false;
 }
 
-bool ipProtoAllows(RuleConfig const& rule, std::initializer_list<std::uint8_t> numbers) {
-   std::vector<Ipkit::IpProtocolNumber> protocols;
-   for (auto n : numbers)
-      protocols.emplace_back(n);
-   return ipProtoContains(rule, protocols);
-}
-
-// The first port kind the rule holds.
-T firstPort(RuleConfig const& rule) {
-   for (T t : {T::port, T::destPort, T::srcPort}) {
-      if (rule.matchSetHas(t)) return t;
-   }
-   return T::invalid;
-}
-
-} // namespace
-
-bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
-                               std::vector<Ipkit::IpProtocolNumber>& protocols) {
-   return ipProtoContains(*rule, protocols);
+MatchComponent const* RuleConfig::matchSetFind(MatchCompType type) const noexcept {
+   VexMatchSet const* n = matchSet_.map().find(type);
+   return n ? &n->value() : nullptr;
 }
 
 MatchCompType RuleConfig::infeasibleMatchInMatchSet() const {
-   if (matchSetSize() == 0) return T::invalid;
-   bool const icmp = matchSetHas(T::icmpType) || matchSetHas(T::icmpCode);
-   bool const port = firstPort(*this) != T::invalid;
-   T const icmpBlame = matchSetHas(T::icmpType) ? T::icmpType : T::icmpCode;
-   if (matchSetHas(T::tcpFlags)) {
-      if (icmp || !ipProtoAllows(*this, {tcp})) return T::tcpFlags;
-   }
-   if (icmp) {
-      if (port || matchSetHas(T::tcpFlags)) return icmpBlame;
-      if (!ipProtoAllows(*this, {icmpProtocol(*this)})) return icmpBlame;
-   }
-   if (port) {
-      if (icmp || !ipProtoAllows(*this, {tcp, udp})) return firstPort(*this);
-   }
-   return T::invalid;
+   return infeasibleIn(*this, Present(*this));
 }
 
 MatchCompType RuleConfig::sanitizeMatchSet() {
-   if (T r = infeasibleMatchInMatchSet(); r != T::invalid) return r;
-   MatchComponent w(T::ipProto);
+   Present const in(*this);
+   if (T r = infeasibleIn(*this, in); r != T::invalid) return r;
    if (matchSetSize() == 0) return T::invalid;
-   if (matchSetHas(T::tcpFlags)) {
-      w.numericalRangeIs(NumericalRange(tcp, tcp), true);
-      matchSetIs(w);
+   // Each step stores the protocols gathered so far, as one ipProto
+   // component; storing an equal component changes nothing and tells no one,
+   // so the component is only built when it differs.
+   Protocols w;
+   auto store = [&] {
+      if (!w.heldBy(matchSetFind(T::ipProto))) matchSetIs(w.component());
+   };
+   if (in.has(T::tcpFlags)) {
+      w.add(tcp);
+      store();
    }
-   if (matchSetHas(T::icmpType) || matchSetHas(T::icmpCode)) {
-      std::uint8_t p = icmpProtocol(*this);
-      w.numericalRangeIs(NumericalRange(p, p), true);
-      matchSetIs(w);
+   if (in.icmp()) {
+      w.add(icmpProtocol(*this));
+      store();
    }
-   if (firstPort(*this) != T::invalid) {
-      if (ipProtoAllows(*this, {tcp})) w.numericalRangeIs(NumericalRange(tcp, tcp), true);
-      if (ipProtoAllows(*this, {udp})) w.numericalRangeIs(NumericalRange(udp, udp), true);
-      matchSetIs(w);
+   if (in.firstPort() != T::invalid) {
+      MatchComponent const* proto = matchSetFind(T::ipProto);
+      if (protoAllows(proto, {tcp})) w.add(tcp);
+      if (protoAllows(proto, {udp})) w.add(udp);
+      store();
    }
    return T::invalid;
 }

@@ -83,6 +83,9 @@ class RuleConfig : public Vex::Entity,
    /// matchSetNotify(type), matchSet(type) (a copy, or MatchComponent(invalid)),
    /// matchSetHas, matchSetSize, matchSetIteratorConst (ascending type order).
    VEX_ELEMENT_COLLECTION(matchSet, MatchSet, MatchComponent, MatchCompType, matchSet_)
+   /// The stored component of `type`, or null: a look at it in place,
+   /// without the copy matchSet(type) makes. Valid until the match set changes.
+   MatchComponent const* matchSetFind(MatchCompType type) const noexcept;
 
    /// `invalid` when the match set can match a packet; otherwise the type to
    /// blame. In order, the first that fires decides:

@@ -248,6 +248,18 @@ class ElementCollection
           typename Node::KeyFn()(element), element, [&] { return Ptr<Node>(new Node(element)); },
           notify);
    }
+   /// The same, moving `element` into the node instead of copying it.
+   template <class Notify>
+   void is(Value&& element, Notify notify) {
+      Key const key = typename Node::KeyFn()(element);
+      auto [n, made] =
+          this->map_.findOrInsert(key, [&] { return Ptr<Node>(new Node(std::move(element))); });
+      if (!made) {
+         if (n->value() == element) return;
+         n->valueIs(std::move(element));
+      }
+      notify(key);
+   }
 };
 
 /// A value per key: Node is a MapNode. An absent key reads as Value().
@@ -347,12 +359,16 @@ class SetCollection : public CollectionBase<Map> {
       return member.get(key);                                                                      \
    }
 
-/// Values keyed by their element: xIs(element), xDel(key), xDel(iterator),
+/// Values keyed by their element: xIs(element) (a copy, or moved from an
+/// rvalue), xDel(key), xDel(iterator),
 /// xDelAll(), x(key).
 #define VEX_ELEMENT_COLLECTION(x, X, Value, Key, member)                                           \
    VEX_COLLECTION_COMMON(x, X, Key, member)                                                        \
    void x##Is(Value const& element) {                                                              \
       member.is(element, [this](Key const& k) { x##Notify(k); });                                  \
+   }                                                                                               \
+   void x##Is(Value&& element) {                                                                   \
+      member.is(std::move(element), [this](Key const& k) { x##Notify(k); });                       \
    }                                                                                               \
    template <class I>                                                                              \
    requires requires(I & it) {                                                                     \

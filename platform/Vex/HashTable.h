@@ -11,7 +11,7 @@
 // change of the table from the member it stood on.
 //
 // The table doubles when it holds more members than buckets and halves when
-// it holds fewer than an eighth of them (never below 8 buckets).
+// it holds fewer than an eighth of them (never below 2 buckets).
 #pragma once
 
 #include "Vex/Assert.h"
@@ -137,7 +137,7 @@ class HashTable {
       *pp = m;
       ++size_;
       ++version_;
-      if (size_ > bucketCount_) rehash(bucketCount_ * 2);
+      if (size_ > bucketCount_ && bucketCount_ < maxBuckets) rehash(std::size_t(bucketCount_) * 2);
       return {m, true};
    }
 
@@ -166,7 +166,7 @@ class HashTable {
    /// Releases every member without telling anyone, and the buckets.
    void clear() noexcept {
       std::unique_ptr<HashLink*[]> buckets = std::move(buckets_);
-      std::size_t count = bucketCount_;
+      std::size_t const count = bucketCount_;
       bucketCount_ = 0;
       shift_ = 32;
       size_ = 0;
@@ -245,7 +245,10 @@ class HashTable {
    }
 
  private:
-   static constexpr std::size_t minBuckets = 8;
+   // Two: most tables of values hold one or two members (a match component's
+   // ranges or masks), and a bucket array is allocated with the first one.
+   static constexpr std::size_t minBuckets = 2;
+   static constexpr std::size_t maxBuckets = std::size_t(1) << 31;
 
    static Node* node(HashLink* l) noexcept { return static_cast<Node*>(l); }
    static Node const* node(HashLink const* l) noexcept { return static_cast<Node const*>(l); }
@@ -283,13 +286,15 @@ class HashTable {
          }
       }
       buckets_ = std::move(buckets);
-      bucketCount_ = count;
+      bucketCount_ = static_cast<std::uint32_t>(count);
       shift_ = shift;
    }
 
    std::unique_ptr<HashLink*[]> buckets_;
-   std::size_t bucketCount_ = 0;
-   unsigned shift_ = 32;
+   // 32-bit counts keep the table at 32 bytes; it stops doubling at 2^31
+   // buckets (16 GiB of them), which such a count holds.
+   std::uint32_t bucketCount_ = 0;
+   std::uint32_t shift_ = 32;
    std::size_t size_ = 0;
    std::uint64_t version_ = 0;
 };

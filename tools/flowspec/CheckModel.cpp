@@ -14,6 +14,7 @@
 #include <exception>
 #include <istream>
 #include <ostream>
+#include <utility>
 
 namespace FlowspecTool {
 
@@ -175,12 +176,12 @@ RuleActions actionsOf(RuleLine const& line) {
 } // namespace
 
 void configureRule(Flowspec::Config& config, RuleLine const& line) {
-   std::vector<Flowspec::MatchComponent> const matchSet = Flowspec::matchSetFromKey(line.key);
+   std::vector<Flowspec::MatchComponent> matchSet = Flowspec::matchSetFromKey(line.key);
    Vex::Ptr<Flowspec::VrfRuleConfig> vrf = config.vrfRuleConfigIs(line.vrfId);
    Vex::Ptr<Flowspec::RuleConfig> rule = vrf->ruleIs(line.key);
    rule->ruleIdIs(line.line);
-   for (auto const& c : matchSet)
-      rule->matchSetIs(c);
+   for (auto& c : matchSet)
+      rule->matchSetIs(std::move(c));
    rule->actionFieldSetIs(line.actionFieldSet);
    rule->trafficRateLimitIs(line.trafficRateLimit);
    rule->trafficActionIs(line.trafficAction);

@@ -120,14 +120,23 @@ TEST(RuleConfig, MatchSetMembersAreKeyedByTheirType) {
    rule->matchSetIs(ranges(T::ipProto, {{6, 6}}));   // equal: silent
    rule->matchSetIs(ranges(T::ipProto, {{17, 17}})); // same type: overwritten
    EXPECT_EQ(rule->matchSetSize(), 1u);
+   MatchComponent const udp = ranges(T::ipProto, {{17, 17}}), dscp = ranges(T::dscp, {{4, 4}});
+   rule->matchSetIs(udp); // a copy: equal, silent
+   rule->matchSetIs(dscp);
+   MatchComponent const* const stored = rule->matchSetFind(T::ipProto);
+   ASSERT_NE(stored, nullptr);
+   EXPECT_EQ(*stored, udp);
+   EXPECT_EQ(rule->matchSetFind(T::icmpType), nullptr);
+   EXPECT_EQ(udp, ranges(T::ipProto, {{17, 17}})) << "the copied component is left alone";
+   rule->matchSetDel(T::dscp);
    EXPECT_EQ(rule->matchSet(T::ipProto), ranges(T::ipProto, {{17, 17}}));
    EXPECT_EQ(rule->matchSet(T::icmpType), MatchComponent(T::invalid));
    EXPECT_EQ(rule->matchSetDel(T::icmpType), MatchComponent(T::invalid)); // silent
    rule->matchSetNotify(T::dscp); // re-announces, present or not
    EXPECT_EQ(rule->matchSetDel(T::ipProto), ranges(T::ipProto, {{17, 17}}));
    EXPECT_FALSE(rule->matchSetHas(T::ipProto));
-   EXPECT_EQ(rec.calls,
-             (Calls{"onMatchSet(3)", "onMatchSet(3)", "onMatchSet(11)", "onMatchSet(3)"}));
+   EXPECT_EQ(rec.calls, (Calls{"onMatchSet(3)", "onMatchSet(3)", "onMatchSet(11)", "onMatchSet(11)",
+                               "onMatchSet(11)", "onMatchSet(3)"}));
 }
 
 TEST(RuleConfig, MatchSetDeletionWalksInTypeOrder) {
@@ -180,6 +189,9 @@ TEST(RuleConfig, FeasibilityAndSanitising) {
    auto const port = ranges(T::port, {{443, 443}}), code = ranges(T::icmpCode, {{0, 0}});
    auto const icmp = ranges(T::icmpType, {{8, 8}});
    Calls const none, told{"onMatchSet(3)"};
+   MatchComponent tcpOff(T::ipProto), tcpMasked = proto({{6, 6}});
+   tcpOff.numericalRangeIs(NumericalRange(6, 6), false);
+   tcpMasked.tcpBitMaskIs(TcpBitMask(0x2, 0x2), true);
    struct Case {
       char const* what;
       Ipkit::AddressFamily af;
@@ -197,6 +209,9 @@ TEST(RuleConfig, FeasibilityAndSanitising) {
       {"TCP flags alone gain TCP", v4, {tcpFlags()}, T::invalid, {{6, 6}}, told},
       {"TCP flags within a protocol range", v4, {proto({{1, 10}}), tcpFlags()}, T::invalid, {{6, 6}}, told},
       {"TCP flags and ports end with TCP only", v4, {dport, tcpFlags()}, T::invalid, {{6, 6}}, told},
+      {"TCP flags with TCP already: silent", v4, {proto({{6, 6}}), dport, tcpFlags()}, T::invalid, {{6, 6}}, none},
+      {"TCP flags with TCP flagged false", v4, {tcpOff, tcpFlags()}, T::invalid, {{6, 6}}, told},
+      {"TCP flags with TCP beside a mask", v4, {tcpMasked, tcpFlags()}, T::invalid, {{6, 6}}, told},
       {"destination port with ICMP type blames the type", v4, {dport, icmp}, T::icmpType, {}, none},
       {"source port with ICMP code blames the code", v4, {sport, code}, T::icmpCode, {}, none},
       {"ICMP type and code with a port blame the type", v6, {port, icmp, code}, T::icmpType, {}, none},
