@@ -127,10 +127,11 @@ void BM_Pipeline_Whole(benchmark::State& state) {
 void BM_PipelineParts_Configure(benchmark::State& state) {
    auto const n = static_cast<std::size_t>(state.range(0));
    std::vector<std::string> const lines = ruleLines(n);
-   double configPerRule = 0, matchSetPerRule = 0;
+   double configPerRule = 0, matchSetPerRule = 0, rssPerRule = 0;
    for (auto _ : state) {
       Bench::settleHeap();
       std::int64_t const heapBefore = Bench::liveHeapBytes;
+      std::int64_t const rssBefore = residentBytes();
       {
          auto config = Flowspec::configFactory("config");
          FlowspecTool::RuleReader reader;
@@ -142,6 +143,7 @@ void BM_PipelineParts_Configure(benchmark::State& state) {
          state.PauseTiming();
          std::int64_t const configured = Bench::liveHeapBytes;
          configPerRule = double(configured - heapBefore) / double(n);
+         rssPerRule = double(residentBytes() - rssBefore) / double(n);
          auto vrf = config->vrfRuleConfigIs(Vrf::VrfIdMap::defaultVrfId);
          for (auto i = vrf->ruleIteratorConst(); i; ++i)
             vrf->ruleIs(i.key())->matchSetDelAll();
@@ -152,6 +154,7 @@ void BM_PipelineParts_Configure(benchmark::State& state) {
    }
    state.counters["heapBytesPerRule"] = configPerRule;
    state.counters["matchSetBytesPerRule"] = matchSetPerRule;
+   state.counters["rssBytesPerRule"] = rssPerRule;
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
 
@@ -178,6 +181,8 @@ void sizes(benchmark::internal::Benchmark* b) {
 
 } // namespace
 
-BENCHMARK(BM_Pipeline_Whole)->Name("BM_Pipeline<Whole>")->Apply(sizes);
+// Configure first: its counters are a superset of the others', and the CSV
+// reporter takes its columns from the first benchmark that runs.
 BENCHMARK(BM_PipelineParts_Configure)->Name("BM_PipelineParts<Configure>")->Apply(sizes);
+BENCHMARK(BM_Pipeline_Whole)->Name("BM_Pipeline<Whole>")->Apply(sizes);
 BENCHMARK(BM_Pipeline_KeyOnly)->Name("BM_Pipeline<KeyOnly>")->Apply(sizes);
