@@ -506,4 +506,25 @@ bool sameTree(Entity const& a, Entity const& b, std::string* why) {
    return true;
 }
 
+void TreeObserver::follow(Vex::Entity const& entity) {
+   Vex::GenericValue v(Vex::Ptr<Vex::Entity>(const_cast<Vex::Entity*>(&entity)));
+   handles_.push_back(v.observe(*this));
+   for (Vex::AttrRow const& row : v.type()->attributes()) {
+      if (!row.has(Vex::attrChildren)) continue;
+      for (auto m = v.iterate(row.name); m; ++m)
+         follow(*m.value().entity());
+   }
+}
+
+void TreeObserver::onAttribute(Vex::Entity const& entity, Vex::AttrRow const& row,
+                               Vex::GenericValue const& key) {
+   onTreeChange(entity, row, key);
+   if (!row.has(Vex::attrChildren)) return;
+   Vex::GenericValue present;
+   row.access(Vex::AttrOp::has, const_cast<Vex::Entity*>(&entity), &present, {&key, 1});
+   if (!present.value<bool>()) return;
+   Vex::GenericValue const child = rowGet(entity, row, &key);
+   if (child.entity()) follow(*child.entity());
+}
+
 } // namespace Statedb

@@ -43,6 +43,7 @@
 #include <span>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace Statedb {
 
@@ -158,5 +159,24 @@ Vex::GenericValue rowGet(Vex::Entity const& entity, Vex::AttrRow const& row,
 /// Every settable attribute and collection member of two trees is equal, by
 /// a reflection walk; the first difference is described in `why`.
 bool sameTree(Vex::Entity const& a, Vex::Entity const& b, std::string* why = nullptr);
+
+/// Observes every entity of a tree, following children as they are created,
+/// and hands each callback to onTreeChange(): what a reader of the whole tree (a
+/// watcher, a test) needs without tracking ids as TreeRecorder does. A new
+/// child's own callbacks come after onTreeChange() has seen its creation.
+class TreeObserver : public Vex::GenericNotifiee {
+ public:
+   explicit TreeObserver(Vex::Entity const& root) { follow(root); }
+
+ protected:
+   virtual void onTreeChange(Vex::Entity const& entity, Vex::AttrRow const& row,
+                             Vex::GenericValue const& key) = 0;
+
+ private:
+   void onAttribute(Vex::Entity const& entity, Vex::AttrRow const& row,
+                    Vex::GenericValue const& key) final;
+   void follow(Vex::Entity const& entity);
+   std::vector<std::unique_ptr<Vex::ObserverHandle>> handles_;
+};
 
 } // namespace Statedb

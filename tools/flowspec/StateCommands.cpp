@@ -319,24 +319,14 @@ the new value (or "deleted"). Also prints each change of a mount's state.
 namespace {
 
 /// Prints what the observers of a whole mirror tree hear.
-class Printer : public Vex::GenericNotifiee {
+class Printer : public Statedb::TreeObserver {
  public:
-   Printer(std::ostream& out, Vex::Ptr<Vex::Entity const> const& root) : out_(out) {
-      follow(*root);
-   }
+   Printer(std::ostream& out, Vex::Ptr<Vex::Entity const> const& root)
+       : TreeObserver(*root), out_(out) {}
 
  private:
-   void follow(Vex::Entity const& e) {
-      Vex::GenericValue v(Vex::Ptr<Vex::Entity>(const_cast<Vex::Entity*>(&e)));
-      handles_.push_back(v.observe(*this));
-      for (Vex::AttrRow const& row : v.type()->attributes()) {
-         if (!row.has(Vex::attrChildren)) continue;
-         for (auto m = v.iterate(row.name); m; ++m)
-            follow(*m.value().entity());
-      }
-   }
-   void onAttribute(Vex::Entity const& e, Vex::AttrRow const& row,
-                    Vex::GenericValue const& key) override {
+   void onTreeChange(Vex::Entity const& e, Vex::AttrRow const& row,
+                     Vex::GenericValue const& key) override {
       out_ << Vex::entityFullName(e) << " " << row.name;
       if (!row.has(Vex::attrCollection)) {
          out_ << " = " << Statedb::rowGet(e, row).text() << std::endl;
@@ -347,18 +337,13 @@ class Printer : public Vex::GenericNotifiee {
       row.access(Vex::AttrOp::has, const_cast<Vex::Entity*>(&e), &present, {&key, 1});
       if (!present.value<bool>()) {
          out_ << " deleted" << std::endl;
-         return;
-      }
-      Vex::GenericValue const member = Statedb::rowGet(e, row, &key);
-      if (row.has(Vex::attrChildren)) {
+      } else if (row.has(Vex::attrChildren)) {
          out_ << " created" << std::endl;
-         if (member.entity()) follow(*member.entity());
       } else {
-         out_ << " = " << member.text() << std::endl;
+         out_ << " = " << Statedb::rowGet(e, row, &key).text() << std::endl;
       }
    }
    std::ostream& out_;
-   std::vector<std::unique_ptr<Vex::ObserverHandle>> handles_;
 };
 
 } // namespace

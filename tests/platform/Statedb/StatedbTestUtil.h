@@ -8,6 +8,7 @@
 #include "Kiln/DumpContext.h"
 #include "Statedb/Mount.h"
 #include "Statedb/Publisher.h"
+#include "Statedb/TreeCodec.h"
 #include "Vex/Reflect.h"
 
 #include <gtest/gtest.h>
@@ -174,32 +175,17 @@ inline std::size_t exercise(Vex::GenericValue const& entity, int depth = 0) {
 
 /// Records what the observers of a whole tree hear, following children as
 /// they come: "<full name>.<row>(<key>)".
-class Listener : public Vex::GenericNotifiee {
+class Listener : public Statedb::TreeObserver {
  public:
-   explicit Listener(Vex::Ptr<Vex::Entity const> const& root) { follow(*root); }
+   explicit Listener(Vex::Ptr<Vex::Entity const> const& root) : TreeObserver(*root) {}
    std::vector<std::string> heard;
 
  private:
-   void follow(Vex::Entity const& e) {
-      Vex::GenericValue v(Vex::Ptr<Vex::Entity>(const_cast<Vex::Entity*>(&e)));
-      handles_.push_back(v.observe(*this));
-      for (Vex::AttrRow const& row : v.type()->attributes()) {
-         if (!row.has(Vex::attrChildren)) continue;
-         for (auto m = v.iterate(row.name); m; ++m)
-            follow(*m.value().entity());
-      }
-   }
-   void onAttribute(Vex::Entity const& e, Vex::AttrRow const& row,
-                    Vex::GenericValue const& key) override {
+   void onTreeChange(Vex::Entity const& e, Vex::AttrRow const& row,
+                     Vex::GenericValue const& key) override {
       heard.push_back(std::string(Vex::entityFullName(e).c_str()) + "." + row.name + "(" +
                       (key.empty() ? "" : key.text().c_str()) + ")");
-      if (row.has(Vex::attrChildren)) {
-         Vex::GenericValue v(Vex::Ptr<Vex::Entity>(const_cast<Vex::Entity*>(&e)));
-         Vex::GenericValue child = op(v, row, Vex::AttrOp::get, {key});
-         if (child.entity()) follow(*child.entity());
-      }
    }
-   std::vector<std::unique_ptr<Vex::ObserverHandle>> handles_;
 };
 
 inline std::string dump(Vex::Entity const& e) {
