@@ -332,3 +332,112 @@ TEST(HashValueMap, ReportsChangesAndHandsBackRemovedValues) {
    EXPECT_FALSE(a == c);
    EXPECT_EQ(a.get(7), "7");
 }
+
+namespace {
+using ValueMapU32 = Vex::HashValueMap<std::uint32_t, Vex::String>;
+using OrderNode = Vex::MapNode<std::uint32_t, Vex::String, Vex::HashLink>;
+
+std::vector<std::uint32_t> keysOf(ValueMapU32 const& m) {
+   std::vector<std::uint32_t> out;
+   for (auto i = m.iterator(); i; ++i)
+      out.push_back(i.key());
+   return out;
+}
+} // namespace
+
+TEST(HashValueMap, IteratesInTheOrderOfAHashMap2018WithTheSameMembers) {
+   std::mt19937 rng(7);
+   std::vector<std::uint32_t> keys(300);
+   for (auto& k : keys)
+      k = rng() % 100000;
+   ValueMapU32 flat;
+   Vex::HashMap2018<OrderNode, std::uint32_t, Vex::String> table;
+   for (auto k : keys) {
+      flat.is(k, std::to_string(k));
+      if (!table.has(k)) table.insert(new OrderNode(k, std::to_string(k)));
+   }
+   for (std::size_t i = 0; i < keys.size(); i += 3) {
+      EXPECT_EQ(flat.del(keys[i]), table.has(keys[i]) ? std::to_string(keys[i]) : "");
+      table.erase(keys[i]);
+   }
+   std::vector<std::uint32_t> expected;
+   for (auto i = table.iterator(); i; ++i)
+      expected.push_back(i.key());
+   EXPECT_EQ(keysOf(flat), expected);
+   EXPECT_EQ(flat.size(), table.size());
+   for (auto i = flat.iterator(); i; ++i)
+      EXPECT_EQ(i.value(), std::to_string(i.key()));
+
+   // The same members inserted backwards: the same order, and equal maps.
+   ValueMapU32 backwards;
+   for (auto k = expected.rbegin(); k != expected.rend(); ++k)
+      backwards.is(*k, std::to_string(*k));
+   EXPECT_EQ(keysOf(backwards), expected);
+   EXPECT_TRUE(backwards == flat);
+   backwards.is(expected.front(), "changed");
+   EXPECT_FALSE(backwards == flat) << "same keys, one value differs";
+}
+
+TEST(HashValueMap, AnIteratorSurvivesChangesOfItsMap) {
+   ValueMapU32 m;
+   for (std::uint32_t k = 1; k <= 20; ++k)
+      m.is(k, std::to_string(k));
+   std::vector<std::uint32_t> const order = keysOf(m);
+
+   // Deleting the member it stands on: value() is then the default, and ++
+   // goes on with the member that followed it.
+   auto i = m.iterator();
+   ++i;
+   ++i;
+   EXPECT_EQ(i.key(), order[2]);
+   EXPECT_EQ(m.del(order[2]), std::to_string(order[2]));
+   EXPECT_EQ(i.key(), order[2]) << "the key it stood on stays readable";
+   EXPECT_EQ(i.value(), "");
+   ++i;
+   EXPECT_EQ(i.key(), order[3]);
+
+   // Members inserted and removed before it move it in the block; it stays on
+   // its member, and later inserts after it are visited.
+   m.del(order[0]);
+   for (std::uint32_t k = 100; k < 140; ++k)
+      m.is(k, "new");
+   EXPECT_EQ(i.key(), order[3]);
+   EXPECT_EQ(i.value(), std::to_string(order[3]));
+   std::vector<std::uint32_t> rest;
+   for (++i; i; ++i)
+      rest.push_back(i.key());
+   std::vector<std::uint32_t> const all = keysOf(m);
+   auto at = std::find(all.begin(), all.end(), order[3]);
+   ASSERT_NE(at, all.end());
+   EXPECT_EQ(rest, std::vector<std::uint32_t>(at + 1, all.end()));
+
+   // Emptied under it: it ends.
+   auto j = m.iterator();
+   m.delAll();
+   ++j;
+   EXPECT_FALSE(j);
+   EXPECT_FALSE(m.iterator()) << "an empty map has nothing to walk";
+}
+
+TEST(HashValueMap, CopiesAndMovesHoldTheirOwnMembers) {
+   ValueMapU32 a;
+   for (std::uint32_t k = 0; k < 33; ++k)
+      a.is(k, Vex::String(std::string(40, char('a' + k % 26)))); // not a short string
+   ValueMapU32 b = a;
+   b.is(5, "five");
+   b.del(6);
+   EXPECT_EQ(a.get(5), Vex::String(std::string(40, 'f')));
+   EXPECT_TRUE(a.has(6));
+   ValueMapU32 c = std::move(b);
+   EXPECT_TRUE(b.empty()) << "a moved-from map is empty";
+   EXPECT_EQ(c.size(), 32u);
+   auto& self = c;
+   c = self;
+   EXPECT_EQ(c.size(), 32u) << "self-assignment keeps the members";
+   c = a;
+   EXPECT_TRUE(c == a);
+   while (!c.empty())
+      c.del(c.iterator().key());
+   EXPECT_EQ(c.size(), 0u);
+   EXPECT_EQ(a.size(), 33u);
+}
