@@ -7,6 +7,8 @@
 #include <array>
 #include <bitset>
 #include <cstdint>
+#include <initializer_list>
+#include <memory>
 #include <string>
 #include <type_traits>
 #include <unordered_map>
@@ -17,18 +19,90 @@ namespace {
 
 using T = MatchCompType;
 
+// A vector whose first N elements live inside it: a rule's operator lists,
+// intervals and masks are short, and deriving a match set is on the path of
+// every rule, so the common case allocates nothing. Trivially copyable
+// elements only.
+template <class V, std::size_t N>
+class SmallVec {
+   static_assert(std::is_trivially_copyable_v<V>);
+
+ public:
+   SmallVec() noexcept = default;
+   SmallVec(std::initializer_list<V> init) {
+      for (V const& v : init)
+         push_back(v);
+   }
+   SmallVec(SmallVec const& o) { assign(o); }
+   SmallVec& operator=(SmallVec const& o) {
+      if (this != &o) assign(o);
+      return *this;
+   }
+
+   V* begin() noexcept { return data_; }
+   V* end() noexcept { return data_ + size_; }
+   V const* begin() const noexcept { return data_; }
+   V const* end() const noexcept { return data_ + size_; }
+   V* data() noexcept { return data_; }
+   V const* data() const noexcept { return data_; }
+   std::size_t size() const noexcept { return size_; }
+   bool empty() const noexcept { return size_ == 0; }
+   V& operator[](std::size_t i) noexcept { return data_[i]; }
+   V const& operator[](std::size_t i) const noexcept { return data_[i]; }
+   V& back() noexcept { return data_[size_ - 1]; }
+   V const& back() const noexcept { return data_[size_ - 1]; }
+   void clear() noexcept { size_ = 0; }
+   void push_back(V const& v) {
+      if (size_ == capacity_) grow(2 * capacity_);
+      data_[size_++] = v;
+   }
+   void append(V const* from, V const* to) {
+      for (; from != to; ++from)
+         push_back(*from);
+   }
+
+ private:
+   void grow(std::size_t capacity) {
+      auto bigger = std::make_unique<V[]>(capacity);
+      std::copy(data_, data_ + size_, bigger.get());
+      heap_ = std::move(bigger);
+      data_ = heap_.get();
+      capacity_ = capacity;
+   }
+   void assign(SmallVec const& o) {
+      size_ = 0;
+      if (o.size_ > capacity_) grow(o.size_);
+      std::copy(o.data_, o.data_ + o.size_, data_);
+      size_ = o.size_;
+   }
+
+   V inline_[N];
+   V* data_ = inline_;
+   std::size_t size_ = 0;
+   std::size_t capacity_ = N;
+   std::unique_ptr<V[]> heap_;
+};
+
 // The pairs of one kind that stand next to each other in the key.
-using OpList = std::vector<MatchOpValResult>;
+struct OpList {
+   MatchOpValResult const* first;
+   MatchOpValResult const* last;
+   MatchOpValResult const* begin() const noexcept { return first; }
+   MatchOpValResult const* end() const noexcept { return last; }
+   std::size_t size() const noexcept { return std::size_t(last - first); }
+};
+// The operator lists of one kind, in key order.
+using OpLists = SmallVec<OpList, 4>;
 
 // Calls `each(begin, end)` for every AND-group of `list`: a pair that opens
 // it and the pairs after it that have andPrevious set.
 template <class Each>
 void forEachAndGroup(OpList const& list, Each each) {
-   for (std::size_t begin = 0; begin < list.size();) {
-      std::size_t end = begin + 1;
-      while (end < list.size() && list[end].andPrevious())
+   for (MatchOpValResult const* begin = list.first; begin != list.last;) {
+      MatchOpValResult const* end = begin + 1;
+      while (end != list.last && end->andPrevious())
          ++end;
-      each(list.data() + begin, list.data() + end);
+      each(begin, end);
       begin = end;
    }
 }
@@ -38,33 +112,50 @@ void forEachAndGroup(OpList const& list, Each each) {
                                     std::to_string(index.value()) + " " + what));
 }
 
-// The operator lists of the key, per kind, in key order. The walk follows
-// nextIndex like the key's printers, which start a new component where the
-// type changes; what would make getOptVal abort is refused first.
-std::array<std::vector<OpList>, numComponentTypes> opListsByKind(FlowspecKey const& key) {
-   std::array<std::vector<OpList>, numComponentTypes> lists;
-   T previous = T::invalid;
-   MatchOpValIndex index(0);
-   while (index.value() < key.matchOpVals()) {
-      MatchOpVal const stored = key.matchOpVal(index);
-      if (stored.byteLength() == 8) refuse(index, "has an 8-byte value");
-      if (stored.byteLength() == 4 && index.value() + 1u >= key.matchOpVals()) {
-         refuse(index, "has a 4-byte value whose low half is missing");
+// The key's pairs read once, in walk order, and the runs of one kind in
+// them. The walk follows nextIndex like the key's printers, which start a new
+// component where the type changes; what would make getOptVal abort is
+// refused first.
+struct KeyPairs {
+   SmallVec<MatchOpValResult, 24> pairs;
+   struct Run {
+      T kind;
+      std::uint32_t begin, end;
+   };
+   SmallVec<Run, 12> runs;
+   std::bitset<numComponentTypes> kinds;
+
+   explicit KeyPairs(FlowspecKey const& key) {
+      MatchOpValIndex index(0);
+      while (index.value() < key.matchOpVals()) {
+         MatchOpVal const stored = key.matchOpVal(index);
+         if (stored.byteLength() == 8) refuse(index, "has an 8-byte value");
+         if (stored.byteLength() == 4 && index.value() + 1u >= key.matchOpVals()) {
+            refuse(index, "has a 4-byte value whose low half is missing");
+         }
+         MatchOpValResult const pair = key.getOptVal(index);
+         T const kind = pair.matchType();
+         if (!isNumericalRangeType(kind) && kind != T::tcpFlags && kind != T::fragment) {
+            refuse(index,
+                   "is of kind " + stringValue(kind).str() + ", which has no operator-value match");
+         }
+         auto const at = static_cast<std::uint32_t>(pairs.size());
+         if (runs.empty() || runs.back().kind != kind) runs.push_back({kind, at, at});
+         pairs.push_back(pair);
+         ++runs.back().end;
+         kinds.set(static_cast<std::size_t>(kind));
+         index = pair.nextIndex();
       }
-      MatchOpValResult const pair = key.getOptVal(index);
-      T const kind = pair.matchType();
-      if (!isNumericalRangeType(kind) && kind != T::tcpFlags && kind != T::fragment) {
-         refuse(index,
-                "is of kind " + stringValue(kind).str() + ", which has no operator-value match");
-      }
-      auto& ofKind = lists[static_cast<std::size_t>(kind)];
-      if (kind != previous) ofKind.emplace_back();
-      ofKind.back().push_back(pair);
-      previous = kind;
-      index = pair.nextIndex();
    }
-   return lists;
-}
+
+   OpLists listsOf(T kind) const {
+      OpLists lists;
+      for (Run const& r : runs) {
+         if (r.kind == kind) lists.push_back({pairs.data() + r.begin, pairs.data() + r.end});
+      }
+      return lists;
+   }
+};
 
 // ---- numeric kinds ----------------------------------------------------------
 
@@ -72,7 +163,7 @@ struct Interval {
    std::uint32_t lo, hi;
 };
 // Ascending, neither overlapping nor touching.
-using Intervals = std::vector<Interval>;
+using Intervals = SmallVec<Interval, 4>;
 
 Intervals normalized(Intervals v) {
    std::sort(v.begin(), v.end(), [](Interval a, Interval b) { return a.lo < b.lo; });
@@ -113,14 +204,14 @@ Intervals accepted(OpList const& list, std::uint32_t max) {
       Intervals all = accepted(*p, max);
       while (++p != end && !all.empty())
          all = intersection(all, accepted(*p, max));
-      any.insert(any.end(), all.begin(), all.end());
+      any.append(all.begin(), all.end());
    });
    return normalized(any);
 }
 
-MatchComponent numericComponent(T kind, std::vector<OpList> const& lists) {
+MatchComponent numericComponent(T kind, OpLists const& lists) {
    std::uint32_t const max = NumericalRange::matchCompTypeMax(kind);
-   Intervals values = accepted(lists.front(), max);
+   Intervals values = accepted(lists[0], max);
    for (std::size_t i = 1; i < lists.size(); ++i)
       values = intersection(values, accepted(lists[i], max));
    MatchComponent c(kind);
@@ -292,7 +383,8 @@ struct Vocabulary {
 
    // A fragment any-mask that isValid refuses (it judges every mask as an
    // all-mask) is replaced by its one-bit all-masks.
-   static void addCandidate(std::vector<Mask>& candidates, Mask m) {
+   template <class Masks>
+   static void addCandidate(Masks& candidates, Mask m) {
       BitMaskT checked(m.val, m.mask);
       checked.matchAllIs(m.all);
       if (m.all || m.mask == 0 || static_cast<bool>(checked.isValid())) {
@@ -305,7 +397,7 @@ struct Vocabulary {
    }
 
    // The masks the component of `lists` holds, in the order they are held.
-   static std::vector<Mask> heldMasks(std::vector<OpList> const& lists) {
+   static std::vector<Mask> heldMasks(OpLists const& lists) {
       Words const& possible = Vocabulary::possible();
       std::vector<Mask> candidates;
       Words wanted = possible;
@@ -316,7 +408,7 @@ struct Vocabulary {
             if (end - p == 1) {
                // The pair's own mask, unless the pair is decided by bits it
                // cannot show (no bit of the vocabulary, or one outside it).
-               std::vector<Mask> own;
+               SmallVec<Mask, 9> own;
                addCandidate(own, maskOf(*p));
                Words shown;
                for (Mask m : own)
@@ -365,24 +457,24 @@ struct Vocabulary {
    // the masks of the last cacheSize lists met on this thread are
    // remembered, keyed by every pair's operator and operand and where each
    // list ends.
-   static MatchComponent component(T kind, std::vector<OpList> const& lists) {
-      std::string key;
-      auto add = [&key](std::uint32_t v) {
-         for (int i = 0; i < 4; ++i)
-            key.push_back(static_cast<char>(v >> (8 * i)));
-      };
+   static MatchComponent component(T kind, OpLists const& lists) {
+      // The key of the cache: each pair's operator and operand, and ~0 (no
+      // operator byte is that wide) where each list ends, in a buffer kept
+      // per thread so that a hit allocates nothing.
+      thread_local std::u32string key;
+      key.clear();
       for (OpList const& list : lists) {
          for (MatchOpValResult const& pair : list) {
-            add(pair.op());
-            add(pair.val32());
+            key.push_back(pair.op());
+            key.push_back(pair.val32());
          }
-         add(~0U); // no operator byte is that wide
+         key.push_back(~char32_t(0));
       }
-      thread_local std::unordered_map<std::string, std::vector<Mask>> cache;
+      thread_local std::unordered_map<std::u32string, std::vector<Mask>> cache;
       auto it = cache.find(key);
       if (it == cache.end()) {
          if (cache.size() >= cacheSize) cache.clear();
-         it = cache.emplace(std::move(key), heldMasks(lists)).first;
+         it = cache.emplace(key, heldMasks(lists)).first;
       }
       MatchComponent c(kind);
       for (Mask m : it->second) {
@@ -401,7 +493,9 @@ struct Vocabulary {
 } // namespace
 
 std::vector<MatchComponent> matchSetFromKey(FlowspecKey const& key) {
+   KeyPairs const pairs(key);
    std::vector<MatchComponent> set;
+   set.reserve(2 + pairs.kinds.count());
    if (!key.destPrefix().isEmpty()) {
       set.emplace_back(T::destPrefix);
       set.back().prefixIs(key.destPrefix());
@@ -410,17 +504,16 @@ std::vector<MatchComponent> matchSetFromKey(FlowspecKey const& key) {
       set.emplace_back(T::srcPrefix);
       set.back().prefixIs(key.srcPrefix());
    }
-   auto const lists = opListsByKind(key);
    for (std::uint32_t k = 0; k < numComponentTypes; ++k) {
-      auto const& ofKind = lists[k];
-      if (ofKind.empty()) continue;
+      if (!pairs.kinds[k]) continue;
       T const kind = static_cast<T>(k);
+      OpLists const lists = pairs.listsOf(kind);
       if (kind == T::tcpFlags) {
-         set.push_back(Vocabulary<TcpBitMask>::component(kind, ofKind));
+         set.push_back(Vocabulary<TcpBitMask>::component(kind, lists));
       } else if (kind == T::fragment) {
-         set.push_back(Vocabulary<IpBitMask>::component(kind, ofKind));
+         set.push_back(Vocabulary<IpBitMask>::component(kind, lists));
       } else {
-         set.push_back(numericComponent(kind, ofKind));
+         set.push_back(numericComponent(kind, lists));
       }
    }
    return set;

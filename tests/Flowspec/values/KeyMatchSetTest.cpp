@@ -132,6 +132,39 @@ TEST(KeyMatchSet, NumericListsBecomeDisjointRangesClippedToTheKind) {
       EXPECT_EQ(describe(c.cli), c.set) << c.what;
 }
 
+TEST(KeyMatchSet, LongKeysGiveEveryRangeAndEveryList) {
+   // Thirty ORed values: thirty ranges, more than a rule usually has.
+   std::string cli = "*;*;DP:", want = "destPort";
+   for (int v = 1; v <= 59; v += 2) {
+      cli += (v == 1 ? "=" : "|=") + std::to_string(v);
+      want += " [" + std::to_string(v) + "," + std::to_string(v) + "]";
+   }
+   EXPECT_EQ(describe(cli + ";"), want);
+
+   // Sixteen lists of two kinds, alternating, ANDed per kind: each list of
+   // ports narrows the range by one at each end.
+   cli = "*;*;";
+   for (int i = 0; i < 8; ++i)
+      cli += "DP:>=" + std::to_string(100 + i) + "&<=" + std::to_string(200 - i) +
+             ";IP:<=" + std::to_string(50 - i) + "|=" + std::to_string(90 + i) + ";";
+   EXPECT_EQ(describe(cli), "ipProto [0,43]; destPort [107,193]");
+
+   // Eight AND-groups of four bounds each, ORed: the intervals of each
+   // group and of the whole list outgrow a short list.
+   cli = "*;*;LEN:";
+   want = "packetLength";
+   for (int g = 0; g < 8; ++g) {
+      int const lo = 100 * g;
+      cli += (g ? "|" : "") + std::string(">=") + std::to_string(lo) + "&<>" +
+             std::to_string(lo + 5) + "&<=" + std::to_string(lo + 10) + "&<>" +
+             std::to_string(lo + 7);
+      want += " [" + std::to_string(lo) + "," + std::to_string(lo + 4) + "] [" +
+              std::to_string(lo + 6) + "," + std::to_string(lo + 6) + "] [" +
+              std::to_string(lo + 8) + "," + std::to_string(lo + 10) + "]";
+   }
+   EXPECT_EQ(describe(cli + ";"), want);
+}
+
 TEST(KeyMatchSet, BitMaskPairsBecomeMasksThatAcceptWhatTheyAccept) {
    Case const cases[] = {
        // clang-format off
