@@ -9,13 +9,18 @@ namespace {
 using ViaNode = Vex::SetNode<Via, Vex::HashLink>;
 }
 
+ResolvedNexthopInfo::Body const& ResolvedNexthopInfo::defaultBody() noexcept {
+   static Body const none;
+   return none;
+}
+
 ResolvedNexthopInfo::ResolvedNexthopInfo(Vex::NboAttrLog::In* in, Vex::StreamBogon)
-    : nexthopSet_(in, Vex::StreamBogon()) {
+    : ResolvedNexthopInfo(NexthopSet(in, Vex::StreamBogon())) {
    std::uint32_t count = in->nextU32();
    // Each via takes bytes, so a count beyond the record ends in the
    // past-the-end error of the reader rather than a long loop.
    for (std::uint32_t i = 0; i < count; ++i) {
-      if (!viaActive_.insert(new ViaNode(Via(in, Vex::StreamBogon()))).second) {
+      if (!body_->viaActive.insert(new ViaNode(Via(in, Vex::StreamBogon()))).second) {
          throw Vex::Exception("ResolvedNexthopInfo: via " + std::to_string(i) +
                               " repeats an earlier via");
       }
@@ -23,11 +28,11 @@ ResolvedNexthopInfo::ResolvedNexthopInfo(Vex::NboAttrLog::In* in, Vex::StreamBog
 }
 
 void ResolvedNexthopInfo::viaActiveIs(Via const& via) {
-   if (!viaActive_.has(via)) viaActive_.insert(new ViaNode(via));
+   if (!viaActiveHas(via)) own().viaActive.insert(new ViaNode(via));
 }
 
 bool ResolvedNexthopInfo::viaActiveDel(Via const& via) {
-   return static_cast<bool>(viaActive_.erase(via));
+   return body_ && static_cast<bool>(body_->viaActive.erase(via));
 }
 
 std::ostream& operator<<(std::ostream& os, ResolvedNexthopInfo const& r) {

@@ -3,6 +3,11 @@
 // A next-hop set and the set of its vias that are active now. Equal when both
 // the next-hop set and the active vias are equal. A copy holds its own vias.
 //
+// Every rule's status holds one, and nearly all are the default (nothing
+// resolved yet, or a rule without redirect): the default holds nothing but a
+// null pointer (8 bytes instead of 80), and the next-hop set and vias live in
+// a block of their own from the first change on.
+//
 //   Pbr::ResolvedNexthopInfo info(Pbr::NexthopSet(0, false, false, "default", 0));
 //   info.viaActiveIs(via);
 //   for (auto i = info.viaActiveIteratorConst(); i; ++i) use(i.key());
@@ -15,6 +20,7 @@
 
 #include <cstddef>
 #include <iosfwd>
+#include <memory>
 
 namespace Vex {
 class VexType;
@@ -30,33 +36,55 @@ class ResolvedNexthopInfo {
    using ViaSet = Vex::HashMap2018<Vex::SetNode<Via, Vex::HashLink>, Via, void>;
 
    /// The default next-hop set, no active via.
-   ResolvedNexthopInfo() = default;
-   explicit ResolvedNexthopInfo(NexthopSet nexthopSet) : nexthopSet_(std::move(nexthopSet)) {}
+   ResolvedNexthopInfo() noexcept = default;
+   explicit ResolvedNexthopInfo(NexthopSet nexthopSet) { own().nexthopSet = std::move(nexthopSet); }
+   ResolvedNexthopInfo(ResolvedNexthopInfo const& o)
+       : body_(o.body_ ? std::make_unique<Body>(*o.body_) : nullptr) {}
+   ResolvedNexthopInfo(ResolvedNexthopInfo&&) noexcept = default;
+   ResolvedNexthopInfo& operator=(ResolvedNexthopInfo const& o) {
+      if (this != &o) body_ = o.body_ ? std::make_unique<Body>(*o.body_) : nullptr;
+      return *this;
+   }
+   ResolvedNexthopInfo& operator=(ResolvedNexthopInfo&&) noexcept = default;
    /// Reads the attribute-log encoding: the next-hop set, a u32 count, then
    /// each via. A repeated via raises Vex::Exception.
    ResolvedNexthopInfo(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
-   NexthopSet const& nexthopSet() const noexcept { return nexthopSet_; }
-   void nexthopSetIs(NexthopSet s) { nexthopSet_ = std::move(s); }
+   NexthopSet const& nexthopSet() const noexcept { return body().nexthopSet; }
+   void nexthopSetIs(NexthopSet s) { own().nexthopSet = std::move(s); }
 
    /// Adds `via` to the active vias (nothing when it is there already).
    void viaActiveIs(Via const& via);
    /// Removes `via`; says whether it was active.
    bool viaActiveDel(Via const& via);
-   void viaActiveDelAll() noexcept { viaActive_.clear(); }
-   bool viaActiveHas(Via const& via) const noexcept { return viaActive_.has(via); }
-   std::size_t viaActiveSize() const noexcept { return viaActive_.size(); }
+   void viaActiveDelAll() noexcept {
+      if (body_) body_->viaActive.clear();
+   }
+   bool viaActiveHas(Via const& via) const noexcept { return body().viaActive.has(via); }
+   std::size_t viaActiveSize() const noexcept { return body().viaActive.size(); }
    /// Walks the active vias in the set's content-fixed order; `key()` is the
    /// via. Survives deletions made while walking.
-   ViaSet::Iterator viaActiveIteratorConst() const noexcept { return viaActive_.iterator(); }
+   ViaSet::Iterator viaActiveIteratorConst() const noexcept { return body().viaActive.iterator(); }
 
    friend bool operator==(ResolvedNexthopInfo const& a, ResolvedNexthopInfo const& b) {
-      return a.nexthopSet_ == b.nexthopSet_ && a.viaActive_ == b.viaActive_;
+      return a.body().nexthopSet == b.body().nexthopSet && a.body().viaActive == b.body().viaActive;
    }
 
  private:
-   NexthopSet nexthopSet_;
-   ViaSet viaActive_;
+   struct Body {
+      NexthopSet nexthopSet;
+      ViaSet viaActive;
+   };
+   /// What the value holds: its block, or the shared default one.
+   Body const& body() const noexcept { return body_ ? *body_ : defaultBody(); }
+   static Body const& defaultBody() noexcept;
+   /// The value's own block, made on the first change.
+   Body& own() {
+      if (!body_) body_ = std::make_unique<Body>();
+      return *body_;
+   }
+
+   std::unique_ptr<Body> body_;
 };
 
 /// "<next-hop set> vias [<via>; <via>]"

@@ -106,6 +106,32 @@ TEST(ResolvedNexthopInfo, ActiveViasCopiesAndEquality) {
    EXPECT_EQ(info.viaActiveSize(), 0u);
 }
 
+TEST(ResolvedNexthopInfo, TheDefaultIsSmallAndActsLikeAnyOtherValue) {
+   static_assert(sizeof(Pbr::ResolvedNexthopInfo) == sizeof(void*));
+   Pbr::ResolvedNexthopInfo const none;
+   Pbr::ResolvedNexthopInfo explicitDefault{Pbr::NexthopSet()};
+   EXPECT_EQ(none, explicitDefault) << "held or not, the default next-hop set is equal";
+   EXPECT_EQ(none.nexthopSet().vrfName(), "default");
+   EXPECT_FALSE(none.viaActiveIteratorConst());
+   EXPECT_EQ(valueToStrep(none), valueToStrep(explicitDefault));
+
+   // Changing a copy of the default leaves the default alone, both ways.
+   Pbr::ResolvedNexthopInfo changed = none;
+   changed.viaActiveIs(via("10.0.0.2", "Ethernet1", 1));
+   EXPECT_FALSE(none.viaActiveHas(via("10.0.0.2", "Ethernet1", 1)));
+   EXPECT_EQ(none.viaActiveSize(), 0u);
+   EXPECT_NE(changed, none);
+   Pbr::ResolvedNexthopInfo cleared = changed;
+   cleared.viaActiveDelAll();
+   EXPECT_EQ(cleared, none) << "emptied again, it equals the default";
+   EXPECT_EQ(changed.viaActiveSize(), 1u);
+   Pbr::ResolvedNexthopInfo emptied;
+   EXPECT_FALSE(emptied.viaActiveDel(via("10.0.0.2", "Ethernet1", 1)));
+   emptied = changed;
+   emptied = none;
+   EXPECT_EQ(emptied, none);
+}
+
 TEST(ResolvedNexthopInfo, TextAndLogRoundTripAndRefuseBadInput) {
    auto info = sample();
    EXPECT_EQ(textRoundTrip(info), info);
