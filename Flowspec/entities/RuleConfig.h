@@ -58,7 +58,9 @@ class RuleConfig : public Vex::Entity,
                            FlowspecKey const&)
 
    struct MatchSetKey {
-      MatchCompType operator()(MatchComponent const& c) const noexcept { return c.compType(); }
+      MatchCompType const& operator()(MatchComponent const& c) const noexcept {
+         return c.compType();
+      }
    };
    /// The node that holds one component of the match set.
    class VexMatchSet

@@ -57,7 +57,8 @@ class MatchComponent {
    /// default range or mask). A repeated member raises Vex::Exception.
    MatchComponent(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
-   MatchCompType compType() const noexcept { return compType_; }
+   /// A reference, so that the match set's nodes read their key here.
+   MatchCompType const& compType() const noexcept { return compType_; }
    Ipkit::IpGenPrefix const& prefix() const noexcept { return prefix_; }
    void prefixIs(Ipkit::IpGenPrefix const& prefix) { prefix_ = prefix; }
 

@@ -18,6 +18,7 @@
 #include "Vex/Assert.h"
 #include "Vex/Ptr.h"
 
+#include <type_traits>
 #include <utility>
 
 namespace Vex {
@@ -49,20 +50,43 @@ class MapNode : public PtrInterface, public Link {
 
 template <class Key, class Value, class KeyFunktor, class Link>
 class InternalKeyNode : public PtrInterface, public Link {
+   // A key functor that hands back a reference into the value lets the node
+   // read its key there instead of keeping a copy (8 bytes a node for a
+   // match component).
+   static constexpr bool keyInValue =
+       std::is_reference_v<std::invoke_result_t<KeyFunktor, Value const&>>;
+   struct NoKey {};
+   using KeyCopy = std::conditional_t<keyInValue, NoKey, Key>;
+
  public:
    using KeyFn = KeyFunktor;
-   explicit InternalKeyNode(Value value) : key_(KeyFunktor()(value)), _value(std::move(value)) {}
-   Key const& fwkKey() const noexcept { return key_; }
+   explicit InternalKeyNode(Value value) : key_(keyOf(value)), _value(std::move(value)) {}
+   Key const& fwkKey() const noexcept {
+      if constexpr (keyInValue) {
+         return KeyFunktor()(_value);
+      } else {
+         return key_;
+      }
+   }
    Value const& value() const noexcept { return _value; }
    /// Replaces the value; its key must be the node's key.
    void valueIs(Value v) {
+      Key const key = fwkKey();
       _value = std::move(v);
-      VEX_ASSERT_TEXT(fwkKey() == KeyFunktor()(_value), "fwkKey() == KeyFunktor()( _value )");
+      VEX_ASSERT_TEXT(key == KeyFunktor()(_value), "fwkKey() == KeyFunktor()( _value )");
    }
    bool operator==(InternalKeyNode const& o) const { return _value == o._value; }
 
  private:
-   Key key_;
+   static KeyCopy keyOf(Value const& value) {
+      if constexpr (keyInValue) {
+         return NoKey{};
+      } else {
+         return KeyFunktor()(value);
+      }
+   }
+
+   [[no_unique_address]] KeyCopy key_;
    Value _value;
 };
 

@@ -9,40 +9,40 @@ namespace Vex::Internal {
 void RbTreeCore::rotateLeft(RbTreeLink* x) noexcept {
    RbTreeLink* y = x->right_;
    x->right_ = y->left_;
-   if (y->left_) y->left_->parent_ = x;
-   y->parent_ = x->parent_;
-   if (!x->parent_) {
+   if (y->left_) y->left_->rbParentIs(x);
+   y->rbParentIs(x->rbParent());
+   if (!x->rbParent()) {
       root_ = y;
-   } else if (x == x->parent_->left_) {
-      x->parent_->left_ = y;
+   } else if (x == x->rbParent()->left_) {
+      x->rbParent()->left_ = y;
    } else {
-      x->parent_->right_ = y;
+      x->rbParent()->right_ = y;
    }
    y->left_ = x;
-   x->parent_ = y;
+   x->rbParentIs(y);
 }
 
 void RbTreeCore::rotateRight(RbTreeLink* x) noexcept {
    RbTreeLink* y = x->left_;
    x->left_ = y->right_;
-   if (y->right_) y->right_->parent_ = x;
-   y->parent_ = x->parent_;
-   if (!x->parent_) {
+   if (y->right_) y->right_->rbParentIs(x);
+   y->rbParentIs(x->rbParent());
+   if (!x->rbParent()) {
       root_ = y;
-   } else if (x == x->parent_->right_) {
-      x->parent_->right_ = y;
+   } else if (x == x->rbParent()->right_) {
+      x->rbParent()->right_ = y;
    } else {
-      x->parent_->left_ = y;
+      x->rbParent()->left_ = y;
    }
    y->right_ = x;
-   x->parent_ = y;
+   x->rbParentIs(y);
 }
 
 void RbTreeCore::insertAt(RbTreeLink* z, RbTreeLink* parent, bool left) noexcept {
-   z->parent_ = parent;
+   z->rbParentIs(parent);
    z->left_ = z->right_ = nullptr;
-   z->red_ = true;
-   z->member_ = true;
+   z->rbRedIs(true);
+   z->rbMemberIs(true);
    if (!parent) {
       root_ = z;
    } else if (left) {
@@ -53,169 +53,172 @@ void RbTreeCore::insertAt(RbTreeLink* z, RbTreeLink* parent, bool left) noexcept
    ++size_;
    ++version_;
 
-   while (z->parent_ && z->parent_->red_) {
-      RbTreeLink* p = z->parent_;
-      RbTreeLink* g = p->parent_; // exists: a red node is never the root
+   while (z->rbParent() && z->rbParent()->rbRed()) {
+      RbTreeLink* p = z->rbParent();
+      RbTreeLink* g = p->rbParent(); // exists: a red node is never the root
       if (p == g->left_) {
          RbTreeLink* u = g->right_;
-         if (u && u->red_) {
-            p->red_ = u->red_ = false;
-            g->red_ = true;
+         if (u && u->rbRed()) {
+            p->rbRedIs(false);
+            u->rbRedIs(false);
+            g->rbRedIs(true);
             z = g;
          } else {
             if (z == p->right_) {
                rotateLeft(p);
                z = p;
-               p = z->parent_;
+               p = z->rbParent();
             }
-            p->red_ = false;
-            g->red_ = true;
+            p->rbRedIs(false);
+            g->rbRedIs(true);
             rotateRight(g);
          }
       } else {
          RbTreeLink* u = g->left_;
-         if (u && u->red_) {
-            p->red_ = u->red_ = false;
-            g->red_ = true;
+         if (u && u->rbRed()) {
+            p->rbRedIs(false);
+            u->rbRedIs(false);
+            g->rbRedIs(true);
             z = g;
          } else {
             if (z == p->left_) {
                rotateRight(p);
                z = p;
-               p = z->parent_;
+               p = z->rbParent();
             }
-            p->red_ = false;
-            g->red_ = true;
+            p->rbRedIs(false);
+            g->rbRedIs(true);
             rotateLeft(g);
          }
       }
    }
-   root_->red_ = false;
+   root_->rbRedIs(false);
 }
 
 void RbTreeCore::transplant(RbTreeLink* u, RbTreeLink* v) noexcept {
-   if (!u->parent_) {
+   if (!u->rbParent()) {
       root_ = v;
-   } else if (u == u->parent_->left_) {
-      u->parent_->left_ = v;
+   } else if (u == u->rbParent()->left_) {
+      u->rbParent()->left_ = v;
    } else {
-      u->parent_->right_ = v;
+      u->rbParent()->right_ = v;
    }
-   if (v) v->parent_ = u->parent_;
+   if (v) v->rbParentIs(u->rbParent());
 }
 
 void RbTreeCore::erase(RbTreeLink* z) noexcept {
    RbTreeLink* x;
    RbTreeLink* xParent;
-   bool removedBlack = !z->red_;
+   bool removedBlack = !z->rbRed();
    if (!z->left_) {
       x = z->right_;
-      xParent = z->parent_;
+      xParent = z->rbParent();
       transplant(z, z->right_);
    } else if (!z->right_) {
       x = z->left_;
-      xParent = z->parent_;
+      xParent = z->rbParent();
       transplant(z, z->left_);
    } else {
       RbTreeLink* y = z->right_;
       while (y->left_)
          y = y->left_;
-      removedBlack = !y->red_;
+      removedBlack = !y->rbRed();
       x = y->right_;
-      if (y->parent_ == z) {
+      if (y->rbParent() == z) {
          xParent = y;
       } else {
-         xParent = y->parent_;
+         xParent = y->rbParent();
          transplant(y, y->right_);
          y->right_ = z->right_;
-         y->right_->parent_ = y;
+         y->right_->rbParentIs(y);
       }
       transplant(z, y);
       y->left_ = z->left_;
-      y->left_->parent_ = y;
-      y->red_ = z->red_;
+      y->left_->rbParentIs(y);
+      y->rbRedIs(z->rbRed());
    }
    if (removedBlack) eraseFixup(x, xParent);
-   z->parent_ = z->left_ = z->right_ = nullptr;
-   z->member_ = false;
+   z->left_ = z->right_ = nullptr;
+   z->rbParentIs(nullptr);
+   z->rbMemberIs(false);
    --size_;
    ++version_;
 }
 
 void RbTreeCore::eraseFixup(RbTreeLink* x, RbTreeLink* parent) noexcept {
-   auto isRed = [](RbTreeLink const* n) { return n && n->red_; };
+   auto isRed = [](RbTreeLink const* n) { return n && n->rbRed(); };
    while (x != root_ && !isRed(x)) {
       if (x == parent->left_) {
          RbTreeLink* w = parent->right_;
-         if (w->red_) {
-            w->red_ = false;
-            parent->red_ = true;
+         if (w->rbRed()) {
+            w->rbRedIs(false);
+            parent->rbRedIs(true);
             rotateLeft(parent);
             w = parent->right_;
          }
          if (!isRed(w->left_) && !isRed(w->right_)) {
-            w->red_ = true;
+            w->rbRedIs(true);
             x = parent;
-            parent = x->parent_;
+            parent = x->rbParent();
          } else {
             if (!isRed(w->right_)) {
-               w->left_->red_ = false;
-               w->red_ = true;
+               w->left_->rbRedIs(false);
+               w->rbRedIs(true);
                rotateRight(w);
                w = parent->right_;
             }
-            w->red_ = parent->red_;
-            parent->red_ = false;
-            if (w->right_) w->right_->red_ = false;
+            w->rbRedIs(parent->rbRed());
+            parent->rbRedIs(false);
+            if (w->right_) w->right_->rbRedIs(false);
             rotateLeft(parent);
             x = root_;
          }
       } else {
          RbTreeLink* w = parent->left_;
-         if (w->red_) {
-            w->red_ = false;
-            parent->red_ = true;
+         if (w->rbRed()) {
+            w->rbRedIs(false);
+            parent->rbRedIs(true);
             rotateRight(parent);
             w = parent->left_;
          }
          if (!isRed(w->right_) && !isRed(w->left_)) {
-            w->red_ = true;
+            w->rbRedIs(true);
             x = parent;
-            parent = x->parent_;
+            parent = x->rbParent();
          } else {
             if (!isRed(w->left_)) {
-               w->right_->red_ = false;
-               w->red_ = true;
+               w->right_->rbRedIs(false);
+               w->rbRedIs(true);
                rotateLeft(w);
                w = parent->left_;
             }
-            w->red_ = parent->red_;
-            parent->red_ = false;
-            if (w->left_) w->left_->red_ = false;
+            w->rbRedIs(parent->rbRed());
+            parent->rbRedIs(false);
+            if (w->left_) w->left_->rbRedIs(false);
             rotateRight(parent);
             x = root_;
          }
       }
    }
-   if (x) x->red_ = false;
+   if (x) x->rbRedIs(false);
 }
 
 int RbTreeCore::verifyFrom(RbTreeLink const* n) noexcept {
    if (!n) return 1;
-   if (n->red_ && ((n->left_ && n->left_->red_) || (n->right_ && n->right_->red_))) {
+   if (n->rbRed() && ((n->left_ && n->left_->rbRed()) || (n->right_ && n->right_->rbRed()))) {
       return -1;
    }
-   if ((n->left_ && n->left_->parent_ != n) || (n->right_ && n->right_->parent_ != n)) {
+   if ((n->left_ && n->left_->rbParent() != n) || (n->right_ && n->right_->rbParent() != n)) {
       return -1;
    }
    int l = verifyFrom(n->left_);
    int r = verifyFrom(n->right_);
    if (l < 0 || r < 0 || l != r) return -1;
-   return l + (n->red_ ? 0 : 1);
+   return l + (n->rbRed() ? 0 : 1);
 }
 
 int RbTreeCore::verify() const noexcept {
-   if (root_ && (root_->red_ || root_->parent_)) return -1;
+   if (root_ && (root_->rbRed() || root_->rbParent())) return -1;
    return verifyFrom(root_);
 }
 

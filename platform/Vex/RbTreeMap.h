@@ -53,16 +53,35 @@ class RbTreeLink {
    RbTreeLink& operator=(RbTreeLink const&) noexcept { return *this; }
 
    /// Whether the node is a member of some map.
-   bool rbTreeMember() const noexcept { return member_; }
+   bool rbTreeMember() const noexcept { return rbMember(); }
 
  private:
    friend class Internal::RbTreeCore;
-   RbTreeLink* parent_ = nullptr;
+
+   // The parent pointer, with the node's colour and membership in its two
+   // low bits (nodes are at least 4-aligned): 24 bytes of links a node
+   // instead of 32, on every rule, status and match component.
+   static constexpr std::uintptr_t redBit = 1, memberBit = 2, flagBits = redBit | memberBit;
+   RbTreeLink* rbParent() const noexcept {
+      return reinterpret_cast<RbTreeLink*>(parentAndFlags_ & ~flagBits);
+   }
+   void rbParentIs(RbTreeLink* p) noexcept {
+      parentAndFlags_ = reinterpret_cast<std::uintptr_t>(p) | (parentAndFlags_ & flagBits);
+   }
+   bool rbRed() const noexcept { return parentAndFlags_ & redBit; }
+   void rbRedIs(bool red) noexcept {
+      parentAndFlags_ = (parentAndFlags_ & ~redBit) | (red ? redBit : 0);
+   }
+   bool rbMember() const noexcept { return parentAndFlags_ & memberBit; }
+   void rbMemberIs(bool member) noexcept {
+      parentAndFlags_ = (parentAndFlags_ & ~memberBit) | (member ? memberBit : 0);
+   }
+
+   std::uintptr_t parentAndFlags_ = 0;
    RbTreeLink* left_ = nullptr;
    RbTreeLink* right_ = nullptr;
-   bool red_ = false;
-   bool member_ = false;
 };
+static_assert(alignof(RbTreeLink) >= 4, "the flags need the two low bits of a node's address");
 
 namespace Internal {
 
@@ -116,10 +135,10 @@ class RbTreeCore {
             m = m->left_;
          return m;
       }
-      RbTreeLink* p = n->parent_;
+      RbTreeLink* p = n->rbParent();
       while (p && n == p->right_) {
          n = p;
-         p = p->parent_;
+         p = p->rbParent();
       }
       return p;
    }
@@ -130,17 +149,17 @@ class RbTreeCore {
             m = m->right_;
          return m;
       }
-      RbTreeLink* p = n->parent_;
+      RbTreeLink* p = n->rbParent();
       while (p && n == p->left_) {
          n = p;
-         p = p->parent_;
+         p = p->rbParent();
       }
       return p;
    }
 
    static RbTreeLink* left(RbTreeLink const* n) noexcept { return n->left_; }
    static RbTreeLink* right(RbTreeLink const* n) noexcept { return n->right_; }
-   static bool member(RbTreeLink const* n) noexcept { return n->member_; }
+   static bool member(RbTreeLink const* n) noexcept { return n->rbMember(); }
 
    /// Checks the red-black invariants; returns the black height, or -1.
    int verify() const noexcept;
@@ -173,8 +192,9 @@ void RbTreeCore::drain(F release) noexcept {
          n = l;
       } else {
          RbTreeLink* next = n->right_;
-         n->parent_ = n->left_ = n->right_ = nullptr;
-         n->member_ = false;
+         n->left_ = n->right_ = nullptr;
+         n->rbParentIs(nullptr);
+         n->rbMemberIs(false);
          release(n);
          n = next;
       }

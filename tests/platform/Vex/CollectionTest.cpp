@@ -272,6 +272,16 @@ struct AfOf {
 using RangeNode = Vex::MapNode<Range, bool, Vex::HashLink>;
 using RangeSet = Vex::HashMap2018<RangeNode, Range, bool>;
 using QualNode = Vex::InternalKeyNode<std::int32_t, Qual, AfOf, Vex::HashLink>;
+// A key functor that hands back a reference: the node reads its key in the
+// value and keeps no copy.
+struct AfIn {
+   std::int32_t const& operator()(Qual const& q) const { return q.af; }
+};
+using QualInNode = Vex::InternalKeyNode<std::int32_t, Qual, AfIn, Vex::HashLink>;
+static_assert(sizeof(QualInNode) < sizeof(QualNode));
+// A tree node's links are three words: its colour and membership ride in the
+// parent pointer.
+static_assert(sizeof(Vex::RbTreeLink) == 3 * sizeof(void*));
 } // namespace
 
 TEST(HashMap2018, ValueCollectionsCopyCompareAndSwap) {
@@ -308,6 +318,18 @@ TEST(HashMap2018DeathTest, AnInternalKeyNodeKeepsItsKey) {
    n->valueIs({2, "still ipv6"});
    EXPECT_EQ(n->value().text, "still ipv6");
    EXPECT_DEATH(n->valueIs({1, "ipv4"}), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
+
+   // The same with the key read in the value.
+   Vex::HashMap2018<QualInNode, std::int32_t, Qual> inValue;
+   inValue.insert(new QualInNode({2, "no flow label"}));
+   inValue.insert(new QualInNode({1, "ipv4"}));
+   QualInNode* m = inValue.find(2);
+   ASSERT_NE(m, nullptr);
+   EXPECT_EQ(&m->fwkKey(), &m->value().af) << "no copy of the key";
+   m->valueIs({2, "still ipv6"});
+   EXPECT_EQ(inValue.find(2)->value().text, "still ipv6");
+   EXPECT_TRUE(inValue.verify());
+   EXPECT_DEATH(m->valueIs({1, "ipv4"}), "fwkKey\\(\\) == KeyFunktor\\(\\)\\( _value \\)");
 }
 
 TEST(HashValueMap, ReportsChangesAndHandsBackRemovedValues) {
