@@ -20,7 +20,7 @@ ResolvedNexthopInfo::ResolvedNexthopInfo(Vex::NboAttrLog::In* in, Vex::StreamBog
    // Each via takes bytes, so a count beyond the record ends in the
    // past-the-end error of the reader rather than a long loop.
    for (std::uint32_t i = 0; i < count; ++i) {
-      if (!body_->viaActive.insert(new ViaNode(Via(in, Vex::StreamBogon()))).second) {
+      if (!own().viaActive.insert(new ViaNode(Via(in, Vex::StreamBogon()))).second) {
          throw Vex::Exception("ResolvedNexthopInfo: via " + std::to_string(i) +
                               " repeats an earlier via");
       }

@@ -37,7 +37,8 @@ class ResolvedNexthopInfo {
 
    /// The default next-hop set, no active via.
    ResolvedNexthopInfo() noexcept = default;
-   explicit ResolvedNexthopInfo(NexthopSet nexthopSet) { own().nexthopSet = std::move(nexthopSet); }
+   /// Holds nothing of its own when `nexthopSet` is the default one.
+   explicit ResolvedNexthopInfo(NexthopSet nexthopSet) { nexthopSetIs(std::move(nexthopSet)); }
    ResolvedNexthopInfo(ResolvedNexthopInfo const& o)
        : body_(o.body_ ? std::make_unique<Body>(*o.body_) : nullptr) {}
    ResolvedNexthopInfo(ResolvedNexthopInfo&&) noexcept = default;
@@ -51,7 +52,9 @@ class ResolvedNexthopInfo {
    ResolvedNexthopInfo(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
    NexthopSet const& nexthopSet() const noexcept { return body().nexthopSet; }
-   void nexthopSetIs(NexthopSet s) { own().nexthopSet = std::move(s); }
+   void nexthopSetIs(NexthopSet s) {
+      if (body_ || !(s == defaultBody().nexthopSet)) own().nexthopSet = std::move(s);
+   }
 
    /// Adds `via` to the active vias (nothing when it is there already).
    void viaActiveIs(Via const& via);

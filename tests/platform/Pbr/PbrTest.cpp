@@ -114,6 +114,11 @@ TEST(ResolvedNexthopInfo, TheDefaultIsSmallAndActsLikeAnyOtherValue) {
    EXPECT_EQ(none.nexthopSet().vrfName(), "default");
    EXPECT_FALSE(none.viaActiveIteratorConst());
    EXPECT_EQ(valueToStrep(none), valueToStrep(explicitDefault));
+   EXPECT_EQ(logRoundTrip(none), none);
+   Pbr::ResolvedNexthopInfo defaultWithVia = none;
+   defaultWithVia.viaActiveIs(via("10.0.0.9", "Ethernet9", 9));
+   EXPECT_EQ(logRoundTrip(defaultWithVia), defaultWithVia)
+       << "a default next-hop set read from the log still takes vias";
 
    // Changing a copy of the default leaves the default alone, both ways.
    Pbr::ResolvedNexthopInfo changed = none;
