@@ -123,6 +123,24 @@ TEST(CheckModel, RefusalsGoToErrorsAsTheyComeAndToTheModelForJson) {
    EXPECT_EQ(forJson.model.refusals[1].column, 38u);
 }
 
+TEST(CheckModel, ARuleReadAgainIsRefusedWithTheLineOfTheFirst) {
+   // The check's reader finds earlier keys in the Config tree: infeasible
+   // rules are there too, refused lines are not.
+   Checked const r = check("vrf default ipv4 *;*;IP:=47;DP:=80; drop\n"     // infeasible
+                           "vrf default ipv4 *;*;IP:=6; drop drop\n"        // refused
+                           "vrf default ipv4 *;*;IP:=6; permit\n"           // first
+                           "vrf blue ipv4 *;*;IP:=6; drop\n"                // another VRF
+                           "vrf default ipv4 *;*;IP:=0x6; drop\n"           // as line 3
+                           "vrf default ipv4 *;*;IP:=47;DP:=0x50; permit\n" // as line 1
+                           "vrf 0 ipv4 *;*;IP:=6; drop\n");                 // as line 3
+   EXPECT_EQ(r.errors, "f:2:34: 'drop' is given twice\n"
+                       "f:5:18: the same rule as line 3\n"
+                       "f:6:18: the same rule as line 1\n"
+                       "f:7:12: the same rule as line 3\n");
+   EXPECT_EQ(linesIn(r.model, RuleOrder::file), (std::vector<unsigned>{1, 3, 4}));
+   EXPECT_EQ(r.model.refusedLines, 4u);
+}
+
 TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
    Checked const r = check("vrf blue ipv4 *;*;IP:=17; drop\n"
                            "vrf default ipv4 10.0.0.0/8;*; drop\n"

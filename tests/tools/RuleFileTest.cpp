@@ -116,6 +116,42 @@ TEST(RuleFile, AKeyIsUniquePerVrfAndFamily) {
    EXPECT_EQ(f.errors, errors);
 }
 
+TEST(RuleFile, AReaderWhoseCallerKeepsTheKeysAsksItForTheFirstLine) {
+   std::string const text = "vrf 1 ipv4 *;*;IP:=6; drop\n"
+                            "vrf 2 ipv4 *;*;IP:=6; drop\n"
+                            "vrf 1 ipv4 *;*;IP:=6; drop drop\n" // refused: not kept
+                            "vrf 1 ipv6 *;*;IP:=6; drop\n"
+                            "vrf 1 ipv4 *;*;IP:=6; permit\n"
+                            "vrf 2 ipv4 *;*;IP:=0x6; permit\n";
+   // The caller keeps each rule returned, as a Config tree would.
+   std::map<Flowspec::FlowspecKey, unsigned> kept;
+   std::vector<Flowspec::FlowspecKey> asked;
+   FlowspecTool::RuleReader reader([&](Flowspec::FlowspecKey const& key) {
+      asked.push_back(key);
+      auto at = kept.find(key);
+      return at == kept.end() ? std::nullopt : std::optional<unsigned>(at->second);
+   });
+   std::vector<std::string> errors;
+   std::istringstream in(text);
+   EXPECT_TRUE(FlowspecTool::readRules(
+       in, reader, [&](FlowspecTool::RuleLine&& rule) { kept.emplace(rule.key, rule.line); },
+       [&](Refusal&& r) { errors.push_back(r.text("f")); }));
+   std::vector<std::string> const expected = {"f:3:28: 'drop' is given twice",
+                                              "f:5:12: the same rule as line 1",
+                                              "f:6:12: the same rule as line 2"};
+   EXPECT_EQ(errors, expected);
+   EXPECT_EQ(errors, readRuleFile(text, "f").errors) << "the same as a reader keeping the keys";
+   ASSERT_EQ(asked.size(), 5u) << "asked once for each line read whole";
+   EXPECT_EQ(asked[1].vrfId(), 2u) << "with the VRF in the key";
+   EXPECT_EQ(asked[2].addressFamily(), Ipkit::ipv6);
+
+   // The reader itself keeps no key: a line the caller did not keep is no
+   // duplicate.
+   kept.clear();
+   EXPECT_TRUE(std::holds_alternative<FlowspecTool::RuleLine>(
+       reader.line("vrf 1 ipv4 *;*;IP:=6; drop", 7)));
+}
+
 TEST(RuleFile, LinesEndInNewlinesCarriageReturnsOrTheEndOfTheText) {
    EXPECT_TRUE(readRuleFile("", "f").rules.empty());
    RuleFile f = readRuleFile("\r\n# c\r\nvrf 0 ipv4 *;*; drop\r\n\nvrf 0 ipv6 *;*; drop", "f");

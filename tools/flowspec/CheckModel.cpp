@@ -201,6 +201,15 @@ void configureRule(Flowspec::Config& config, RuleLine const& line) {
    }
 }
 
+RuleReader::KeyLine keyLineIn(Flowspec::Config const& config) {
+   return [&config](Flowspec::FlowspecKey const& key) -> std::optional<unsigned> {
+      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(key.vrfId());
+      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
+      if (!rule) return std::nullopt;
+      return static_cast<unsigned>(rule->ruleId());
+   };
+}
+
 namespace {
 
 std::string dumpOf(Vex::Entity const& root) {
@@ -218,7 +227,17 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
    auto config = Flowspec::configFactory("config");
    auto status = Flowspec::statusFactory("status");
    auto counter = Flowspec::counterFactory("counter");
-   RuleReader reader;
+   // The keys are held by the Config tree, but for those of the rare rules
+   // configureRule refused (a key it cannot derive a match set from): the
+   // reader finds the line of a key read before in either.
+   std::map<Flowspec::FlowspecKey, unsigned> unconfigured;
+   RuleReader reader([&unconfigured, inConfig = keyLineIn(*config)](
+                         Flowspec::FlowspecKey const& key) -> std::optional<unsigned> {
+      if (std::optional<unsigned> line = inConfig(key)) return line;
+      auto refused = unconfigured.find(key);
+      if (refused == unconfigured.end()) return std::nullopt;
+      return refused->second;
+   });
    std::vector<RuleLine> lines;
    auto refuse = [&](Refusal&& refusal) {
       err << refusal.text(shownName) << '\n';
@@ -238,6 +257,7 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
                 configureRule(*config, line);
                 lines.push_back(std::move(line));
              } catch (std::exception const& e) {
+                unconfigured.emplace(line.key, line.line);
                 refuse(Refusal{line.line, 1, printable(e.what())});
              }
           },

@@ -152,6 +152,11 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
 /// Raises what the match-set derivation raises for a malformed key.
 void configureRule(Flowspec::Config& config, RuleLine const& line);
 
+/// The line of the rule configureRule configured in `config` with a key:
+/// its rule id, or nothing when there is no such rule. For a RuleReader
+/// whose rules go into `config`.
+RuleReader::KeyLine keyLineIn(Flowspec::Config const& config);
+
 /// The first component of `rule`, in type order, that accepts no value: a
 /// numeric one without ranges, or a bit-mask one without masks. `invalid`
 /// when there is none.

@@ -104,10 +104,15 @@ RuleReader::Outcome RuleReader::line(std::string_view text, unsigned number) {
    try {
       Outcome outcome = read(text, number, state);
       if (auto* rule = std::get_if<RuleLine>(&outcome)) {
-         auto [at, inserted] = keyLines_.emplace(rule->key, number);
-         if (!inserted) {
+         std::optional<unsigned> first;
+         if (keyLine_) {
+            first = keyLine_(rule->key);
+         } else if (auto [at, inserted] = keyLines_.emplace(rule->key, number); !inserted) {
+            first = at->second;
+         }
+         if (first) {
             throw LineError{state.columnOf(state.words[3]),
-                            "the same rule as line " + std::to_string(at->second)};
+                            "the same rule as line " + std::to_string(*first)};
          }
          // The line is read: what it introduced is the file's now.
          for (auto const& [name, id] : state.newNames) {
