@@ -68,9 +68,9 @@ TEST(CheckModel, AnInfeasibleRuleNamesItsRealCause) {
       CheckedRule const& rule = r.model.rules.front();
       ASSERT_TRUE(rule.infeasible.has_value());
       EXPECT_EQ(*rule.infeasible, c.blamed);
-      EXPECT_EQ(rule.problem, c.problem);
-      ASSERT_TRUE(rule.status.has_value());
-      EXPECT_EQ(rule.status->status, HwRuleProgrammingStatus::unprocessed);
+      EXPECT_EQ(rule.problem(), c.problem);
+      ASSERT_TRUE(rule.status().has_value());
+      EXPECT_EQ(rule.status()->status, HwRuleProgrammingStatus::unprocessed);
       EXPECT_EQ(r.model.exitStatus(), 4);
    }
 }
@@ -152,7 +152,7 @@ TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
    EXPECT_EQ(r.model.vrfText(0), "default (0)");
    EXPECT_EQ(r.model.vrfText(1), "blue (1)");
    EXPECT_EQ(r.model.vrfText(7), "7");
-   EXPECT_EQ(ruleAt(r.model, 1).actionsText, "drop");
+   EXPECT_EQ(r.model.actionsText(ruleAt(r.model, 1)), "drop");
 }
 
 TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
@@ -169,7 +169,7 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
    // Versions number the rules in the order the agent programmed them.
    std::vector<std::string> versions;
    for (CheckedRule const* rule : r.model.ordered(RuleOrder::precedence))
-      versions.push_back(rule->status->version);
+      versions.push_back(rule->status()->version);
    EXPECT_EQ(versions, (std::vector<std::string>{"0000000000000f10.1", "0000000000000f10.2",
                                                  "0000000000000f10.3", "0000000000000f10.4",
                                                  "0000000000000f10.5", "0000000000000f10.6"}));
@@ -186,18 +186,18 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
              verbose);
    CheckedRule const& syn = ruleAt(r.model, 1);
    EXPECT_EQ(syn.verdictText(), "feasible: tcp");
-   EXPECT_EQ(syn.actionsText, "rate 1250k sample");
-   EXPECT_EQ(syn.matchText, "Destination Prefix 198.51.100.0/24; IP Protocol tcp; "
-                            "Destination Port 80, 443; TCP Flags all "
-                            "of SYN, not ACK");
-   ASSERT_TRUE(syn.status.has_value());
-   EXPECT_EQ(syn.status->code, "programmed");
+   EXPECT_EQ(r.model.actionsText(syn), "rate 1250k sample");
+   EXPECT_EQ(syn.matchText(), "Destination Prefix 198.51.100.0/24; IP Protocol tcp; "
+                              "Destination Port 80, 443; TCP Flags all "
+                              "of SYN, not ACK");
+   ASSERT_TRUE(syn.status().has_value());
+   EXPECT_EQ(syn.status()->code, "programmed");
    EXPECT_EQ(syn.packets, 0u);
    CheckedRule const& memcached = ruleAt(r.model, 2);
    EXPECT_EQ(memcached.verdictText(), "feasible: tcp, udp");
-   EXPECT_EQ(memcached.actionsText, "redirect vrf scrubbing copy dscp 46 continue");
-   EXPECT_EQ(memcached.problem, "continue is not supported: programmed as a terminal rule");
-   EXPECT_EQ(ruleAt(r.model, 3).actionsText, "rate 1000G")
+   EXPECT_EQ(r.model.actionsText(memcached), "redirect vrf scrubbing copy dscp 46 continue");
+   EXPECT_EQ(memcached.problem(), "continue is not supported: programmed as a terminal rule");
+   EXPECT_EQ(r.model.actionsText(ruleAt(r.model, 3)), "rate 1000G")
        << "the float's 999999995904 reads as 1000G";
    std::size_t programmed = r.model.tally[std::size_t(HwRuleProgrammingStatus::programmed)];
    EXPECT_EQ(programmed, 2u);
@@ -205,12 +205,14 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
    EXPECT_EQ(FlowspecTool::protocolName(58), "ipv6-icmp");
    EXPECT_EQ(FlowspecTool::protocolName(253), "253");
 
-   // The plain table shows neither the match nor the detailed form: the
-   // model leaves them out, and keeps the rest.
+   // The plain table does not show the match: the model leaves it out, and
+   // keeps no text at all for a rule programmed fully.
    Checked const plain = check("vrf default ipv4 198.51.100.0/24;*;TCP:=2; drop\n");
-   EXPECT_EQ(ruleAt(plain.model, 1).matchText, "");
-   EXPECT_EQ(ruleAt(plain.model, 1).detail, "");
-   EXPECT_EQ(ruleAt(plain.model, 1).rule, "198.51.100.0/24;*;TCP:=2;");
+   EXPECT_EQ(ruleAt(plain.model, 1).matchText(), "");
+   EXPECT_FALSE(ruleAt(plain.model, 1).texts);
+   EXPECT_EQ(ruleAt(plain.model, 1).rule(), "198.51.100.0/24;*;TCP:=2;");
+   EXPECT_EQ(ruleAt(plain.model, 1).detail(),
+             "Destination Prefix : 198.51.100.0/24;Source Prefix : *;TCP Flags : ALL(SYN:1);");
 }
 
 } // namespace

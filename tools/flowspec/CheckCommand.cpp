@@ -158,17 +158,18 @@ void printText(CheckModel const& m, CheckOptions const& options, std::ostream& o
       out << '\n';
       Table table({"line", "VRF", "family", "rule", "actions", "verdict", "status"});
       for (CheckedRule const* r : m.ordered(options.sort)) {
+         std::optional<RuleStatusView> const status = r->status();
          std::vector<std::string> notes;
-         if (!r->problem.empty()) notes.push_back(r->problem);
+         if (!r->problem().empty()) notes.push_back(r->problem());
          if (options.verbose) {
-            notes.push_back("match: " + r->matchText);
-            if (r->status && !r->infeasible) {
-               notes.push_back("version " + r->status->version +
+            notes.push_back("match: " + r->matchText());
+            if (status && !r->infeasible) {
+               notes.push_back("version " + status->version +
                                (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
             }
          }
-         table.add({std::to_string(r->line), m.vrfText(r->vrfId), r->family, r->rule,
-                    r->actionsText, r->verdictText(), r->status ? r->status->text : "-"},
+         table.add({std::to_string(r->line), m.vrfText(r->vrfId), r->family(), r->rule(),
+                    m.actionsText(*r), r->verdictText(), status ? status->text : "-"},
                    notes);
       }
       table.print(out);
@@ -258,56 +259,57 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.null();
       }
       j.key("family");
-      j.value(r->family);
+      j.value(r->family());
       j.key("rule");
-      j.value(r->rule);
+      j.value(r->rule());
       j.key("detail");
-      j.value(r->detail);
+      j.value(r->detail());
       j.key("precedence");
       j.value(std::uint64_t(r->precedence));
+      RuleActions const actions = r->actions();
       j.key("actions");
       j.beginObject();
       j.key("drop");
-      j.value(r->actions.drop);
+      j.value(actions.drop);
       j.key("permit");
-      j.value(r->actions.permit);
+      j.value(actions.permit);
       j.key("rate");
-      if (r->actions.rate) {
-         j.value(*r->actions.rate);
+      if (actions.rate) {
+         j.value(*actions.rate);
       } else {
          j.null();
       }
       j.key("redirect");
-      if (r->actions.redirect) {
+      if (actions.redirect) {
          j.beginObject();
          j.key("vrf");
-         if (r->actions.redirect->vrf) {
-            j.value(std::uint64_t(*r->actions.redirect->vrf));
+         if (actions.redirect->vrf) {
+            j.value(std::uint64_t(*actions.redirect->vrf));
          } else {
             j.null();
          }
          j.key("address");
-         if (r->actions.redirect->address.empty()) {
+         if (actions.redirect->address.empty()) {
             j.null();
          } else {
-            j.value(r->actions.redirect->address);
+            j.value(actions.redirect->address);
          }
          j.key("copy");
-         j.value(r->actions.redirect->copy);
+         j.value(actions.redirect->copy);
          j.endObject();
       } else {
          j.null();
       }
       j.key("dscp");
-      if (r->actions.dscp) {
-         j.value(std::uint64_t(*r->actions.dscp));
+      if (actions.dscp) {
+         j.value(std::uint64_t(*actions.dscp));
       } else {
          j.null();
       }
       j.key("sample");
-      j.value(r->actions.sample);
+      j.value(actions.sample);
       j.key("continue");
-      j.value(r->actions.continueMatch);
+      j.value(actions.continueMatch);
       j.endObject();
       j.key("feasible");
       j.value(!r->infeasible);
@@ -317,7 +319,7 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.key("component");
          j.value(Flowspec::stringValue(*r->infeasible).view());
          j.key("reason");
-         j.value(r->problem);
+         j.value(r->problem());
          j.endObject();
       } else {
          j.null();
@@ -332,18 +334,18 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.null();
       }
       j.key("status");
-      if (r->status) {
+      if (std::optional<RuleStatusView> const status = r->status()) {
          j.beginObject();
          j.key("code");
-         j.value(r->status->code);
+         j.value(status->code);
          j.key("text");
-         j.value(r->status->text);
+         j.value(status->text);
          j.key("reason");
-         j.value(r->status->reason);
+         j.value(status->reason);
          j.key("version");
-         j.value(r->status->version);
+         j.value(status->version);
          j.key("programmed");
-         j.value(r->status->programmed);
+         j.value(status->programmed);
          j.endObject();
       } else {
          j.null();

@@ -148,29 +148,6 @@ std::string rateText(std::uint64_t rate) {
    return std::to_string(rate);
 }
 
-RuleActions actionsOf(RuleLine const& line) {
-   RuleActions a;
-   Flowspec::ActionFieldSet const f = line.actionFieldSet;
-   a.drop = f.trafficDrop();
-   a.permit = f.trafficPermit();
-   if (f.trafficRate()) a.rate = static_cast<std::uint64_t>(line.trafficRateLimit);
-   // (JSON gives the rate the rule holds; the table rounds it, see rateText.)
-   if (f.trafficRedirect()) {
-      RuleActions::Redirect r;
-      if (line.trafficRedirect.vrfId() != Vrf::VrfIdMap::noVrfId)
-         r.vrf = line.trafficRedirect.vrfId();
-      if (!line.trafficRedirect.addr().isUnspecified()) {
-         r.address = line.trafficRedirect.addr().stringValue().str();
-      }
-      r.copy = line.trafficRedirect.copy();
-      a.redirect = r;
-   }
-   if (f.trafficMarking()) a.dscp = line.trafficMarkingDscp.value();
-   a.sample = line.trafficAction.sampleAndLog();
-   a.continueMatch = line.trafficAction.continueMatch();
-   return a;
-}
-
 // ---- the configuration agent ----------------------------------------------
 
 } // namespace
@@ -238,7 +215,6 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
       if (refused == unconfigured.end()) return std::nullopt;
       return refused->second;
    });
-   std::vector<RuleLine> lines;
    auto refuse = [&](Refusal&& refusal) {
       err << refusal.text(shownName) << '\n';
       ++model.refusedLines;
@@ -255,7 +231,7 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
           [&](RuleLine&& line) {
              try {
                 configureRule(*config, line);
-                lines.push_back(std::move(line));
+                model.add(std::move(line));
              } catch (std::exception const& e) {
                 unconfigured.emplace(line.key, line.line);
                 refuse(Refusal{line.line, 1, printable(e.what())});
@@ -266,8 +242,7 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
       model.heard = agent.heard();
    }
    if (!readOk || in.bad()) return std::nullopt;
-   model.build(lines, reader.vrfNames(), *config, *status, *counter,
-               options.verbose || options.json);
+   model.build(reader.vrfNames(), *config, *status, *counter, options.verbose || options.json);
    if (options.dump) {
       model.configDump = dumpOf(*config);
       model.statusDump = dumpOf(*status);
@@ -301,83 +276,129 @@ MatchCompType componentMatchingNothing(Flowspec::RuleConfig const& rule) {
    return T::invalid;
 }
 
+std::string CheckedRule::family() const {
+   return Ipkit::valueToStrep(key.addressFamily()).str();
+}
+
+std::string CheckedRule::rule() const {
+   return key.toStrepCli().str();
+}
+
+std::string CheckedRule::detail() const {
+   return key.toStrepCliDetail().str();
+}
+
+RuleActions CheckedRule::actions() const {
+   RuleActions a;
+   Flowspec::ActionFieldSet const f = actionFieldSet;
+   a.drop = f.trafficDrop();
+   a.permit = f.trafficPermit();
+   if (f.trafficRate()) a.rate = static_cast<std::uint64_t>(trafficRateLimit);
+   // (JSON gives the rate the rule holds; the table rounds it, see rateText.)
+   if (f.trafficRedirect()) {
+      RuleActions::Redirect r;
+      if (trafficRedirect.vrfId() != Vrf::VrfIdMap::noVrfId) r.vrf = trafficRedirect.vrfId();
+      if (!trafficRedirect.addr().isUnspecified()) {
+         r.address = trafficRedirect.addr().stringValue().str();
+      }
+      r.copy = trafficRedirect.copy();
+      a.redirect = r;
+   }
+   if (f.trafficMarking()) a.dscp = trafficMarkingDscp.value();
+   a.sample = trafficAction.sampleAndLog();
+   a.continueMatch = trafficAction.continueMatch();
+   return a;
+}
+
+namespace {
+std::string const noText;
+}
+
+std::string const& CheckedRule::problem() const {
+   return texts ? texts->problem : noText;
+}
+
+std::string const& CheckedRule::matchText() const {
+   return texts ? texts->match : noText;
+}
+
+std::optional<RuleStatusView> CheckedRule::status() const {
+   if (!statusCode) return std::nullopt;
+   RuleStatusView s;
+   s.status = *statusCode;
+   s.code = Flowspec::stringValue(s.status).str();
+   s.text = Flowspec::FlowspecUtil().statusCodeToStrep(s.status).str();
+   if (texts) s.reason = texts->reason;
+   s.version = version.toStrep().str();
+   s.programmed = programmed;
+   return s;
+}
+
 std::string CheckedRule::verdictText() const {
    if (infeasible) return "infeasible";
    if (!ipProtocols) return "feasible";
    return "feasible: " + rangesText(*ipProtocols, protocolName);
 }
 
-void CheckModel::build(std::vector<RuleLine> const& lines,
-                       std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
+void CheckModel::add(RuleLine&& line) {
+   CheckedRule& r = rules.emplace_back();
+   r.line = line.line;
+   r.vrfId = line.vrfId;
+   r.key = std::move(line.key);
+   r.actionFieldSet = line.actionFieldSet;
+   r.trafficRateLimit = line.trafficRateLimit;
+   r.trafficAction = line.trafficAction;
+   r.trafficRedirect = line.trafficRedirect;
+   r.trafficMarkingDscp = line.trafficMarkingDscp;
+}
+
+void CheckModel::build(std::map<Vrf::VrfIdMap::VrfId, std::string> names,
                        Flowspec::Config const& config, Flowspec::Status const& status,
                        Flowspec::Counter const& counter, bool allTexts) {
-   Flowspec::FlowspecUtil const util;
+   vrfNames = std::move(names);
    std::map<Vrf::VrfIdMap::VrfId, VrfSummary> summaries;
-   rules.reserve(lines.size());
-   for (RuleLine const& line : lines) {
-      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(line.vrfId);
-      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(line.key);
-      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible = vrf->infeasibleRule(line.key);
-      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus = status.vrfRuleStatus(line.vrfId);
+   // Rules share their protocol lists: there are few distinct ones.
+   std::map<CheckedRule::Protocols, std::shared_ptr<CheckedRule::Protocols const>> protocolLists;
+   for (CheckedRule& r : rules) {
+      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(r.vrfId);
+      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(r.key);
+      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible = vrf->infeasibleRule(r.key);
+      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus = status.vrfRuleStatus(r.vrfId);
       Vex::Ptr<Flowspec::RuleStatus const> ruleStatus =
-          vrfStatus ? vrfStatus->ruleStatus(line.key) : nullptr;
+          vrfStatus ? vrfStatus->ruleStatus(r.key) : nullptr;
 
-      CheckedRule r;
-      r.line = line.line;
-      r.vrfId = line.vrfId;
-      r.key = line.key;
-      r.family = Ipkit::valueToStrep(line.key.addressFamily()).str();
-      r.rule = line.key.toStrepCli().str();
-      if (allTexts) r.detail = line.key.toStrepCliDetail().str();
-      r.actions = actionsOf(line);
-      if (allTexts) r.matchText = matchText(*rule);
-      if (rule->matchSetHas(T::ipProto) && !infeasible)
-         r.ipProtocols = rangesOf(rule->matchSet(T::ipProto));
+      CheckedRule::Texts texts;
+      if (allTexts) texts.match = matchText(*rule);
+      if (rule->matchSetHas(T::ipProto) && !infeasible) {
+         CheckedRule::Protocols ranges = rangesOf(rule->matchSet(T::ipProto));
+         auto& shared = protocolLists[ranges];
+         if (!shared) shared = std::make_shared<CheckedRule::Protocols const>(std::move(ranges));
+         r.ipProtocols = shared;
+      }
       if (infeasible) {
          r.infeasible = infeasible->matchCompType();
-         r.problem = "infeasible: " + infeasibleReason(*rule, *r.infeasible);
+         texts.problem = "infeasible: " + infeasibleReason(*rule, *r.infeasible);
       }
       if (ruleStatus) {
-         RuleStatusView s;
-         s.status = ruleStatus->statusCode();
-         s.code = Flowspec::stringValue(s.status).str();
-         s.text = util.statusCodeToStrep(s.status).str();
-         s.reason = ruleStatus->errorReason().str();
-         s.version = ruleStatus->version().toStrep().str();
-         s.programmed = ruleStatus->isProgrammed();
-         if (!infeasible && s.status != HwRuleProgrammingStatus::programmed) r.problem = s.reason;
-         ++tally[static_cast<std::size_t>(s.status)];
-         r.status = std::move(s);
+         HwRuleProgrammingStatus const code = ruleStatus->statusCode();
+         r.statusCode = code;
+         texts.reason = ruleStatus->errorReason().str();
+         r.version = ruleStatus->version();
+         r.programmed = ruleStatus->isProgrammed();
+         if (!infeasible && code != HwRuleProgrammingStatus::programmed)
+            texts.problem = texts.reason;
+         ++tally[static_cast<std::size_t>(code)];
       }
-      if (counter.snapshotHas(line.key)) r.packets = counter.snapshot(line.key).counter();
-
-      // The actions as a line would give them, canonically.
-      std::string& a = r.actionsText;
-      auto add = [&a](std::string const& word) { a += (a.empty() ? "" : " ") + word; };
-      if (r.actions.drop) add("drop");
-      if (r.actions.permit) add("permit");
-      if (r.actions.rate) add("rate " + rateText(*r.actions.rate));
-      if (r.actions.redirect) {
-         RuleActions::Redirect const& to = *r.actions.redirect;
-         if (to.vrf) {
-            auto named = vrfNames.find(*to.vrf);
-            add("redirect vrf " +
-                (named != vrfNames.end() ? named->second : std::to_string(*to.vrf)));
-         } else {
-            add("redirect " + to.address);
-         }
-         if (to.copy) add("copy");
+      if (!texts.problem.empty() || !texts.reason.empty() || !texts.match.empty()) {
+         r.texts = std::make_unique<CheckedRule::Texts>(std::move(texts));
       }
-      if (r.actions.dscp) add("dscp " + std::to_string(*r.actions.dscp));
-      if (r.actions.sample) add("sample");
-      if (r.actions.continueMatch) add("continue");
+      if (counter.snapshotHas(r.key)) r.packets = counter.snapshot(r.key).counter();
 
-      VrfSummary& v = summaries[line.vrfId];
-      v.id = line.vrfId;
-      if (auto named = vrfNames.find(line.vrfId); named != vrfNames.end()) v.name = named->second;
+      VrfSummary& v = summaries[r.vrfId];
+      v.id = r.vrfId;
+      if (auto named = vrfNames.find(r.vrfId); named != vrfNames.end()) v.name = named->second;
       ++v.rules;
       if (infeasible) ++v.infeasible;
-      rules.push_back(std::move(r));
    }
    for (auto& [id, v] : summaries)
       vrfs.push_back(std::move(v));
@@ -385,19 +406,44 @@ void CheckModel::build(std::vector<RuleLine> const& lines,
 
    // The place of each rule in its VRF's programming order.
    std::vector<CheckedRule*> byPrecedence;
+   byPrecedence.reserve(rules.size());
    for (CheckedRule& r : rules)
       byPrecedence.push_back(&r);
    std::sort(byPrecedence.begin(), byPrecedence.end(),
              [](CheckedRule const* a, CheckedRule const* b) {
                 return HwAgent::programsBefore(a->vrfId, a->key, b->vrfId, b->key);
              });
-   std::map<Vrf::VrfIdMap::VrfId, std::size_t> places;
+   std::map<Vrf::VrfIdMap::VrfId, std::uint32_t> places;
    for (CheckedRule* r : byPrecedence)
       r->precedence = places[r->vrfId]++;
 }
 
+std::string CheckModel::actionsText(CheckedRule const& r) const {
+   RuleActions const actions = r.actions();
+   std::string a;
+   auto add = [&a](std::string const& word) { a += (a.empty() ? "" : " ") + word; };
+   if (actions.drop) add("drop");
+   if (actions.permit) add("permit");
+   if (actions.rate) add("rate " + rateText(*actions.rate));
+   if (actions.redirect) {
+      RuleActions::Redirect const& to = *actions.redirect;
+      if (to.vrf) {
+         auto named = vrfNames.find(*to.vrf);
+         add("redirect vrf " + (named != vrfNames.end() ? named->second : std::to_string(*to.vrf)));
+      } else {
+         add("redirect " + to.address);
+      }
+      if (to.copy) add("copy");
+   }
+   if (actions.dscp) add("dscp " + std::to_string(*actions.dscp));
+   if (actions.sample) add("sample");
+   if (actions.continueMatch) add("continue");
+   return a;
+}
+
 std::vector<CheckedRule const*> CheckModel::ordered(RuleOrder order) const {
    std::vector<CheckedRule const*> out;
+   out.reserve(rules.size());
    for (CheckedRule const& r : rules)
       out.push_back(&r);
    if (order == RuleOrder::key) {
@@ -438,8 +484,7 @@ std::size_t CheckModel::infeasibleRules() const {
 std::size_t CheckModel::notProgrammedRules() const {
    return static_cast<std::size_t>(
        std::count_if(rules.begin(), rules.end(), [](CheckedRule const& r) {
-          return !r.infeasible &&
-                 (!r.status || r.status->status != HwRuleProgrammingStatus::programmed);
+          return !r.infeasible && r.statusCode != HwRuleProgrammingStatus::programmed;
        }));
 }
 
