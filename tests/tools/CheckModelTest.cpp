@@ -1,4 +1,7 @@
 #include "CheckModel.h"
+#include "HwAgent.h"
+
+#include "Flowspec/FlowspecStatedb.h"
 
 #include <gtest/gtest.h>
 
@@ -173,6 +176,43 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
    EXPECT_EQ(versions, (std::vector<std::string>{"0000000000000f10.1", "0000000000000f10.2",
                                                  "0000000000000f10.3", "0000000000000f10.4",
                                                  "0000000000000f10.5", "0000000000000f10.6"}));
+}
+
+TEST(CheckModel, PlacesNotedWhileTheAgentProgramsAreThePlacesOfTheSort) {
+   std::string const text = "vrf default ipv4 *;*;IP:=6; drop\n"
+                            "vrf blue ipv4 10.0.0.0/8;*; drop\n"
+                            "vrf default ipv4 10.0.0.0/8;*; drop\n"
+                            "vrf default ipv6 2001:db8::/32;*; drop\n"
+                            "vrf blue ipv4 *;*;IP:=17; drop\n"
+                            "vrf default ipv4 10.1.0.0/16;*;IP:=47;DP:=80; drop\n" // infeasible
+                            "vrf 7 ipv4 *;*; drop\n"
+                            "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n";
+   Checked const checked = check(text);
+   ASSERT_TRUE(checked.model.precedenceKnown);
+
+   // The same rules, with an agent that tells nothing: build() sorts.
+   auto config = Flowspec::configFactory("config");
+   auto status = Flowspec::statusFactory("status");
+   auto counter = Flowspec::counterFactory("counter");
+   FlowspecTool::RuleFile file = FlowspecTool::readRuleFile(text, "f");
+   CheckModel sorted;
+   {
+      FlowspecTool::HwAgent agent(config, status, counter);
+      for (FlowspecTool::RuleLine& line : file.rules) {
+         FlowspecTool::configureRule(*config, line);
+         sorted.add(std::move(line));
+      }
+      agent.run();
+   }
+   sorted.build(file.vrfNames, *config, *status, *counter);
+   ASSERT_EQ(sorted.rules.size(), checked.model.rules.size());
+   for (std::size_t i = 0; i < sorted.rules.size(); ++i) {
+      SCOPED_TRACE(sorted.rules[i].line);
+      EXPECT_EQ(checked.model.rules[i].precedence, sorted.rules[i].precedence);
+   }
+   EXPECT_EQ(linesIn(checked.model, RuleOrder::precedence),
+             (std::vector<unsigned>{6, 8, 3, 1, 4, 2, 5, 7}));
+   EXPECT_EQ(ruleAt(checked.model, 6).precedence, 0u) << "infeasible rules have their place";
 }
 
 TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {

@@ -238,7 +238,28 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
              }
           },
           refuse);
-      agent.run();
+      // The agent programs each VRF's rules in precedence order: their
+      // places are noted as it goes, rather than sorted again. A rule the
+      // model does not hold (configured in part, then refused) would shift
+      // the places: build() sorts then.
+      std::size_t placed = 0;
+      bool stray = false;
+      Vrf::VrfIdMap::VrfId placing = Vrf::VrfIdMap::noVrfId;
+      std::uint32_t place = 0;
+      agent.run([&](Vrf::VrfIdMap::VrfId vrfId, Flowspec::RuleConfig const& rule) {
+         if (vrfId != placing) {
+            placing = vrfId;
+            place = 0;
+         }
+         CheckedRule* row = model.ruleAtLine(rule.ruleId());
+         if (!row || row->vrfId != vrfId || !(row->key == rule.key())) {
+            stray = true;
+            return;
+         }
+         row->precedence = place++;
+         ++placed;
+      });
+      model.precedenceKnown = !stray && placed == model.rules.size();
       model.heard = agent.heard();
    }
    if (!readOk || in.bad()) return std::nullopt;
@@ -404,6 +425,7 @@ void CheckModel::build(std::map<Vrf::VrfIdMap::VrfId, std::string> names,
       vrfs.push_back(std::move(v));
    counterSnapshots = counter.snapshotSize();
 
+   if (precedenceKnown) return;
    // The place of each rule in its VRF's programming order.
    std::vector<CheckedRule*> byPrecedence;
    byPrecedence.reserve(rules.size());
@@ -416,6 +438,13 @@ void CheckModel::build(std::map<Vrf::VrfIdMap::VrfId, std::string> names,
    std::map<Vrf::VrfIdMap::VrfId, std::uint32_t> places;
    for (CheckedRule* r : byPrecedence)
       r->precedence = places[r->vrfId]++;
+}
+
+CheckedRule* CheckModel::ruleAtLine(std::uint64_t line) {
+   // The rules are in file order: their lines ascend.
+   auto at = std::lower_bound(rules.begin(), rules.end(), line,
+                              [](CheckedRule const& r, std::uint64_t l) { return r.line < l; });
+   return at != rules.end() && at->line == line ? &*at : nullptr;
 }
 
 std::string CheckModel::actionsText(CheckedRule const& r) const {

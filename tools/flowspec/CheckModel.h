@@ -149,8 +149,14 @@ struct CheckModel {
    std::size_t counterSnapshots = 0;
    std::string configDump, statusDump;
 
+   /// Whether each rule's precedence is known already, from the order the
+   /// agent programmed them in (runCheck); build() works it out otherwise.
+   bool precedenceKnown = false;
+
    /// Adds the rule of `line`, configured, at the end of `rules`.
    void add(RuleLine&& line);
+   /// The rule of line `line`; null when there is none.
+   CheckedRule* ruleAtLine(std::uint64_t line);
    /// Fills in what became of each rule, from the trees, and the summaries.
    /// Without `allTexts`, each rule's matchText stays empty: the table shows
    /// it only with --verbose, and on a million rules it is hundreds of

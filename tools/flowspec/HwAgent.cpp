@@ -286,6 +286,10 @@ bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, Flows
 }
 
 void HwAgent::run() {
+   run(nullptr);
+}
+
+void HwAgent::run(Programming const& programming) {
    // Changes from here on are queued for the next run.
    ++runs_;
    std::vector<std::uint32_t> const slots = std::move(dirtyRules_);
@@ -322,10 +326,10 @@ void HwAgent::run() {
                            }),
                queue.end());
    for (Queued const& q : queue)
-      program(q.vrfId, *q.key);
+      program(q.vrfId, *q.key, programming);
 }
 
-void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
+void HwAgent::program(VrfId vrfId, FlowspecKey const& key, Programming const& programming) {
    Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
    Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
    if (!rule) {
@@ -333,6 +337,7 @@ void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
       counter_->snapshotDel(key);
       return;
    }
+   if (programming) programming(vrfId, *rule);
    Vex::Ptr<Flowspec::RuleStatus> ruleStatus = status_->vrfRuleStatusIs(vrfId)->ruleStatusIs(key);
    if (auto infeasible = vrf->infeasibleRule(key)) {
       // Nothing of an infeasible rule reaches the hardware.

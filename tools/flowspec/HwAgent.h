@@ -25,6 +25,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -67,6 +68,12 @@ class HwAgent {
    /// VRF by VRF in the order the hardware applies them (programsBefore),
    /// and removes the status and counter of rules that are gone.
    void run();
+   /// Called by run() with each rule it programs (or finds infeasible), in
+   /// the order it does so, before the rule's status is written.
+   using Programming =
+       std::function<void(Vrf::VrfIdMap::VrfId vrfId, Flowspec::RuleConfig const& rule)>;
+   /// run(), telling `programming` of each rule.
+   void run(Programming const& programming);
 
    /// Whether the agent programs rule `a` of VRF `vrfA` before rule `b` of
    /// VRF `vrfB`: by VRF id, then in RFC 8955 section 5.1 precedence order
@@ -90,7 +97,8 @@ class HwAgent {
    void vrfSeen(Vrf::VrfIdMap::VrfId vrfId);
    void ruleSeen(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
    void changed(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
-   void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key,
+                Programming const& programming);
    Outcome capability(Flowspec::RuleConfig const& rule) const;
 
    Vex::Ptr<Flowspec::Config const> config_;
