@@ -108,44 +108,51 @@ namespace {
 
 // Left-aligned columns two blanks apart, the first right-aligned, the last
 // not padded; a row may carry notes printed under it from the second
-// column on.
+// column on. A row's cells are held in one string, so that a table of a
+// million rules costs a few allocations a row.
 class Table {
  public:
-   explicit Table(std::vector<std::string> header) { rows_.push_back({std::move(header), {}}); }
-   void add(std::vector<std::string> cells, std::vector<std::string> notes) {
-      rows_.push_back({std::move(cells), std::move(notes)});
+   explicit Table(std::vector<std::string> const& header) : width_(header.size(), 0) {
+      add(header, {});
+   }
+   void add(std::vector<std::string> const& cells, std::vector<std::string> notes) {
+      Row row;
+      for (std::size_t c = 0; c < cells.size(); ++c) {
+         row.text += cells[c];
+         row.ends.push_back(row.text.size());
+         width_[c] = std::max(width_[c], cells[c].size());
+      }
+      row.notes = std::move(notes);
+      rows_.push_back(std::move(row));
    }
    void print(std::ostream& out) const {
-      std::vector<std::size_t> width(rows_.front().cells.size(), 0);
-      for (auto const& row : rows_) {
-         for (std::size_t c = 0; c < row.cells.size(); ++c)
-            width[c] = std::max(width[c], row.cells[c].size());
-      }
-      for (auto const& row : rows_) {
-         std::string line;
-         for (std::size_t c = 0; c < row.cells.size(); ++c) {
-            std::string const& cell = row.cells[c];
-            std::size_t const pad = width[c] - cell.size();
-            if (c == 0) {
-               line += std::string(pad, ' ') + cell;
-            } else if (c + 1 == row.cells.size()) {
-               line += cell;
-            } else {
-               line += cell + std::string(pad, ' ');
-            }
-            if (c + 1 < row.cells.size()) line += "  ";
+      std::string const blanks(*std::max_element(width_.begin(), width_.end()) + 2, ' ');
+      auto pad = [&](std::size_t n) { out.write(blanks.data(), static_cast<std::streamsize>(n)); };
+      for (Row const& row : rows_) {
+         std::size_t begin = 0;
+         for (std::size_t c = 0; c < row.ends.size(); ++c) {
+            std::string_view const cell(row.text.data() + begin, row.ends[c] - begin);
+            begin = row.ends[c];
+            std::size_t const padding = width_[c] - cell.size();
+            if (c == 0) pad(padding);
+            out << cell;
+            if (c + 1 < row.ends.size()) pad((c == 0 ? 0 : padding) + 2);
          }
-         out << line << '\n';
-         for (auto const& note : row.notes)
-            out << std::string(width[0] + 2, ' ') << note << '\n';
+         out << '\n';
+         for (auto const& note : row.notes) {
+            pad(width_[0] + 2);
+            out << note << '\n';
+         }
       }
    }
 
  private:
    struct Row {
-      std::vector<std::string> cells;
+      std::string text;              ///< the cells, one after the other
+      std::vector<std::size_t> ends; ///< where each cell ends in text
       std::vector<std::string> notes;
    };
+   std::vector<std::size_t> width_;
    std::vector<Row> rows_;
 };
 
@@ -157,20 +164,34 @@ void printText(CheckModel const& m, CheckOptions const& options, std::ostream& o
    if (!m.rules.empty()) {
       out << '\n';
       Table table({"line", "VRF", "family", "rule", "actions", "verdict", "status"});
+      Flowspec::FlowspecUtil const util;
+      std::vector<std::string> cells(7);
+      // The text of the VRF of the rule before: rules of one VRF come
+      // together in most files.
+      std::optional<Vrf::VrfIdMap::VrfId> vrfOfText;
+      std::string vrfText;
       for (CheckedRule const* r : m.ordered(options.sort)) {
-         std::optional<RuleStatusView> const status = r->status();
          std::vector<std::string> notes;
          if (!r->problem().empty()) notes.push_back(r->problem());
          if (options.verbose) {
             notes.push_back("match: " + r->matchText());
-            if (status && !r->infeasible) {
-               notes.push_back("version " + status->version +
+            if (r->statusCode && !r->infeasible) {
+               notes.push_back("version " + r->version.toStrep().str() +
                                (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
             }
          }
-         table.add({std::to_string(r->line), m.vrfText(r->vrfId), r->family(), r->rule(),
-                    m.actionsText(*r), r->verdictText(), status ? status->text : "-"},
-                   notes);
+         if (vrfOfText != r->vrfId) {
+            vrfOfText = r->vrfId;
+            vrfText = m.vrfText(r->vrfId);
+         }
+         cells = {std::to_string(r->line),
+                  vrfText,
+                  r->family(),
+                  r->rule(),
+                  m.actionsText(*r),
+                  r->verdictText(),
+                  r->statusCode ? util.statusCodeToStrep(*r->statusCode).str() : "-"};
+         table.add(cells, std::move(notes));
       }
       table.print(out);
    }
