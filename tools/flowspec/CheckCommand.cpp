@@ -113,18 +113,20 @@ namespace {
 class Table {
  public:
    explicit Table(std::vector<std::string> const& header) : width_(header.size(), 0) {
-      add(header, {});
+      row();
+      for (auto const& cell : header)
+         add(cell);
    }
-   void add(std::vector<std::string> const& cells, std::vector<std::string> notes) {
-      Row row;
-      for (std::size_t c = 0; c < cells.size(); ++c) {
-         row.text += cells[c];
-         row.ends.push_back(row.text.size());
-         width_[c] = std::max(width_[c], cells[c].size());
-      }
-      row.notes = std::move(notes);
-      rows_.push_back(std::move(row));
+   /// Starts a row, whose cells add() appends.
+   void row() { rows_.emplace_back(); }
+   void add(std::string_view cell) {
+      Row& row = rows_.back();
+      std::size_t const c = row.ends.size();
+      row.text += cell;
+      row.ends.push_back(row.text.size());
+      width_[c] = std::max(width_[c], cell.size());
    }
+   void note(std::string text) { rows_.back().notes.push_back(std::move(text)); }
    void print(std::ostream& out) const {
       std::string const blanks(*std::max_element(width_.begin(), width_.end()) + 2, ' ');
       auto pad = [&](std::size_t n) { out.write(blanks.data(), static_cast<std::streamsize>(n)); };
@@ -165,33 +167,31 @@ void printText(CheckModel const& m, CheckOptions const& options, std::ostream& o
       out << '\n';
       Table table({"line", "VRF", "family", "rule", "actions", "verdict", "status"});
       Flowspec::FlowspecUtil const util;
-      std::vector<std::string> cells(7);
       // The text of the VRF of the rule before: rules of one VRF come
       // together in most files.
       std::optional<Vrf::VrfIdMap::VrfId> vrfOfText;
       std::string vrfText;
       for (CheckedRule const* r : m.ordered(options.sort)) {
-         std::vector<std::string> notes;
-         if (!r->problem().empty()) notes.push_back(r->problem());
-         if (options.verbose) {
-            notes.push_back("match: " + r->matchText());
-            if (r->statusCode && !r->infeasible) {
-               notes.push_back("version " + r->version.toStrep().str() +
-                               (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
-            }
-         }
          if (vrfOfText != r->vrfId) {
             vrfOfText = r->vrfId;
             vrfText = m.vrfText(r->vrfId);
          }
-         cells = {std::to_string(r->line),
-                  vrfText,
-                  r->family(),
-                  r->rule(),
-                  m.actionsText(*r),
-                  r->verdictText(),
-                  r->statusCode ? util.statusCodeToStrep(*r->statusCode).str() : "-"};
-         table.add(cells, std::move(notes));
+         table.row();
+         table.add(std::to_string(r->line));
+         table.add(vrfText);
+         table.add(r->family());
+         table.add(r->rule());
+         table.add(m.actionsText(*r));
+         table.add(r->verdictText());
+         table.add(r->statusCode ? util.statusCodeToStrep(*r->statusCode).view() : "-");
+         if (!r->problem().empty()) table.note(r->problem());
+         if (options.verbose) {
+            table.note("match: " + r->matchText());
+            if (r->statusCode && !r->infeasible) {
+               table.note("version " + r->version.toStrep().str() +
+                          (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
+            }
+         }
       }
       table.print(out);
    }
