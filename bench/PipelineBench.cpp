@@ -1,5 +1,6 @@
 // The whole path of a rule, from its line of text to the hardware: read
-// (RuleReader), derive the match set and configure (Config, VrfRuleConfig,
+// (RuleReader, finding earlier keys in the Config tree as check does),
+// derive the match set and configure (Config, VrfRuleConfig,
 // RuleConfig), program (the simulated hardware agent: RuleStatus and one
 // counter snapshot per rule), for N distinct rules, without printing.
 //
@@ -90,7 +91,7 @@ void BM_Pipeline_Whole(benchmark::State& state) {
          auto config = Flowspec::configFactory("config");
          auto status = Flowspec::statusFactory("status");
          auto counter = Flowspec::counterFactory("counter");
-         FlowspecTool::RuleReader reader;
+         FlowspecTool::RuleReader reader(FlowspecTool::keyLineIn(*config));
          {
             FlowspecTool::HwAgent agent(config, status, counter);
             unsigned number = 0;
@@ -134,7 +135,7 @@ void BM_PipelineParts_Configure(benchmark::State& state) {
       std::int64_t const rssBefore = residentBytes();
       {
          auto config = Flowspec::configFactory("config");
-         FlowspecTool::RuleReader reader;
+         FlowspecTool::RuleReader reader(FlowspecTool::keyLineIn(*config));
          unsigned number = 0;
          for (std::string const& text : lines) {
             auto outcome = reader.line(text, ++number);

@@ -1,4 +1,7 @@
 #include "CheckModel.h"
+#include "HwAgent.h"
+
+#include "Flowspec/FlowspecStatedb.h"
 
 #include <gtest/gtest.h>
 
@@ -68,9 +71,9 @@ TEST(CheckModel, AnInfeasibleRuleNamesItsRealCause) {
       CheckedRule const& rule = r.model.rules.front();
       ASSERT_TRUE(rule.infeasible.has_value());
       EXPECT_EQ(*rule.infeasible, c.blamed);
-      EXPECT_EQ(rule.problem, c.problem);
-      ASSERT_TRUE(rule.status.has_value());
-      EXPECT_EQ(rule.status->status, HwRuleProgrammingStatus::unprocessed);
+      EXPECT_EQ(rule.problem(), c.problem);
+      ASSERT_TRUE(rule.status().has_value());
+      EXPECT_EQ(rule.status()->status, HwRuleProgrammingStatus::unprocessed);
       EXPECT_EQ(r.model.exitStatus(), 4);
    }
 }
@@ -123,6 +126,24 @@ TEST(CheckModel, RefusalsGoToErrorsAsTheyComeAndToTheModelForJson) {
    EXPECT_EQ(forJson.model.refusals[1].column, 38u);
 }
 
+TEST(CheckModel, ARuleReadAgainIsRefusedWithTheLineOfTheFirst) {
+   // The check's reader finds earlier keys in the Config tree: infeasible
+   // rules are there too, refused lines are not.
+   Checked const r = check("vrf default ipv4 *;*;IP:=47;DP:=80; drop\n"     // infeasible
+                           "vrf default ipv4 *;*;IP:=6; drop drop\n"        // refused
+                           "vrf default ipv4 *;*;IP:=6; permit\n"           // first
+                           "vrf blue ipv4 *;*;IP:=6; drop\n"                // another VRF
+                           "vrf default ipv4 *;*;IP:=0x6; drop\n"           // as line 3
+                           "vrf default ipv4 *;*;IP:=47;DP:=0x50; permit\n" // as line 1
+                           "vrf 0 ipv4 *;*;IP:=6; drop\n");                 // as line 3
+   EXPECT_EQ(r.errors, "f:2:34: 'drop' is given twice\n"
+                       "f:5:18: the same rule as line 3\n"
+                       "f:6:18: the same rule as line 1\n"
+                       "f:7:12: the same rule as line 3\n");
+   EXPECT_EQ(linesIn(r.model, RuleOrder::file), (std::vector<unsigned>{1, 3, 4}));
+   EXPECT_EQ(r.model.refusedLines, 4u);
+}
+
 TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
    Checked const r = check("vrf blue ipv4 *;*;IP:=17; drop\n"
                            "vrf default ipv4 10.0.0.0/8;*; drop\n"
@@ -134,7 +155,7 @@ TEST(CheckModel, RulesListInFileOrderByKeyOrByPrecedence) {
    EXPECT_EQ(r.model.vrfText(0), "default (0)");
    EXPECT_EQ(r.model.vrfText(1), "blue (1)");
    EXPECT_EQ(r.model.vrfText(7), "7");
-   EXPECT_EQ(ruleAt(r.model, 1).actionsText, "drop");
+   EXPECT_EQ(r.model.actionsText(ruleAt(r.model, 1)), "drop");
 }
 
 TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
@@ -151,10 +172,47 @@ TEST(CheckModel, TheAgentProgramsEachVrfInPrecedenceOrder) {
    // Versions number the rules in the order the agent programmed them.
    std::vector<std::string> versions;
    for (CheckedRule const* rule : r.model.ordered(RuleOrder::precedence))
-      versions.push_back(rule->status->version);
+      versions.push_back(rule->status()->version);
    EXPECT_EQ(versions, (std::vector<std::string>{"0000000000000f10.1", "0000000000000f10.2",
                                                  "0000000000000f10.3", "0000000000000f10.4",
                                                  "0000000000000f10.5", "0000000000000f10.6"}));
+}
+
+TEST(CheckModel, PlacesNotedWhileTheAgentProgramsAreThePlacesOfTheSort) {
+   std::string const text = "vrf default ipv4 *;*;IP:=6; drop\n"
+                            "vrf blue ipv4 10.0.0.0/8;*; drop\n"
+                            "vrf default ipv4 10.0.0.0/8;*; drop\n"
+                            "vrf default ipv6 2001:db8::/32;*; drop\n"
+                            "vrf blue ipv4 *;*;IP:=17; drop\n"
+                            "vrf default ipv4 10.1.0.0/16;*;IP:=47;DP:=80; drop\n" // infeasible
+                            "vrf 7 ipv4 *;*; drop\n"
+                            "vrf default ipv4 10.0.0.0/8;*;IP:=6; drop\n";
+   Checked const checked = check(text);
+   ASSERT_TRUE(checked.model.precedenceKnown);
+
+   // The same rules, with an agent that tells nothing: build() sorts.
+   auto config = Flowspec::configFactory("config");
+   auto status = Flowspec::statusFactory("status");
+   auto counter = Flowspec::counterFactory("counter");
+   FlowspecTool::RuleFile file = FlowspecTool::readRuleFile(text, "f");
+   CheckModel sorted;
+   {
+      FlowspecTool::HwAgent agent(config, status, counter);
+      for (FlowspecTool::RuleLine& line : file.rules) {
+         FlowspecTool::configureRule(*config, line);
+         sorted.add(std::move(line));
+      }
+      agent.run();
+   }
+   sorted.build(file.vrfNames, *config, *status, *counter);
+   ASSERT_EQ(sorted.rules.size(), checked.model.rules.size());
+   for (std::size_t i = 0; i < sorted.rules.size(); ++i) {
+      SCOPED_TRACE(sorted.rules[i].line);
+      EXPECT_EQ(checked.model.rules[i].precedence, sorted.rules[i].precedence);
+   }
+   EXPECT_EQ(linesIn(checked.model, RuleOrder::precedence),
+             (std::vector<unsigned>{6, 8, 3, 1, 4, 2, 5, 7}));
+   EXPECT_EQ(ruleAt(checked.model, 6).precedence, 0u) << "infeasible rules have their place";
 }
 
 TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
@@ -168,18 +226,18 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
              verbose);
    CheckedRule const& syn = ruleAt(r.model, 1);
    EXPECT_EQ(syn.verdictText(), "feasible: tcp");
-   EXPECT_EQ(syn.actionsText, "rate 1250k sample");
-   EXPECT_EQ(syn.matchText, "Destination Prefix 198.51.100.0/24; IP Protocol tcp; "
-                            "Destination Port 80, 443; TCP Flags all "
-                            "of SYN, not ACK");
-   ASSERT_TRUE(syn.status.has_value());
-   EXPECT_EQ(syn.status->code, "programmed");
+   EXPECT_EQ(r.model.actionsText(syn), "rate 1250k sample");
+   EXPECT_EQ(syn.matchText(), "Destination Prefix 198.51.100.0/24; IP Protocol tcp; "
+                              "Destination Port 80, 443; TCP Flags all "
+                              "of SYN, not ACK");
+   ASSERT_TRUE(syn.status().has_value());
+   EXPECT_EQ(syn.status()->code, "programmed");
    EXPECT_EQ(syn.packets, 0u);
    CheckedRule const& memcached = ruleAt(r.model, 2);
    EXPECT_EQ(memcached.verdictText(), "feasible: tcp, udp");
-   EXPECT_EQ(memcached.actionsText, "redirect vrf scrubbing copy dscp 46 continue");
-   EXPECT_EQ(memcached.problem, "continue is not supported: programmed as a terminal rule");
-   EXPECT_EQ(ruleAt(r.model, 3).actionsText, "rate 1000G")
+   EXPECT_EQ(r.model.actionsText(memcached), "redirect vrf scrubbing copy dscp 46 continue");
+   EXPECT_EQ(memcached.problem(), "continue is not supported: programmed as a terminal rule");
+   EXPECT_EQ(r.model.actionsText(ruleAt(r.model, 3)), "rate 1000G")
        << "the float's 999999995904 reads as 1000G";
    std::size_t programmed = r.model.tally[std::size_t(HwRuleProgrammingStatus::programmed)];
    EXPECT_EQ(programmed, 2u);
@@ -187,12 +245,14 @@ TEST(CheckModel, TheModelHoldsWhatBothPrintersShow) {
    EXPECT_EQ(FlowspecTool::protocolName(58), "ipv6-icmp");
    EXPECT_EQ(FlowspecTool::protocolName(253), "253");
 
-   // The plain table shows neither the match nor the detailed form: the
-   // model leaves them out, and keeps the rest.
+   // The plain table does not show the match: the model leaves it out, and
+   // keeps no text at all for a rule programmed fully.
    Checked const plain = check("vrf default ipv4 198.51.100.0/24;*;TCP:=2; drop\n");
-   EXPECT_EQ(ruleAt(plain.model, 1).matchText, "");
-   EXPECT_EQ(ruleAt(plain.model, 1).detail, "");
-   EXPECT_EQ(ruleAt(plain.model, 1).rule, "198.51.100.0/24;*;TCP:=2;");
+   EXPECT_EQ(ruleAt(plain.model, 1).matchText(), "");
+   EXPECT_FALSE(ruleAt(plain.model, 1).texts);
+   EXPECT_EQ(ruleAt(plain.model, 1).rule(), "198.51.100.0/24;*;TCP:=2;");
+   EXPECT_EQ(ruleAt(plain.model, 1).detail(),
+             "Destination Prefix : 198.51.100.0/24;Source Prefix : *;TCP Flags : ALL(SYN:1);");
 }
 
 } // namespace

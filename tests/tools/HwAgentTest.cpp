@@ -177,3 +177,111 @@ TEST_F(SimulatedHardware, TheAgentCountsTheCallbacksItHears) {
 }
 
 } // namespace
+
+TEST_F(SimulatedHardware, ARuleDeletedAndAddedAgainIsObservedAnew) {
+   HwAgent agent(config, status, counter);
+   auto const k = key("*;*;IP:=6;");
+   auto old = rule(k);
+   agent.run();
+   EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 1));
+
+   // Deleted: the agent stops observing the rule it held, even while
+   // someone else still holds it.
+   config->vrfRuleConfig(0)->ruleDel(k);
+   auto heardOf = [&agent](char const* callback) {
+      for (auto const& [name, n] : agent.heard()) {
+         if (name == std::string(callback)) return n;
+      }
+      return 0u;
+   };
+   unsigned const rateCallbacks = heardOf("onTrafficRateLimit");
+   old->trafficRateLimitIs(5);
+   EXPECT_EQ(heardOf("onTrafficRateLimit"), rateCallbacks) << "a deleted rule is not observed";
+   agent.run();
+   EXPECT_FALSE(statusOf(k));
+   EXPECT_FALSE(counter->snapshotHas(k));
+
+   // Added again: a new rule under the same key, observed and programmed.
+   auto again = rule(k);
+   agent.run();
+   ASSERT_TRUE(statusOf(k));
+   EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 2));
+   again->trafficRateLimitIs(7);
+   EXPECT_EQ(heardOf("onTrafficRateLimit"), rateCallbacks + 1);
+   agent.run();
+   EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 3));
+   old->trafficRateLimitIs(9);
+   agent.run();
+   EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 3))
+       << "the old rule's change programs nothing";
+
+   // Deleted and added again within one run: programmed once.
+   config->vrfRuleConfig(0)->ruleDel(k);
+   rule(k);
+   agent.run();
+   EXPECT_EQ(statusOf(k)->version(), Kiln::UniqueId(HwAgent::versionOrigin, 4));
+   EXPECT_TRUE(counter->snapshotHas(k));
+}
+
+TEST_F(SimulatedHardware, ThousandsOfRulesComeAndGoAcrossVrfs) {
+   // Enough rules, in three VRFs with the same keys in each, that the
+   // agent's table of observers grows, and deletions leave holes among
+   // rules that share places; every rule must still be found.
+   HwAgent agent(config, status, counter);
+   constexpr unsigned perVrf = 1500;
+   auto keyOf = [](unsigned i) {
+      return key(
+          ("10." + std::to_string(i / 256) + "." + std::to_string(i % 256) + ".0/24;*;").c_str());
+   };
+   std::vector<Flowspec::FlowspecKey> keys;
+   for (unsigned i = 0; i < perVrf; ++i)
+      keys.push_back(keyOf(i));
+   std::vector<Vex::Ptr<Flowspec::RuleConfig>> held; // the rules of VRF 0
+   for (Vrf::VrfIdMap::VrfId vrf : {0u, 1u, 2u}) {
+      for (auto const& k : keys) {
+         auto r = rule(k, vrf);
+         if (vrf == 0) held.push_back(r);
+      }
+   }
+   agent.run();
+   EXPECT_EQ(counter->snapshotSize(), perVrf) << "counter snapshots are keyed by the key alone";
+   // Every third rule of VRF 0 goes; every other one of VRF 1 goes and
+   // comes back; VRF 2 goes as a whole.
+   for (unsigned i = 0; i < perVrf; i += 3)
+      config->vrfRuleConfig(0)->ruleDel(keys[i]);
+   for (unsigned i = 0; i < perVrf; i += 2)
+      config->vrfRuleConfig(1)->ruleDel(keys[i]);
+   for (unsigned i = 0; i < perVrf; i += 2)
+      rule(keys[i], 1);
+   config->vrfRuleConfigDel(2);
+   // The rules deleted are observed no more, although held here: the agent
+   // found each one's observer when it was deleted.
+   auto ruleIdCallbacks = [&agent] { return agent.heard()[3].second; };
+   unsigned const before = ruleIdCallbacks();
+   for (unsigned i = 0; i < perVrf; i += 3)
+      held[i]->ruleIdIs(i + 1);
+   EXPECT_EQ(ruleIdCallbacks(), before);
+   agent.run();
+   std::uint64_t const afterSecondRun = 3 * perVrf + perVrf / 2;
+   for (unsigned i = 0; i < perVrf; ++i) {
+      SCOPED_TRACE(keys[i].toStrepCli());
+      EXPECT_EQ(statusOf(keys[i], 0) != nullptr, i % 3 != 0);
+      ASSERT_TRUE(statusOf(keys[i], 1));
+      EXPECT_EQ(statusOf(keys[i], 1)->version().sequence() > 3 * perVrf, i % 2 == 0)
+          << "only the rules added again are programmed again";
+      EXPECT_FALSE(statusOf(keys[i], 2));
+   }
+   EXPECT_FALSE(status->vrfRuleStatus(2) && status->vrfRuleStatus(2)->ruleStatusSize());
+   // Each rule left is still observed: a change programs it, and it alone.
+   for (unsigned i = 0; i < perVrf; ++i) {
+      if (i % 3 != 0) config->vrfRuleConfig(0)->rule(keys[i])->ruleIdIs(i + 1);
+   }
+   agent.run();
+   std::uint64_t sequence = afterSecondRun;
+   for (unsigned i = 0; i < perVrf; ++i) {
+      if (i % 3 == 0) continue;
+      EXPECT_EQ(statusOf(keys[i], 0)->version().sequence(), ++sequence)
+          << keys[i].toStrepCli() << ": programmed in precedence order";
+   }
+   EXPECT_LE(statusOf(keys[1], 1)->version().sequence(), afterSecondRun);
+}

@@ -116,6 +116,42 @@ TEST(RuleFile, AKeyIsUniquePerVrfAndFamily) {
    EXPECT_EQ(f.errors, errors);
 }
 
+TEST(RuleFile, AReaderWhoseCallerKeepsTheKeysAsksItForTheFirstLine) {
+   std::string const text = "vrf 1 ipv4 *;*;IP:=6; drop\n"
+                            "vrf 2 ipv4 *;*;IP:=6; drop\n"
+                            "vrf 1 ipv4 *;*;IP:=6; drop drop\n" // refused: not kept
+                            "vrf 1 ipv6 *;*;IP:=6; drop\n"
+                            "vrf 1 ipv4 *;*;IP:=6; permit\n"
+                            "vrf 2 ipv4 *;*;IP:=0x6; permit\n";
+   // The caller keeps each rule returned, as a Config tree would.
+   std::map<Flowspec::FlowspecKey, unsigned> kept;
+   std::vector<Flowspec::FlowspecKey> asked;
+   FlowspecTool::RuleReader reader([&](Flowspec::FlowspecKey const& key) {
+      asked.push_back(key);
+      auto at = kept.find(key);
+      return at == kept.end() ? std::nullopt : std::optional<unsigned>(at->second);
+   });
+   std::vector<std::string> errors;
+   std::istringstream in(text);
+   EXPECT_TRUE(FlowspecTool::readRules(
+       in, reader, [&](FlowspecTool::RuleLine&& rule) { kept.emplace(rule.key, rule.line); },
+       [&](Refusal&& r) { errors.push_back(r.text("f")); }));
+   std::vector<std::string> const expected = {"f:3:28: 'drop' is given twice",
+                                              "f:5:12: the same rule as line 1",
+                                              "f:6:12: the same rule as line 2"};
+   EXPECT_EQ(errors, expected);
+   EXPECT_EQ(errors, readRuleFile(text, "f").errors) << "the same as a reader keeping the keys";
+   ASSERT_EQ(asked.size(), 5u) << "asked once for each line read whole";
+   EXPECT_EQ(asked[1].vrfId(), 2u) << "with the VRF in the key";
+   EXPECT_EQ(asked[2].addressFamily(), Ipkit::ipv6);
+
+   // The reader itself keeps no key: a line the caller did not keep is no
+   // duplicate.
+   kept.clear();
+   EXPECT_TRUE(std::holds_alternative<FlowspecTool::RuleLine>(
+       reader.line("vrf 1 ipv4 *;*;IP:=6; drop", 7)));
+}
+
 TEST(RuleFile, LinesEndInNewlinesCarriageReturnsOrTheEndOfTheText) {
    EXPECT_TRUE(readRuleFile("", "f").rules.empty());
    RuleFile f = readRuleFile("\r\n# c\r\nvrf 0 ipv4 *;*; drop\r\n\nvrf 0 ipv6 *;*; drop", "f");
@@ -240,6 +276,65 @@ TEST(RuleFile, LinesLongerThanTheLimitAreRefusedWithoutBeingHeld) {
    EXPECT_LT(allocations - before, 40u) << "the line buffer grows to the limit once";
    ASSERT_EQ(seen.size(), 1u);
    EXPECT_EQ(seen[0].column, 65537u);
+}
+
+// A stream that holds `piece` bytes ready at a time, as a pipe may.
+class Trickle : public std::streambuf {
+ public:
+   Trickle(std::string text, std::size_t piece) : text_(std::move(text)), piece_(piece) {}
+
+ protected:
+   int_type underflow() override {
+      if (at_ == text_.size()) return traits_type::eof();
+      std::size_t const n = std::min(piece_, text_.size() - at_);
+      setg(text_.data() + at_, text_.data() + at_, text_.data() + at_ + n);
+      at_ += n;
+      return traits_type::to_int_type(*gptr());
+   }
+
+ private:
+   std::string text_;
+   std::size_t piece_;
+   std::size_t at_ = 0;
+};
+
+TEST(RuleFile, LinesReadAlikeHoweverTheStreamHandsOutItsBytes) {
+   // Lines that straddle any boundary of the pieces: a CR and its LF apart,
+   // lines of the longest length and one byte more, a last line without a
+   // newline.
+   std::string const longest =
+       "vrf 0 ipv4 *;*; drop #" + std::string(FlowspecTool::maxLineBytes - 22, 'c');
+   std::string text;
+   for (int i = 0; i < 300; ++i)
+      text += "vrf 0 ipv4 10." + std::to_string(i) + ".0.0/16;*; drop\r\n\n# c\n";
+   // The CR of the third long line is its last byte allowed.
+   text += longest + "\n" + longest + "x\r\n" + longest.substr(0, longest.size() - 1) +
+           "\r\nvrf 1 ipv6 *;*; drop";
+   auto read = [](std::istream& in) {
+      FlowspecTool::RuleReader reader;
+      std::vector<std::string> seen;
+      EXPECT_TRUE(FlowspecTool::readRules(
+          in, reader,
+          [&](FlowspecTool::RuleLine&& r) {
+             seen.push_back(std::to_string(r.line) + " " + r.key.toStrepCli().str());
+          },
+          [&](Refusal&& r) { seen.push_back(r.text("f")); }));
+      return seen;
+   };
+   std::istringstream whole(text);
+   std::vector<std::string> const expected = read(whole);
+   ASSERT_EQ(expected.size(), 304u);
+   EXPECT_EQ(expected[0], "1 10.0.0.0/16;*;");
+   EXPECT_EQ(expected[300], "901 *;*;");
+   EXPECT_EQ(expected[301], "f:902:65537: the line is longer than 65536 bytes");
+   EXPECT_EQ(expected[302], "f:903:12: the same rule as line 901");
+   EXPECT_EQ(expected[303], "904 *;*;");
+   for (std::size_t piece : {1, 2, 7, 4096, 16 * 1024 + 1}) {
+      SCOPED_TRACE(piece);
+      Trickle trickle(text, piece);
+      std::istream in(&trickle);
+      EXPECT_EQ(read(in), expected);
+   }
 }
 
 // Every prefix of the example reads without a fault: the lines it holds whole

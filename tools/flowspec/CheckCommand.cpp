@@ -108,44 +108,53 @@ namespace {
 
 // Left-aligned columns two blanks apart, the first right-aligned, the last
 // not padded; a row may carry notes printed under it from the second
-// column on.
+// column on. A row's cells are held in one string, so that a table of a
+// million rules costs a few allocations a row.
 class Table {
  public:
-   explicit Table(std::vector<std::string> header) { rows_.push_back({std::move(header), {}}); }
-   void add(std::vector<std::string> cells, std::vector<std::string> notes) {
-      rows_.push_back({std::move(cells), std::move(notes)});
+   explicit Table(std::vector<std::string> const& header) : width_(header.size(), 0) {
+      row();
+      for (auto const& cell : header)
+         add(cell);
    }
+   /// Starts a row, whose cells add() appends.
+   void row() { rows_.emplace_back(); }
+   void add(std::string_view cell) {
+      Row& row = rows_.back();
+      std::size_t const c = row.ends.size();
+      row.text += cell;
+      row.ends.push_back(row.text.size());
+      width_[c] = std::max(width_[c], cell.size());
+   }
+   void note(std::string text) { rows_.back().notes.push_back(std::move(text)); }
    void print(std::ostream& out) const {
-      std::vector<std::size_t> width(rows_.front().cells.size(), 0);
-      for (auto const& row : rows_) {
-         for (std::size_t c = 0; c < row.cells.size(); ++c)
-            width[c] = std::max(width[c], row.cells[c].size());
-      }
-      for (auto const& row : rows_) {
-         std::string line;
-         for (std::size_t c = 0; c < row.cells.size(); ++c) {
-            std::string const& cell = row.cells[c];
-            std::size_t const pad = width[c] - cell.size();
-            if (c == 0) {
-               line += std::string(pad, ' ') + cell;
-            } else if (c + 1 == row.cells.size()) {
-               line += cell;
-            } else {
-               line += cell + std::string(pad, ' ');
-            }
-            if (c + 1 < row.cells.size()) line += "  ";
+      std::string const blanks(*std::max_element(width_.begin(), width_.end()) + 2, ' ');
+      auto pad = [&](std::size_t n) { out.write(blanks.data(), static_cast<std::streamsize>(n)); };
+      for (Row const& row : rows_) {
+         std::size_t begin = 0;
+         for (std::size_t c = 0; c < row.ends.size(); ++c) {
+            std::string_view const cell(row.text.data() + begin, row.ends[c] - begin);
+            begin = row.ends[c];
+            std::size_t const padding = width_[c] - cell.size();
+            if (c == 0) pad(padding);
+            out << cell;
+            if (c + 1 < row.ends.size()) pad((c == 0 ? 0 : padding) + 2);
          }
-         out << line << '\n';
-         for (auto const& note : row.notes)
-            out << std::string(width[0] + 2, ' ') << note << '\n';
+         out << '\n';
+         for (auto const& note : row.notes) {
+            pad(width_[0] + 2);
+            out << note << '\n';
+         }
       }
    }
 
  private:
    struct Row {
-      std::vector<std::string> cells;
+      std::string text;              ///< the cells, one after the other
+      std::vector<std::size_t> ends; ///< where each cell ends in text
       std::vector<std::string> notes;
    };
+   std::vector<std::size_t> width_;
    std::vector<Row> rows_;
 };
 
@@ -157,19 +166,32 @@ void printText(CheckModel const& m, CheckOptions const& options, std::ostream& o
    if (!m.rules.empty()) {
       out << '\n';
       Table table({"line", "VRF", "family", "rule", "actions", "verdict", "status"});
+      Flowspec::FlowspecUtil const util;
+      // The text of the VRF of the rule before: rules of one VRF come
+      // together in most files.
+      std::optional<Vrf::VrfIdMap::VrfId> vrfOfText;
+      std::string vrfText;
       for (CheckedRule const* r : m.ordered(options.sort)) {
-         std::vector<std::string> notes;
-         if (!r->problem.empty()) notes.push_back(r->problem);
+         if (vrfOfText != r->vrfId) {
+            vrfOfText = r->vrfId;
+            vrfText = m.vrfText(r->vrfId);
+         }
+         table.row();
+         table.add(std::to_string(r->line));
+         table.add(vrfText);
+         table.add(r->family());
+         table.add(r->rule());
+         table.add(m.actionsText(*r));
+         table.add(r->verdictText());
+         table.add(r->statusCode ? util.statusCodeToStrep(*r->statusCode).view() : "-");
+         if (!r->problem().empty()) table.note(r->problem());
          if (options.verbose) {
-            notes.push_back("match: " + r->matchText);
-            if (r->status && !r->infeasible) {
-               notes.push_back("version " + r->status->version +
-                               (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
+            table.note("match: " + r->matchText());
+            if (r->statusCode && !r->infeasible) {
+               table.note("version " + r->version.toStrep().str() +
+                          (r->packets ? ", " + std::to_string(*r->packets) + " packets" : ""));
             }
          }
-         table.add({std::to_string(r->line), m.vrfText(r->vrfId), r->family, r->rule,
-                    r->actionsText, r->verdictText(), r->status ? r->status->text : "-"},
-                   notes);
       }
       table.print(out);
    }
@@ -258,56 +280,57 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.null();
       }
       j.key("family");
-      j.value(r->family);
+      j.value(r->family());
       j.key("rule");
-      j.value(r->rule);
+      j.value(r->rule());
       j.key("detail");
-      j.value(r->detail);
+      j.value(r->detail());
       j.key("precedence");
       j.value(std::uint64_t(r->precedence));
+      RuleActions const actions = r->actions();
       j.key("actions");
       j.beginObject();
       j.key("drop");
-      j.value(r->actions.drop);
+      j.value(actions.drop);
       j.key("permit");
-      j.value(r->actions.permit);
+      j.value(actions.permit);
       j.key("rate");
-      if (r->actions.rate) {
-         j.value(*r->actions.rate);
+      if (actions.rate) {
+         j.value(*actions.rate);
       } else {
          j.null();
       }
       j.key("redirect");
-      if (r->actions.redirect) {
+      if (actions.redirect) {
          j.beginObject();
          j.key("vrf");
-         if (r->actions.redirect->vrf) {
-            j.value(std::uint64_t(*r->actions.redirect->vrf));
+         if (actions.redirect->vrf) {
+            j.value(std::uint64_t(*actions.redirect->vrf));
          } else {
             j.null();
          }
          j.key("address");
-         if (r->actions.redirect->address.empty()) {
+         if (actions.redirect->address.empty()) {
             j.null();
          } else {
-            j.value(r->actions.redirect->address);
+            j.value(actions.redirect->address);
          }
          j.key("copy");
-         j.value(r->actions.redirect->copy);
+         j.value(actions.redirect->copy);
          j.endObject();
       } else {
          j.null();
       }
       j.key("dscp");
-      if (r->actions.dscp) {
-         j.value(std::uint64_t(*r->actions.dscp));
+      if (actions.dscp) {
+         j.value(std::uint64_t(*actions.dscp));
       } else {
          j.null();
       }
       j.key("sample");
-      j.value(r->actions.sample);
+      j.value(actions.sample);
       j.key("continue");
-      j.value(r->actions.continueMatch);
+      j.value(actions.continueMatch);
       j.endObject();
       j.key("feasible");
       j.value(!r->infeasible);
@@ -317,7 +340,7 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.key("component");
          j.value(Flowspec::stringValue(*r->infeasible).view());
          j.key("reason");
-         j.value(r->problem);
+         j.value(r->problem());
          j.endObject();
       } else {
          j.null();
@@ -332,18 +355,18 @@ void printJson(CheckModel const& m, CheckOptions const& options, std::ostream& o
          j.null();
       }
       j.key("status");
-      if (r->status) {
+      if (std::optional<RuleStatusView> const status = r->status()) {
          j.beginObject();
          j.key("code");
-         j.value(r->status->code);
+         j.value(status->code);
          j.key("text");
-         j.value(r->status->text);
+         j.value(status->text);
          j.key("reason");
-         j.value(r->status->reason);
+         j.value(status->reason);
          j.key("version");
-         j.value(r->status->version);
+         j.value(status->version);
          j.key("programmed");
-         j.value(r->status->programmed);
+         j.value(status->programmed);
          j.endObject();
       } else {
          j.null();

@@ -148,29 +148,6 @@ std::string rateText(std::uint64_t rate) {
    return std::to_string(rate);
 }
 
-RuleActions actionsOf(RuleLine const& line) {
-   RuleActions a;
-   Flowspec::ActionFieldSet const f = line.actionFieldSet;
-   a.drop = f.trafficDrop();
-   a.permit = f.trafficPermit();
-   if (f.trafficRate()) a.rate = static_cast<std::uint64_t>(line.trafficRateLimit);
-   // (JSON gives the rate the rule holds; the table rounds it, see rateText.)
-   if (f.trafficRedirect()) {
-      RuleActions::Redirect r;
-      if (line.trafficRedirect.vrfId() != Vrf::VrfIdMap::noVrfId)
-         r.vrf = line.trafficRedirect.vrfId();
-      if (!line.trafficRedirect.addr().isUnspecified()) {
-         r.address = line.trafficRedirect.addr().stringValue().str();
-      }
-      r.copy = line.trafficRedirect.copy();
-      a.redirect = r;
-   }
-   if (f.trafficMarking()) a.dscp = line.trafficMarkingDscp.value();
-   a.sample = line.trafficAction.sampleAndLog();
-   a.continueMatch = line.trafficAction.continueMatch();
-   return a;
-}
-
 // ---- the configuration agent ----------------------------------------------
 
 } // namespace
@@ -201,6 +178,15 @@ void configureRule(Flowspec::Config& config, RuleLine const& line) {
    }
 }
 
+RuleReader::KeyLine keyLineIn(Flowspec::Config const& config) {
+   return [&config](Flowspec::FlowspecKey const& key) -> std::optional<unsigned> {
+      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(key.vrfId());
+      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
+      if (!rule) return std::nullopt;
+      return static_cast<unsigned>(rule->ruleId());
+   };
+}
+
 namespace {
 
 std::string dumpOf(Vex::Entity const& root) {
@@ -218,8 +204,17 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
    auto config = Flowspec::configFactory("config");
    auto status = Flowspec::statusFactory("status");
    auto counter = Flowspec::counterFactory("counter");
-   RuleReader reader;
-   std::vector<RuleLine> lines;
+   // The keys are held by the Config tree, but for those of the rare rules
+   // configureRule refused (a key it cannot derive a match set from): the
+   // reader finds the line of a key read before in either.
+   std::map<Flowspec::FlowspecKey, unsigned> unconfigured;
+   RuleReader reader([&unconfigured, inConfig = keyLineIn(*config)](
+                         Flowspec::FlowspecKey const& key) -> std::optional<unsigned> {
+      if (std::optional<unsigned> line = inConfig(key)) return line;
+      auto refused = unconfigured.find(key);
+      if (refused == unconfigured.end()) return std::nullopt;
+      return refused->second;
+   });
    auto refuse = [&](Refusal&& refusal) {
       err << refusal.text(shownName) << '\n';
       ++model.refusedLines;
@@ -236,18 +231,39 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
           [&](RuleLine&& line) {
              try {
                 configureRule(*config, line);
-                lines.push_back(std::move(line));
+                model.add(std::move(line));
              } catch (std::exception const& e) {
+                unconfigured.emplace(line.key, line.line);
                 refuse(Refusal{line.line, 1, printable(e.what())});
              }
           },
           refuse);
-      agent.run();
+      // The agent programs each VRF's rules in precedence order: their
+      // places are noted as it goes, rather than sorted again. A rule the
+      // model does not hold (configured in part, then refused) would shift
+      // the places: build() sorts then.
+      std::size_t placed = 0;
+      bool stray = false;
+      Vrf::VrfIdMap::VrfId placing = Vrf::VrfIdMap::noVrfId;
+      std::uint32_t place = 0;
+      agent.run([&](Vrf::VrfIdMap::VrfId vrfId, Flowspec::RuleConfig const& rule) {
+         if (vrfId != placing) {
+            placing = vrfId;
+            place = 0;
+         }
+         CheckedRule* row = model.ruleAtLine(rule.ruleId());
+         if (!row || row->vrfId != vrfId || !(row->key == rule.key())) {
+            stray = true;
+            return;
+         }
+         row->precedence = place++;
+         ++placed;
+      });
+      model.precedenceKnown = !stray && placed == model.rules.size();
       model.heard = agent.heard();
    }
    if (!readOk || in.bad()) return std::nullopt;
-   model.build(lines, reader.vrfNames(), *config, *status, *counter,
-               options.verbose || options.json);
+   model.build(reader.vrfNames(), *config, *status, *counter, options.verbose || options.json);
    if (options.dump) {
       model.configDump = dumpOf(*config);
       model.statusDump = dumpOf(*status);
@@ -281,103 +297,182 @@ MatchCompType componentMatchingNothing(Flowspec::RuleConfig const& rule) {
    return T::invalid;
 }
 
+std::string CheckedRule::family() const {
+   return Ipkit::valueToStrep(key.addressFamily()).str();
+}
+
+std::string CheckedRule::rule() const {
+   return key.toStrepCli().str();
+}
+
+std::string CheckedRule::detail() const {
+   return key.toStrepCliDetail().str();
+}
+
+RuleActions CheckedRule::actions() const {
+   RuleActions a;
+   Flowspec::ActionFieldSet const f = actionFieldSet;
+   a.drop = f.trafficDrop();
+   a.permit = f.trafficPermit();
+   if (f.trafficRate()) a.rate = static_cast<std::uint64_t>(trafficRateLimit);
+   // (JSON gives the rate the rule holds; the table rounds it, see rateText.)
+   if (f.trafficRedirect()) {
+      RuleActions::Redirect r;
+      if (trafficRedirect.vrfId() != Vrf::VrfIdMap::noVrfId) r.vrf = trafficRedirect.vrfId();
+      if (!trafficRedirect.addr().isUnspecified()) {
+         r.address = trafficRedirect.addr().stringValue().str();
+      }
+      r.copy = trafficRedirect.copy();
+      a.redirect = r;
+   }
+   if (f.trafficMarking()) a.dscp = trafficMarkingDscp.value();
+   a.sample = trafficAction.sampleAndLog();
+   a.continueMatch = trafficAction.continueMatch();
+   return a;
+}
+
+namespace {
+std::string const noText;
+}
+
+std::string const& CheckedRule::problem() const {
+   return texts ? texts->problem : noText;
+}
+
+std::string const& CheckedRule::matchText() const {
+   return texts ? texts->match : noText;
+}
+
+std::optional<RuleStatusView> CheckedRule::status() const {
+   if (!statusCode) return std::nullopt;
+   RuleStatusView s;
+   s.status = *statusCode;
+   s.code = Flowspec::stringValue(s.status).str();
+   s.text = Flowspec::FlowspecUtil().statusCodeToStrep(s.status).str();
+   if (texts) s.reason = texts->reason;
+   s.version = version.toStrep().str();
+   s.programmed = programmed;
+   return s;
+}
+
 std::string CheckedRule::verdictText() const {
    if (infeasible) return "infeasible";
    if (!ipProtocols) return "feasible";
    return "feasible: " + rangesText(*ipProtocols, protocolName);
 }
 
-void CheckModel::build(std::vector<RuleLine> const& lines,
-                       std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
+void CheckModel::add(RuleLine&& line) {
+   CheckedRule& r = rules.emplace_back();
+   r.line = line.line;
+   r.vrfId = line.vrfId;
+   r.key = std::move(line.key);
+   r.actionFieldSet = line.actionFieldSet;
+   r.trafficRateLimit = line.trafficRateLimit;
+   r.trafficAction = line.trafficAction;
+   r.trafficRedirect = line.trafficRedirect;
+   r.trafficMarkingDscp = line.trafficMarkingDscp;
+}
+
+void CheckModel::build(std::map<Vrf::VrfIdMap::VrfId, std::string> names,
                        Flowspec::Config const& config, Flowspec::Status const& status,
                        Flowspec::Counter const& counter, bool allTexts) {
-   Flowspec::FlowspecUtil const util;
+   vrfNames = std::move(names);
    std::map<Vrf::VrfIdMap::VrfId, VrfSummary> summaries;
-   rules.reserve(lines.size());
-   for (RuleLine const& line : lines) {
-      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(line.vrfId);
-      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(line.key);
-      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible = vrf->infeasibleRule(line.key);
-      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus = status.vrfRuleStatus(line.vrfId);
+   // Rules share their protocol lists: there are few distinct ones.
+   std::map<CheckedRule::Protocols, std::shared_ptr<CheckedRule::Protocols const>> protocolLists;
+   for (CheckedRule& r : rules) {
+      Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config.vrfRuleConfig(r.vrfId);
+      Vex::Ptr<Flowspec::RuleConfig const> rule = vrf->rule(r.key);
+      Vex::Ptr<Flowspec::InfeasibleRule const> infeasible = vrf->infeasibleRule(r.key);
+      Vex::Ptr<Flowspec::VrfRuleStatus const> vrfStatus = status.vrfRuleStatus(r.vrfId);
       Vex::Ptr<Flowspec::RuleStatus const> ruleStatus =
-          vrfStatus ? vrfStatus->ruleStatus(line.key) : nullptr;
+          vrfStatus ? vrfStatus->ruleStatus(r.key) : nullptr;
 
-      CheckedRule r;
-      r.line = line.line;
-      r.vrfId = line.vrfId;
-      r.key = line.key;
-      r.family = Ipkit::valueToStrep(line.key.addressFamily()).str();
-      r.rule = line.key.toStrepCli().str();
-      if (allTexts) r.detail = line.key.toStrepCliDetail().str();
-      r.actions = actionsOf(line);
-      if (allTexts) r.matchText = matchText(*rule);
-      if (rule->matchSetHas(T::ipProto) && !infeasible)
-         r.ipProtocols = rangesOf(rule->matchSet(T::ipProto));
+      CheckedRule::Texts texts;
+      if (allTexts) texts.match = matchText(*rule);
+      if (rule->matchSetHas(T::ipProto) && !infeasible) {
+         CheckedRule::Protocols ranges = rangesOf(rule->matchSet(T::ipProto));
+         auto& shared = protocolLists[ranges];
+         if (!shared) shared = std::make_shared<CheckedRule::Protocols const>(std::move(ranges));
+         r.ipProtocols = shared;
+      }
       if (infeasible) {
          r.infeasible = infeasible->matchCompType();
-         r.problem = "infeasible: " + infeasibleReason(*rule, *r.infeasible);
+         texts.problem = "infeasible: " + infeasibleReason(*rule, *r.infeasible);
       }
       if (ruleStatus) {
-         RuleStatusView s;
-         s.status = ruleStatus->statusCode();
-         s.code = Flowspec::stringValue(s.status).str();
-         s.text = util.statusCodeToStrep(s.status).str();
-         s.reason = ruleStatus->errorReason().str();
-         s.version = ruleStatus->version().toStrep().str();
-         s.programmed = ruleStatus->isProgrammed();
-         if (!infeasible && s.status != HwRuleProgrammingStatus::programmed) r.problem = s.reason;
-         ++tally[static_cast<std::size_t>(s.status)];
-         r.status = std::move(s);
+         HwRuleProgrammingStatus const code = ruleStatus->statusCode();
+         r.statusCode = code;
+         texts.reason = ruleStatus->errorReason().str();
+         r.version = ruleStatus->version();
+         r.programmed = ruleStatus->isProgrammed();
+         if (!infeasible && code != HwRuleProgrammingStatus::programmed)
+            texts.problem = texts.reason;
+         ++tally[static_cast<std::size_t>(code)];
       }
-      if (counter.snapshotHas(line.key)) r.packets = counter.snapshot(line.key).counter();
-
-      // The actions as a line would give them, canonically.
-      std::string& a = r.actionsText;
-      auto add = [&a](std::string const& word) { a += (a.empty() ? "" : " ") + word; };
-      if (r.actions.drop) add("drop");
-      if (r.actions.permit) add("permit");
-      if (r.actions.rate) add("rate " + rateText(*r.actions.rate));
-      if (r.actions.redirect) {
-         RuleActions::Redirect const& to = *r.actions.redirect;
-         if (to.vrf) {
-            auto named = vrfNames.find(*to.vrf);
-            add("redirect vrf " +
-                (named != vrfNames.end() ? named->second : std::to_string(*to.vrf)));
-         } else {
-            add("redirect " + to.address);
-         }
-         if (to.copy) add("copy");
+      if (!texts.problem.empty() || !texts.reason.empty() || !texts.match.empty()) {
+         r.texts = std::make_unique<CheckedRule::Texts>(std::move(texts));
       }
-      if (r.actions.dscp) add("dscp " + std::to_string(*r.actions.dscp));
-      if (r.actions.sample) add("sample");
-      if (r.actions.continueMatch) add("continue");
+      if (counter.snapshotHas(r.key)) r.packets = counter.snapshot(r.key).counter();
 
-      VrfSummary& v = summaries[line.vrfId];
-      v.id = line.vrfId;
-      if (auto named = vrfNames.find(line.vrfId); named != vrfNames.end()) v.name = named->second;
+      VrfSummary& v = summaries[r.vrfId];
+      v.id = r.vrfId;
+      if (auto named = vrfNames.find(r.vrfId); named != vrfNames.end()) v.name = named->second;
       ++v.rules;
       if (infeasible) ++v.infeasible;
-      rules.push_back(std::move(r));
    }
    for (auto& [id, v] : summaries)
       vrfs.push_back(std::move(v));
    counterSnapshots = counter.snapshotSize();
 
+   if (precedenceKnown) return;
    // The place of each rule in its VRF's programming order.
    std::vector<CheckedRule*> byPrecedence;
+   byPrecedence.reserve(rules.size());
    for (CheckedRule& r : rules)
       byPrecedence.push_back(&r);
    std::sort(byPrecedence.begin(), byPrecedence.end(),
              [](CheckedRule const* a, CheckedRule const* b) {
                 return HwAgent::programsBefore(a->vrfId, a->key, b->vrfId, b->key);
              });
-   std::map<Vrf::VrfIdMap::VrfId, std::size_t> places;
+   std::map<Vrf::VrfIdMap::VrfId, std::uint32_t> places;
    for (CheckedRule* r : byPrecedence)
       r->precedence = places[r->vrfId]++;
 }
 
+CheckedRule* CheckModel::ruleAtLine(std::uint64_t line) {
+   // The rules are in file order: their lines ascend.
+   auto at = std::lower_bound(rules.begin(), rules.end(), line,
+                              [](CheckedRule const& r, std::uint64_t l) { return r.line < l; });
+   return at != rules.end() && at->line == line ? &*at : nullptr;
+}
+
+std::string CheckModel::actionsText(CheckedRule const& r) const {
+   RuleActions const actions = r.actions();
+   std::string a;
+   auto add = [&a](std::string const& word) { a += (a.empty() ? "" : " ") + word; };
+   if (actions.drop) add("drop");
+   if (actions.permit) add("permit");
+   if (actions.rate) add("rate " + rateText(*actions.rate));
+   if (actions.redirect) {
+      RuleActions::Redirect const& to = *actions.redirect;
+      if (to.vrf) {
+         auto named = vrfNames.find(*to.vrf);
+         add("redirect vrf " + (named != vrfNames.end() ? named->second : std::to_string(*to.vrf)));
+      } else {
+         add("redirect " + to.address);
+      }
+      if (to.copy) add("copy");
+   }
+   if (actions.dscp) add("dscp " + std::to_string(*actions.dscp));
+   if (actions.sample) add("sample");
+   if (actions.continueMatch) add("continue");
+   return a;
+}
+
 std::vector<CheckedRule const*> CheckModel::ordered(RuleOrder order) const {
    std::vector<CheckedRule const*> out;
+   out.reserve(rules.size());
    for (CheckedRule const& r : rules)
       out.push_back(&r);
    if (order == RuleOrder::key) {
@@ -418,8 +513,7 @@ std::size_t CheckModel::infeasibleRules() const {
 std::size_t CheckModel::notProgrammedRules() const {
    return static_cast<std::size_t>(
        std::count_if(rules.begin(), rules.end(), [](CheckedRule const& r) {
-          return !r.infeasible &&
-                 (!r.status || r.status->status != HwRuleProgrammingStatus::programmed);
+          return !r.infeasible && r.statusCode != HwRuleProgrammingStatus::programmed;
        }));
 }
 

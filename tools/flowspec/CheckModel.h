@@ -14,11 +14,14 @@
 #include "Flowspec/entities/Counter.h"
 #include "Flowspec/entities/Status.h"
 #include "Flowspec/values/HwRuleProgrammingStatus.h"
+#include "Kiln/UniqueId.h"
 
 #include <array>
 #include <cstdint>
+#include <deque>
 #include <iosfwd>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -69,30 +72,59 @@ struct RuleStatusView {
    Flowspec::HwRuleProgrammingStatus status{};
 };
 
+/// One rule of the check, kept compact for files of a million rules: its
+/// texts are built when asked for, from the key, the actions and the few
+/// texts a rule that is not programmed fully carries.
 struct CheckedRule {
+   /// IP protocol ranges; one list is shared by every rule that has it.
+   using Protocols = std::vector<std::pair<std::uint64_t, std::uint64_t>>;
+
    unsigned line = 0;
    Vrf::VrfIdMap::VrfId vrfId = 0;
    Flowspec::FlowspecKey key;
-   std::string family; ///< "ipv4" or "ipv6"
-   std::string rule;   ///< the key's command-line form
-   std::string detail; ///< the key's detailed form
-   RuleActions actions;
-   std::string actionsText; ///< "rate 1250k sample"
+   // The actions as the line gave them (RuleLine's fields).
+   Flowspec::ActionFieldSet actionFieldSet;
+   float trafficRateLimit = 0.0f;
+   Flowspec::TrafficAction trafficAction;
+   Flowspec::TrafficRedirect trafficRedirect;
+   Ipkit::IpTos trafficMarkingDscp;
    /// The component blamed when the rule is infeasible.
    std::optional<Flowspec::MatchCompType> infeasible;
-   /// Why the rule is infeasible or not programmed fully; empty otherwise.
-   std::string problem;
-   /// The IP protocol ranges after sanitising; nothing when any protocol.
-   std::optional<std::vector<std::pair<std::uint64_t, std::uint64_t>>> ipProtocols;
-   std::string matchText; ///< the match set, by names where they exist
-   std::optional<RuleStatusView> status;
+   /// The IP protocol ranges after sanitising; null when any protocol.
+   std::shared_ptr<Protocols const> ipProtocols;
+   /// What the agent reported, when it reported anything.
+   std::optional<Flowspec::HwRuleProgrammingStatus> statusCode;
+   bool programmed = false;
+   Kiln::UniqueId version;
    std::optional<std::uint64_t> packets;
    /// 0-based place among the rules of its VRF in the order the agent
    /// programs them.
-   std::size_t precedence = 0;
+   std::uint32_t precedence = 0;
 
+   /// "ipv4" or "ipv6".
+   std::string family() const;
+   /// The key's command-line form.
+   std::string rule() const;
+   /// The key's detailed form.
+   std::string detail() const;
+   RuleActions actions() const;
+   /// Why the rule is infeasible or not programmed fully; empty otherwise.
+   std::string const& problem() const;
+   /// The match set, by names where they exist; empty unless the model was
+   /// built with every text.
+   std::string const& matchText() const;
+   /// What the agent reported; nothing when it reported nothing.
+   std::optional<RuleStatusView> status() const;
    /// "feasible", "feasible: tcp, udp", "infeasible".
    std::string verdictText() const;
+
+   /// The texts few rules have: null when all are empty.
+   struct Texts {
+      std::string problem;
+      std::string reason; ///< the status's reason
+      std::string match;
+   };
+   std::unique_ptr<Texts> texts;
 };
 
 struct VrfSummary {
@@ -104,24 +136,37 @@ struct VrfSummary {
 
 struct CheckModel {
    std::string fileName;
-   std::vector<CheckedRule> rules; ///< in file order
+   /// In file order; a deque, which grows without moving what it holds.
+   std::deque<CheckedRule> rules;
    std::size_t refusedLines = 0;
    std::vector<Refusal> refusals; ///< kept for JSON
    std::vector<VrfSummary> vrfs;  ///< by id
+   /// The name of every VRF the file names, by id (RuleReader::vrfNames).
+   std::map<Vrf::VrfIdMap::VrfId, std::string> vrfNames;
    /// Rule statuses per HwRuleProgrammingStatus code.
    std::array<std::size_t, 7> tally{};
    std::vector<std::pair<std::string, unsigned>> heard;
    std::size_t counterSnapshots = 0;
    std::string configDump, statusDump;
 
-   /// Fills the model from the rules read (in file order) and the trees.
-   /// Without `allTexts`, each rule's detail and matchText stay empty: the
-   /// table shows them only with --verbose (matchText) or --json (detail),
-   /// and on a million rules they are hundreds of megabytes.
-   void build(std::vector<RuleLine> const& lines,
-              std::map<Vrf::VrfIdMap::VrfId, std::string> const& vrfNames,
-              Flowspec::Config const& config, Flowspec::Status const& status,
-              Flowspec::Counter const& counter, bool allTexts = true);
+   /// Whether each rule's precedence is known already, from the order the
+   /// agent programmed them in (runCheck); build() works it out otherwise.
+   bool precedenceKnown = false;
+
+   /// Adds the rule of `line`, configured, at the end of `rules`.
+   void add(RuleLine&& line);
+   /// The rule of line `line`; null when there is none.
+   CheckedRule* ruleAtLine(std::uint64_t line);
+   /// Fills in what became of each rule, from the trees, and the summaries.
+   /// Without `allTexts`, each rule's matchText stays empty: the table shows
+   /// it only with --verbose, and on a million rules it is hundreds of
+   /// megabytes.
+   void build(std::map<Vrf::VrfIdMap::VrfId, std::string> names, Flowspec::Config const& config,
+              Flowspec::Status const& status, Flowspec::Counter const& counter,
+              bool allTexts = true);
+   /// "rate 1250k sample": the actions of `rule` as a line would give them,
+   /// canonically.
+   std::string actionsText(CheckedRule const& rule) const;
    /// The rules in `order`.
    std::vector<CheckedRule const*> ordered(RuleOrder order) const;
    /// The name of VRF `id`, or null when the file only numbers it.
@@ -151,6 +196,11 @@ std::optional<CheckModel> runCheck(std::istream& in, std::string const& shownNam
 /// InfeasibleRule naming the component to blame or a sanitised match set.
 /// Raises what the match-set derivation raises for a malformed key.
 void configureRule(Flowspec::Config& config, RuleLine const& line);
+
+/// The line of the rule configureRule configured in `config` with a key:
+/// its rule id, or nothing when there is no such rule. For a RuleReader
+/// whose rules go into `config`.
+RuleReader::KeyLine keyLineIn(Flowspec::Config const& config);
 
 /// The first component of `rule`, in type order, that accepts no value: a
 /// numeric one without ranges, or a bit-mask one without masks. `invalid`

@@ -5,6 +5,7 @@
 #include "Flowspec/values/UnsupportedQual.h"
 #include "Flowspec/wire/Precedence.h"
 #include "Kiln/UniqueId.h"
+#include "Vex/Hash.h"
 
 #include <algorithm>
 #include <array>
@@ -71,8 +72,6 @@ class HwAgent::VrfObserver : public Flowspec::VrfRuleConfig::NotifieeConst {
 
 class HwAgent::RuleObserver : public Flowspec::RuleConfig::NotifieeConst {
  public:
-   RuleObserver(HwAgent& agent, VrfId vrfId, FlowspecKey const& key)
-       : agent_(agent), vrfId_(vrfId), key_(key) {}
    void onRuleId() override { heard(Callback::onRuleId); }
    void onMatchSet(MatchCompType) override { heard(Callback::onMatchSet); }
    void onActionFieldSet() override { heard(Callback::onActionFieldSet); }
@@ -81,22 +80,39 @@ class HwAgent::RuleObserver : public Flowspec::RuleConfig::NotifieeConst {
    void onTrafficRedirect() override { heard(Callback::onTrafficRedirect); }
    void onTrafficMarkingDscp() override { heard(Callback::onTrafficMarkingDscp); }
 
+   /// Makes this free observer the one of a rule of VRF `vrfId`.
+   void reuse(HwAgent& agent, std::uint32_t slot, VrfId vrfId, std::uint32_t hash) {
+      agent_ = &agent;
+      slot_ = slot;
+      vrfId_ = vrfId;
+      hash_ = hash;
+      queuedIn_ = ~std::uint64_t(0);
+   }
+   /// The rule observed; null for a free observer.
+   Flowspec::RuleConfig const* rule() const noexcept {
+      return static_cast<Flowspec::RuleConfig const*>(notifierEntity());
+   }
+   VrfId vrfId() const noexcept { return vrfId_; }
+   std::uint32_t hash() const noexcept { return hash_; }
+
    /// Queues the rule for the next run, once however many callbacks come.
    void touch() {
-      if (queuedIn_ == agent_.runs_) return;
-      queuedIn_ = agent_.runs_;
-      agent_.changed(vrfId_, key_);
+      if (queuedIn_ == agent_->runs_) return;
+      queuedIn_ = agent_->runs_;
+      agent_->dirtyRules_.push_back(slot_);
    }
 
  private:
    void heard(Callback callback) {
-      ++agent_.heard_[callback];
+      ++agent_->heard_[callback];
       touch();
    }
 
-   HwAgent& agent_;
-   VrfId vrfId_;
-   FlowspecKey key_;
+   HwAgent* agent_ = nullptr;
+   std::uint32_t slot_ = 0;
+   VrfId vrfId_ = 0;
+   /// ruleHash(vrfId_, key), for the index.
+   std::uint32_t hash_ = 0;
    /// The run (HwAgent::runs_) before which the rule was last queued.
    std::uint64_t queuedIn_ = ~std::uint64_t(0);
 };
@@ -120,18 +136,113 @@ HwAgent::HwAgent(Vex::Ptr<Flowspec::Config const> const& config, Vex::Ptr<Flowsp
 
 HwAgent::~HwAgent() = default;
 
+// ---- the observers of the rules --------------------------------------------
+
+std::uint32_t HwAgent::ruleHash(VrfId vrfId, FlowspecKey const& key) {
+   // The key's own hash with the VRF the rule is in (a rule's key need not
+   // name its VRF), mixed so that the low bits the table uses depend on
+   // every bit.
+   Vex::HashAccumulator h;
+   h.mixU32(key.hash());
+   h.mixU32(vrfId);
+   return h.result();
+}
+
+HwAgent::RuleObserver& HwAgent::ruleObserver(std::uint32_t slot) const {
+   return ruleObserverChunks_[slot / ruleObserverChunk][slot % ruleObserverChunk];
+}
+
+std::size_t HwAgent::ruleIndexFind(VrfId vrfId, FlowspecKey const& key, std::uint32_t hash) const {
+   if (ruleIndex_.empty()) return notFound;
+   std::size_t const mask = ruleIndex_.size() - 1;
+   for (std::size_t place = hash & mask;; place = (place + 1) & mask) {
+      std::uint32_t const entry = ruleIndex_[place];
+      if (entry == 0) return notFound;
+      RuleObserver const& o = ruleObserver(entry - 1);
+      if (o.hash() != hash || o.vrfId() != vrfId) continue;
+      // An observer whose rule was destroyed unannounced observes nothing
+      // and stands for no rule.
+      if (Flowspec::RuleConfig const* rule = o.rule(); rule && rule->key() == key) return place;
+   }
+}
+
+void HwAgent::ruleIndexGrow() {
+   std::vector<std::uint32_t> old = std::move(ruleIndex_);
+   ruleIndex_.assign(old.empty() ? 16 : old.size() * 2, 0);
+   std::size_t const mask = ruleIndex_.size() - 1;
+   for (std::uint32_t entry : old) {
+      if (entry == 0) continue;
+      std::size_t place = ruleObserver(entry - 1).hash() & mask;
+      while (ruleIndex_[place] != 0)
+         place = (place + 1) & mask;
+      ruleIndex_[place] = entry;
+   }
+}
+
+HwAgent::RuleObserver& HwAgent::ruleObserverNew(VrfId vrfId, std::uint32_t hash) {
+   // At most three quarters of the table in use keeps the probes short.
+   if ((ruleIndexSize_ + 1) * 4 > ruleIndex_.size() * 3) ruleIndexGrow();
+   std::uint32_t slot;
+   if (!freeRuleObservers_.empty()) {
+      slot = freeRuleObservers_.back();
+      freeRuleObservers_.pop_back();
+   } else {
+      slot = ruleObserverSlots_++;
+      if (slot % ruleObserverChunk == 0) {
+         ruleObserverChunks_.push_back(std::make_unique<RuleObserver[]>(ruleObserverChunk));
+      }
+   }
+   RuleObserver& observer = ruleObserver(slot);
+   observer.reuse(*this, slot, vrfId, hash);
+   std::size_t const mask = ruleIndex_.size() - 1;
+   std::size_t place = hash & mask;
+   while (ruleIndex_[place] != 0)
+      place = (place + 1) & mask;
+   ruleIndex_[place] = slot + 1;
+   ++ruleIndexSize_;
+   return observer;
+}
+
+void HwAgent::ruleObserverDel(std::size_t place) {
+   std::uint32_t const slot = ruleIndex_[place] - 1;
+   ruleObserver(slot).notifierIs(nullptr);
+   freeRuleObservers_.push_back(slot);
+   --ruleIndexSize_;
+   // Backward-shift deletion: each entry after the hole that may move into
+   // it (its home is not between the hole and itself) moves, and leaves a
+   // hole of its own, up to the first empty place.
+   std::size_t const mask = ruleIndex_.size() - 1;
+   std::size_t hole = place;
+   ruleIndex_[hole] = 0;
+   for (std::size_t next = (hole + 1) & mask; ruleIndex_[next] != 0; next = (next + 1) & mask) {
+      std::size_t const home = ruleObserver(ruleIndex_[next] - 1).hash() & mask;
+      if (((next - home) & mask) >= ((next - hole) & mask)) {
+         ruleIndex_[hole] = ruleIndex_[next];
+         ruleIndex_[next] = 0;
+         hole = next;
+      }
+   }
+}
+
+// ---- what the agent hears ----------------------------------------------------
+
 void HwAgent::vrfSeen(VrfId vrfId) {
    Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
    if (!vrf) {
       // The VRF is gone, and with it what the hardware holds of its rules.
+      // Its rules live while this is announced.
       vrfObservers_.erase(vrfId);
-      for (auto it = ruleObservers_.begin(); it != ruleObservers_.end();) {
-         if (it->first.first != vrfId) {
-            ++it;
+      for (std::size_t place = 0; place < ruleIndex_.size();) {
+         std::uint32_t const entry = ruleIndex_[place];
+         RuleObserver const* o = entry ? &ruleObserver(entry - 1) : nullptr;
+         if (!o || o->vrfId() != vrfId) {
+            ++place;
             continue;
          }
-         changed(vrfId, it->first.second);
-         it = ruleObservers_.erase(it);
+         if (Flowspec::RuleConfig const* rule = o->rule())
+            dirtyKeys_.emplace_back(vrfId, rule->key());
+         // The shift may bring an entry not yet seen into this place.
+         ruleObserverDel(place);
       }
       return;
    }
@@ -144,23 +255,28 @@ void HwAgent::vrfSeen(VrfId vrfId) {
 }
 
 void HwAgent::ruleSeen(VrfId vrfId, FlowspecKey const& key) {
-   auto id = std::make_pair(vrfId, key);
+   std::uint32_t const hash = ruleHash(vrfId, key);
+   std::size_t const place = ruleIndexFind(vrfId, key, hash);
    Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
    Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
    if (!rule) {
-      ruleObservers_.erase(id);
-   } else {
-      auto& observer = ruleObservers_[std::move(id)];
-      if (!observer) observer = std::make_unique<RuleObserver>(*this, vrfId, key);
-      observer->notifierIs(rule);
-      observer->touch();
+      if (place != notFound) ruleObserverDel(place);
+      dirtyKeys_.emplace_back(vrfId, key);
       return;
    }
-   changed(vrfId, key);
+   RuleObserver& observer =
+       place != notFound ? ruleObserver(ruleIndex_[place] - 1) : ruleObserverNew(vrfId, hash);
+   observer.notifierIs(rule);
+   observer.touch();
 }
 
 void HwAgent::changed(VrfId vrfId, FlowspecKey const& key) {
-   dirty_.emplace_back(vrfId, key);
+   std::size_t const place = ruleIndexFind(vrfId, key, ruleHash(vrfId, key));
+   if (place != notFound) {
+      ruleObserver(ruleIndex_[place] - 1).touch();
+   } else {
+      dirtyKeys_.emplace_back(vrfId, key);
+   }
 }
 
 bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, FlowspecKey const& b) {
@@ -170,21 +286,50 @@ bool HwAgent::programsBefore(VrfId vrfA, FlowspecKey const& a, VrfId vrfB, Flows
 }
 
 void HwAgent::run() {
+   run(nullptr);
+}
+
+void HwAgent::run(Programming const& programming) {
    // Changes from here on are queued for the next run.
    ++runs_;
-   std::vector<std::pair<VrfId, FlowspecKey>> dirty = std::move(dirty_);
-   dirty_.clear();
-   std::sort(dirty.begin(), dirty.end(), [](auto const& x, auto const& y) {
-      return programsBefore(x.first, x.second, y.first, y.second);
+   std::vector<std::uint32_t> const slots = std::move(dirtyRules_);
+   dirtyRules_.clear();
+   std::vector<std::pair<VrfId, FlowspecKey>> const keys = std::move(dirtyKeys_);
+   dirtyKeys_.clear();
+   // Each queued rule with the key it is programmed under; an observed rule
+   // is held, so that its key lives through the run whatever the observers
+   // of Status and Counter do.
+   struct Queued {
+      VrfId vrfId;
+      FlowspecKey const* key;
+      Vex::Ptr<Flowspec::RuleConfig const> rule;
+   };
+   std::vector<Queued> queue;
+   queue.reserve(slots.size() + keys.size());
+   for (std::uint32_t slot : slots) {
+      // A slot freed since stands for nothing; one reused since stands for
+      // a rule that queued itself anew.
+      RuleObserver const& o = ruleObserver(slot);
+      if (Flowspec::RuleConfig const* rule = o.rule())
+         queue.push_back({o.vrfId(), &rule->key(), rule});
+   }
+   for (auto const& [vrfId, key] : keys)
+      queue.push_back({vrfId, &key, nullptr});
+   std::sort(queue.begin(), queue.end(), [](Queued const& x, Queued const& y) {
+      return programsBefore(x.vrfId, *x.key, y.vrfId, *y.key);
    });
    // A rule queued twice (a rule observer queues once a run; a rule gone
    // and back may be queued again) is programmed once.
-   dirty.erase(std::unique(dirty.begin(), dirty.end()), dirty.end());
-   for (auto const& [vrfId, key] : dirty)
-      program(vrfId, key);
+   queue.erase(std::unique(queue.begin(), queue.end(),
+                           [](Queued const& x, Queued const& y) {
+                              return x.vrfId == y.vrfId && *x.key == *y.key;
+                           }),
+               queue.end());
+   for (Queued const& q : queue)
+      program(q.vrfId, *q.key, programming);
 }
 
-void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
+void HwAgent::program(VrfId vrfId, FlowspecKey const& key, Programming const& programming) {
    Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
    Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
    if (!rule) {
@@ -192,6 +337,7 @@ void HwAgent::program(VrfId vrfId, FlowspecKey const& key) {
       counter_->snapshotDel(key);
       return;
    }
+   if (programming) programming(vrfId, *rule);
    Vex::Ptr<Flowspec::RuleStatus> ruleStatus = status_->vrfRuleStatusIs(vrfId)->ruleStatusIs(key);
    if (auto infeasible = vrf->infeasibleRule(key)) {
       // Nothing of an infeasible rule reaches the hardware.

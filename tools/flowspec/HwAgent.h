@@ -25,6 +25,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -67,6 +68,12 @@ class HwAgent {
    /// VRF by VRF in the order the hardware applies them (programsBefore),
    /// and removes the status and counter of rules that are gone.
    void run();
+   /// Called by run() with each rule it programs (or finds infeasible), in
+   /// the order it does so, before the rule's status is written.
+   using Programming =
+       std::function<void(Vrf::VrfIdMap::VrfId vrfId, Flowspec::RuleConfig const& rule)>;
+   /// run(), telling `programming` of each rule.
+   void run(Programming const& programming);
 
    /// Whether the agent programs rule `a` of VRF `vrfA` before rule `b` of
    /// VRF `vrfB`: by VRF id, then in RFC 8955 section 5.1 precedence order
@@ -90,7 +97,8 @@ class HwAgent {
    void vrfSeen(Vrf::VrfIdMap::VrfId vrfId);
    void ruleSeen(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
    void changed(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
-   void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key,
+                Programming const& programming);
    Outcome capability(Flowspec::RuleConfig const& rule) const;
 
    Vex::Ptr<Flowspec::Config const> config_;
@@ -98,11 +106,37 @@ class HwAgent {
    Vex::Ptr<Flowspec::Counter> counter_;
    std::unique_ptr<ConfigObserver> configObserver_;
    std::map<Vrf::VrfIdMap::VrfId, std::unique_ptr<VrfObserver>> vrfObservers_;
-   std::map<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>, std::unique_ptr<RuleObserver>>
-       ruleObservers_;
-   /// The rules to program on the next run, in the order they changed; a
-   /// rule may stand here more than once.
-   std::vector<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirty_;
+
+   // One observer per rule, held by value in chunks of ruleObserverChunk
+   // (they stay in place as more are made; a slot freed is reused) and
+   // found by its (VRF, key) through ruleIndex_, an open-addressing table of
+   // slot + 1 (0: empty) with linear probing. The key is not copied: an
+   // observer reads it from the rule it observes, which lives as long as the
+   // agent observes it (a rule deleted is forgotten while its deletion is
+   // announced, when it still lives).
+   static constexpr std::size_t notFound = ~std::size_t(0);
+   static std::uint32_t ruleHash(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
+   /// The place in ruleIndex_ of the observer of (vrfId, key), or notFound.
+   std::size_t ruleIndexFind(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key,
+                             std::uint32_t hash) const;
+   /// A free observer, indexed for (vrfId, hash), observing nothing yet.
+   RuleObserver& ruleObserverNew(Vrf::VrfIdMap::VrfId vrfId, std::uint32_t hash);
+   /// Stops the observer at `place` of ruleIndex_ and frees its slot.
+   void ruleObserverDel(std::size_t place);
+   void ruleIndexGrow();
+   RuleObserver& ruleObserver(std::uint32_t slot) const;
+
+   static constexpr std::uint32_t ruleObserverChunk = 256;
+   std::vector<std::unique_ptr<RuleObserver[]>> ruleObserverChunks_;
+   std::uint32_t ruleObserverSlots_ = 0; ///< the slots handed out so far
+   std::vector<std::uint32_t> freeRuleObservers_;
+   std::vector<std::uint32_t> ruleIndex_;
+   std::size_t ruleIndexSize_ = 0;
+   /// The rules to program on the next run, in the order they changed: the
+   /// slots of observed rules (each once a run), and (VRF, key) of rules no
+   /// observer stands for (gone ones). A rule may stand here more than once.
+   std::vector<std::uint32_t> dirtyRules_;
+   std::vector<std::pair<Vrf::VrfIdMap::VrfId, Flowspec::FlowspecKey>> dirtyKeys_;
    /// The callbacks heard, by their place in heard()'s order.
    std::array<unsigned, 10> heard_{};
    std::uint64_t sequence_ = 0;

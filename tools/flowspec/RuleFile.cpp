@@ -4,8 +4,10 @@
 #include "Ipkit/IpGenAddr.h"
 #include "Vex/Exception.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <istream>
 #include <iterator>
@@ -104,10 +106,15 @@ RuleReader::Outcome RuleReader::line(std::string_view text, unsigned number) {
    try {
       Outcome outcome = read(text, number, state);
       if (auto* rule = std::get_if<RuleLine>(&outcome)) {
-         auto [at, inserted] = keyLines_.emplace(rule->key, number);
-         if (!inserted) {
+         std::optional<unsigned> first;
+         if (keyLine_) {
+            first = keyLine_(rule->key);
+         } else if (auto [at, inserted] = keyLines_.emplace(rule->key, number); !inserted) {
+            first = at->second;
+         }
+         if (first) {
             throw LineError{state.columnOf(state.words[3]),
-                            "the same rule as line " + std::to_string(at->second)};
+                            "the same rule as line " + std::to_string(*first)};
          }
          // The line is read: what it introduced is the file's now.
          for (auto const& [name, id] : state.newNames) {
@@ -428,19 +435,45 @@ bool readRules(std::istream& in, RuleReader& reader, std::function<void(RuleLine
          onRefusal(std::move(*refusal));
       }
    };
+   // The bytes are taken from the stream as many at a time as it holds
+   // ready, and one at a time (waiting for them) when it holds none, so
+   // that a line is read as soon as it is there, on a pipe too.
+   std::vector<char> chunk(16 * 1024);
+   std::size_t pos = 0, size = 0;
+   auto fill = [&] {
+      pos = 0;
+      size = 0;
+      if (std::streamsize const ready = buf->in_avail(); ready > 0) {
+         std::streamsize const n =
+             buf->sgetn(chunk.data(), std::min(ready, static_cast<std::streamsize>(chunk.size())));
+         size = n > 0 ? static_cast<std::size_t>(n) : 0;
+      }
+      if (size == 0) {
+         int const c = buf->sbumpc();
+         if (c == std::char_traits<char>::eof()) return false;
+         chunk[0] = static_cast<char>(c);
+         size = 1;
+      }
+      return true;
+   };
    for (;;) {
       line.clear();
-      bool tooLong = false, any = false;
-      int c;
-      while ((c = buf->sbumpc()) != std::char_traits<char>::eof() && c != '\n') {
-         any = true;
-         if (line.size() < maxLineBytes) {
-            line += static_cast<char>(c);
-         } else {
-            tooLong = true; // read on to the end of the line, keeping nothing
+      bool tooLong = false, any = false, newline = false;
+      while (!newline && (pos < size || fill())) {
+         char const* const begin = chunk.data() + pos;
+         auto const* const end = static_cast<char const*>(std::memchr(begin, '\n', size - pos));
+         std::size_t const take = end ? static_cast<std::size_t>(end - begin) : size - pos;
+         std::size_t const room = maxLineBytes - line.size();
+         if (take > room) tooLong = true; // kept up to the limit, read on to the end
+         line.append(begin, std::min(take, room));
+         any = any || take > 0;
+         pos += take;
+         if (end) {
+            ++pos;
+            newline = true;
          }
       }
-      bool const end = c == std::char_traits<char>::eof();
+      bool const end = !newline;
       if (end && !any) break;
       ++number;
       if (!line.empty() && line.back() == '\r' && !tooLong) line.pop_back();

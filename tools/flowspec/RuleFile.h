@@ -9,8 +9,8 @@
 // column and the reason, and goes on. A refused line leaves nothing behind:
 // VRF names it would have introduced get no id, so ids follow the lines
 // read. Lines are read as a stream, one at a time, each at most
-// maxLineBytes long: memory grows with the rules read, never with the bytes
-// of one line. The bookkeeping of a line costs O(log n) in the VRFs and
+// maxLineBytes long: memory grows with the rules read (or not at all when
+// the caller keeps the keys), never with the bytes of one line. The bookkeeping of a line costs O(log n) in the VRFs and
 // rules read so far and copies nothing. The reader is safe on any bytes,
 // which makes it the entry point of the rule-file fuzz target.
 #pragma once
@@ -30,6 +30,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_set>
+#include <utility>
 #include <variant>
 #include <vector>
 
@@ -65,9 +66,22 @@ struct Refusal {
 };
 
 /// Reads rule lines one at a time, remembering what later lines need: the
-/// VRF ids handed out and the keys already read.
+/// VRF ids handed out and, unless its caller keeps them, the keys already
+/// read.
 class RuleReader {
  public:
+   /// The line of the rule read earlier with the same key (VRF included),
+   /// or nothing.
+   using KeyLine = std::function<std::optional<unsigned>(Flowspec::FlowspecKey const&)>;
+
+   /// A reader that remembers the key and line of each rule it returns, for
+   /// refusing a key read again.
+   RuleReader() = default;
+   /// A reader that keeps no keys and asks `keyLine` instead: for a caller
+   /// that keeps each rule returned (say in a Config tree) before it reads
+   /// the next line, so that the keys are not held twice.
+   explicit RuleReader(KeyLine keyLine) : keyLine_(std::move(keyLine)) {}
+
    /// Nothing (a blank or comment line), the rule of the line, or why the
    /// line is refused. `text` is the line without its newline.
    using Outcome = std::variant<std::monostate, RuleLine, Refusal>;
@@ -88,6 +102,8 @@ class RuleReader {
    Vrf::VrfIdMap vrfIds_;
    std::unordered_set<Vrf::VrfIdMap::VrfId> numberedVrfs_;
    std::map<Vrf::VrfIdMap::VrfId, std::string> vrfNames_;
+   KeyLine keyLine_;
+   /// Without keyLine_: the line of each key read.
    std::map<Flowspec::FlowspecKey, unsigned> keyLines_;
 };
 
