@@ -12,8 +12,9 @@
 //
 // Whole reports, besides time per rule (items/s), the heap each rule holds
 // once the pipeline is done (heapBytesPerRule: what operator new handed out
-// and the trees, the reader and the agent still hold, divided by N) and the
-// growth of the resident size (rssBytesPerRule). N is 10 000 and 100 000;
+// and the trees, the reader and the agent still hold, divided by N), the
+// heap of the Config, Status and Counter trees alone once the agent is gone
+// (treeBytesPerRule) and the growth of the resident size (rssBytesPerRule). N is 10 000 and 100 000;
 // PIPELINE_MILLION=1 in the environment adds 1 000 000 (about a minute and
 // a few GB before the key's pairs were shared).
 //
@@ -82,7 +83,7 @@ std::int64_t residentBytes() {
 void BM_Pipeline_Whole(benchmark::State& state) {
    auto const n = static_cast<std::size_t>(state.range(0));
    std::vector<std::string> const lines = ruleLines(n);
-   double heapPerRule = 0, rssPerRule = 0;
+   double heapPerRule = 0, treesPerRule = 0, rssPerRule = 0;
    for (auto _ : state) {
       Bench::settleHeap();
       std::int64_t const heapBefore = Bench::liveHeapBytes;
@@ -113,11 +114,15 @@ void BM_Pipeline_Whole(benchmark::State& state) {
                return;
             }
          }
+         // The agent is gone: what is left is the three trees (and the
+         // reader, which keeps no keys of its own).
+         treesPerRule = double(Bench::liveHeapBytes - heapBefore) / double(n);
       }
       Bench::settleHeap();
       state.ResumeTiming();
    }
    state.counters["heapBytesPerRule"] = heapPerRule;
+   state.counters["treeBytesPerRule"] = treesPerRule;
    state.counters["rssBytesPerRule"] = rssPerRule;
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));
 }
@@ -154,6 +159,7 @@ void BM_PipelineParts_Configure(benchmark::State& state) {
       state.ResumeTiming();
    }
    state.counters["heapBytesPerRule"] = configPerRule;
+   state.counters["treeBytesPerRule"] = configPerRule; // the Config tree is all it builds
    state.counters["matchSetBytesPerRule"] = matchSetPerRule;
    state.counters["rssBytesPerRule"] = rssPerRule;
    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(n));

@@ -54,7 +54,7 @@ BASELINE = {
 
 # What each figure should reach: ('x', n), a ratio to its baseline of at
 # most n; ('items/s', n) or ('MB/s', n), a rate of at least n; (COUNTER,
-# n), a counter the benchmark reports itself (heapBytesPerRule) of at most
+# n), a counter the benchmark reports itself (treeBytesPerRule) of at most
 # n; a list of such goals, all to be met; or a text: a
 # ratio above 1.5x that is the known price of a design decision, explained
 # with its profile in bench/README.md. Keyed by (implementation, operation),
@@ -79,7 +79,7 @@ GOALS = {
     ('Nlri', 'Encode'): ('items/s', 1e7),
     ('Precedence', 'CompareLists'): 'known: both keys regrouped as the wire orders them',
     # At most 5 us and 1 KiB of heap a rule, read from text to hardware.
-    ('Whole', 'Pipeline'): [('items/s', 2e5), ('heapBytesPerRule', 1024)],
+    ('Whole', 'Pipeline'): [('items/s', 2e5), ('treeBytesPerRule', 1024)],
 }
 DEFAULT_GOAL = ('x', 1.5)
 
