@@ -35,7 +35,7 @@ IpGenAddr::IpGenAddr(Vex::NboAttrLog::In* in, Vex::StreamBogon) {
       throw Vex::Exception("IpGenAddr: address family " + std::to_string(af) +
                            " in the log is none of ipunknown (0), ipv4 (1), ipv6 (2)");
    }
-   af_ = static_cast<AddressFamily>(af);
+   af_ = static_cast<std::uint8_t>(af);
    in->nextBytes(bytes_.data(), bitLength() / 8);
 }
 
@@ -50,7 +50,7 @@ Ip6Addr IpGenAddr::v6() const noexcept {
 }
 
 Vex::String IpGenAddr::stringValue() const {
-   switch (af_) {
+   switch (af()) {
    case ipv4:
       return v4().stringValue();
    case ipv6:

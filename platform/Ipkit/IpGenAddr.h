@@ -48,7 +48,7 @@ class IpGenAddr {
    /// than ipunknown, ipv4 or ipv6, and when the record ends early.
    IpGenAddr(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
-   constexpr AddressFamily af() const noexcept { return af_; }
+   constexpr AddressFamily af() const noexcept { return static_cast<AddressFamily>(af_); }
    /// Whether this is the default value without a family. The all-zero
    /// addresses 0.0.0.0 and :: are specified addresses and give false.
    constexpr bool isUnspecified() const noexcept { return af_ == ipunknown; }
@@ -59,10 +59,10 @@ class IpGenAddr {
    /// The address bytes in network order: 4 for ipv4, 16 for ipv6, none for
    /// the unspecified address. Valid while this value lives unchanged.
    std::span<std::uint8_t const> bytes() const noexcept {
-      return {bytes_.data(), addressBits(af_) / 8};
+      return {bytes_.data(), addressBits(af()) / 8};
    }
    /// The address bits: 32 for ipv4, 128 for ipv6, 0 for the unspecified.
-   constexpr unsigned bitLength() const noexcept { return addressBits(af_); }
+   constexpr unsigned bitLength() const noexcept { return addressBits(af()); }
 
    /// The text of IpAddr or Ip6Addr, or "" for the unspecified address.
    Vex::String stringValue() const;
@@ -76,7 +76,10 @@ class IpGenAddr {
                                                      IpGenAddr const&) noexcept = default;
 
  private:
-   AddressFamily af_ = ipunknown;
+   // The family in one byte: 17 bytes an address, 18 a prefix, and no
+   // padding where they are held (two in every rule key, one in every match
+   // component). The order compares the family first, as the number it is.
+   std::uint8_t af_ = ipunknown;
    // The address in network order, an IPv4 one in the first four bytes; the
    // bytes beyond the address are always zero, so that equality and order can
    // compare all of them.

@@ -1,4 +1,5 @@
 #include "Ipkit/IpGenAddr.h"
+#include "Ipkit/IpGenPrefix.h"
 
 #include "ValueChecks.h"
 
@@ -76,6 +77,10 @@ TEST(IpGenAddr, RefusesBadTextWithTheReaderOfItsForm) {
       EXPECT_EQ(messageOf([&] { gen(c.text); }), c.message) << c.description;
    }
 }
+
+// An address is its family byte and 16 address bytes, without padding: rule
+// keys and match components hold them by the million.
+static_assert(sizeof(IpGenAddr) == 17 && sizeof(Ipkit::IpGenPrefix) == 18);
 
 TEST(IpGenAddr, OrdersByFamilyThenAddressAndHashesByValue) {
    std::vector<IpGenAddr> const ascending = {
