@@ -35,7 +35,6 @@ void NotifieeList::attach(NotifieeBase& n) noexcept {
    n.next_ = nullptr;
    (tail_ ? tail_->next_ : head_) = &n;
    tail_ = &n;
-   ++size_;
    // Visits that have run out of observers continue with the new one.
    for (Cursor* c = cursors_; c; c = c->outer) {
       if (!c->next) c->next = &n;
@@ -51,7 +50,6 @@ void NotifieeList::detach(NotifieeBase& n) noexcept {
    (n.next_ ? n.next_->prev_ : tail_) = n.prev_;
    n.list_ = nullptr;
    n.prev_ = n.next_ = nullptr;
-   --size_;
 }
 
 void NotifieeList::detachAll() noexcept {

@@ -78,7 +78,14 @@ class NotifieeList {
 
    Entity const* owner() const noexcept { return owner_; }
    bool empty() const noexcept { return head_ == nullptr; }
-   std::size_t size() const noexcept { return size_; }
+   /// The number of observers, counted: lists are short, and every entity
+   /// holds one, so it keeps no count.
+   std::size_t size() const noexcept {
+      std::size_t n = 0;
+      for (NotifieeBase const* p = head_; p; p = p->next_)
+         ++n;
+      return n;
+   }
 
    /// Appends `n`, first detaching it from any list it is in.
    void attach(NotifieeBase& n) noexcept;
@@ -106,7 +113,6 @@ class NotifieeList {
    Entity const* owner_;
    NotifieeBase* head_ = nullptr;
    NotifieeBase* tail_ = nullptr;
-   std::size_t size_ = 0;
    Cursor* cursors_ = nullptr;
 };
 
