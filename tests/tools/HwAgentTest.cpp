@@ -285,3 +285,38 @@ TEST_F(SimulatedHardware, ThousandsOfRulesComeAndGoAcrossVrfs) {
    }
    EXPECT_LE(statusOf(keys[1], 1)->version().sequence(), afterSecondRun);
 }
+
+TEST(HwAgentOrder, PrecedenceHintsOrderRulesAsPrecedenceDoes) {
+   // Nested, disjoint, equal and host-bit prefixes of every length, with and
+   // without other components: wherever two hints differ, they order the
+   // keys as programsBefore does.
+   std::vector<Flowspec::FlowspecKey> keys;
+   char const* const rest[] = {"*;DP:=80;", "10.9.0.0/16;", "*;IP:=6;", "*;"};
+   std::uint32_t const bases[] = {0x0a000000, 0x0a010000, 0x0a0100ff, 0xffffffff, 0};
+   for (std::uint32_t base : bases) {
+      for (unsigned len = 0; len <= 32; len += (len < 8 || len > 22) ? 1 : 7) {
+         for (char const* r : rest) {
+            std::string const text =
+                std::to_string(base >> 24) + "." + std::to_string(base >> 16 & 255) + "." +
+                std::to_string(base >> 8 & 255) + "." + std::to_string(base & 255) + "/" +
+                std::to_string(len) + ";" + r;
+            keys.push_back(key(text.c_str()));
+         }
+      }
+   }
+   keys.push_back(key("*;*;DP:=80;"));
+   keys.push_back(key("2001:db8::/32;*;", Ipkit::ipv6));
+   std::size_t decided = 0;
+   for (auto const& a : keys) {
+      for (auto const& b : keys) {
+         auto const ha = HwAgent::precedenceHint(a), hb = HwAgent::precedenceHint(b);
+         if (!ha || !hb || *ha == *hb) continue;
+         ++decided;
+         ASSERT_EQ(*ha < *hb, HwAgent::programsBefore(0, a, 0, b))
+             << a.toStrepCli() << " against " << b.toStrepCli();
+      }
+   }
+   EXPECT_GT(decided, keys.size() * keys.size() / 2) << "most pairs are told apart by hints";
+   EXPECT_FALSE(HwAgent::precedenceHint(key("*;*;DP:=80;"))) << "no destination: no hint";
+   EXPECT_FALSE(HwAgent::precedenceHint(key("2001:db8::/32;*;", Ipkit::ipv6)));
+}

@@ -9,6 +9,8 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
+#include <span>
 
 namespace FlowspecTool {
 
@@ -301,21 +303,31 @@ void HwAgent::run(Programming const& programming) {
    // of Status and Counter do.
    struct Queued {
       VrfId vrfId;
+      bool hinted;        // hint orders it against every other hinted rule
+      std::uint64_t hint; // see precedenceHint
       FlowspecKey const* key;
       Vex::Ptr<Flowspec::RuleConfig const> rule;
    };
    std::vector<Queued> queue;
    queue.reserve(slots.size() + keys.size());
+   auto enqueue = [&queue](VrfId vrfId, FlowspecKey const& key,
+                           Vex::Ptr<Flowspec::RuleConfig const> rule) {
+      std::optional<std::uint64_t> const hint = precedenceHint(key);
+      queue.push_back({vrfId, hint.has_value(), hint.value_or(0), &key, std::move(rule)});
+   };
    for (std::uint32_t slot : slots) {
       // A slot freed since stands for nothing; one reused since stands for
       // a rule that queued itself anew.
       RuleObserver const& o = ruleObserver(slot);
-      if (Flowspec::RuleConfig const* rule = o.rule())
-         queue.push_back({o.vrfId(), &rule->key(), rule});
+      if (Flowspec::RuleConfig const* rule = o.rule()) enqueue(o.vrfId(), rule->key(), rule);
    }
    for (auto const& [vrfId, key] : keys)
-      queue.push_back({vrfId, &key, nullptr});
+      enqueue(vrfId, key, nullptr);
+   // Most rules are told apart by their hints, compared in the queue itself;
+   // only the others read their keys, which are spread over the heap.
    std::sort(queue.begin(), queue.end(), [](Queued const& x, Queued const& y) {
+      if (x.vrfId != y.vrfId) return x.vrfId < y.vrfId;
+      if (x.hinted && y.hinted && x.hint != y.hint) return x.hint < y.hint;
       return programsBefore(x.vrfId, *x.key, y.vrfId, *y.key);
    });
    // A rule queued twice (a rule observer queues once a run; a rule gone
@@ -326,12 +338,35 @@ void HwAgent::run(Programming const& programming) {
                            }),
                queue.end());
    for (Queued const& q : queue)
-      program(q.vrfId, *q.key, programming);
+      program(q.vrfId, *q.key, programming, q.rule.get());
 }
 
-void HwAgent::program(VrfId vrfId, FlowspecKey const& key, Programming const& programming) {
+std::optional<std::uint64_t> HwAgent::precedenceHint(FlowspecKey const& key) {
+   // Two IPv4 destination prefixes in precedence order are in the order of
+   // their last addresses, the longer first where those are equal: disjoint
+   // prefixes are ordered by their addresses, and of two nested ones the
+   // inner ends first or at the same address. Equal hints say nothing.
+   Ipkit::IpGenPrefix const& dest = key.destPrefix();
+   if (key.addressFamily() != Ipkit::ipv4 || dest.isEmpty() || dest.af() != Ipkit::ipv4)
+      return std::nullopt;
+   std::span<std::uint8_t const> const b = dest.addr().bytes();
+   std::uint32_t const address =
+       std::uint32_t(b[0]) << 24 | std::uint32_t(b[1]) << 16 | std::uint32_t(b[2]) << 8 | b[3];
+   std::uint32_t const host = dest.len() >= 32 ? 0 : ~std::uint32_t(0) >> dest.len();
+   return std::uint64_t(address | host) << 8 | (32 - dest.len());
+}
+
+void HwAgent::program(VrfId vrfId, FlowspecKey const& key, Programming const& programming,
+                      Flowspec::RuleConfig const* queued) {
    Vex::Ptr<Flowspec::VrfRuleConfig const> vrf = config_->vrfRuleConfig(vrfId);
-   Vex::Ptr<Flowspec::RuleConfig const> rule = vrf ? vrf->rule(key) : nullptr;
+   // The queued rule, while its VRF still holds it (a rule taken out has no
+   // parent, and one put back under its key is a new entity): no lookup.
+   Vex::Ptr<Flowspec::RuleConfig const> rule;
+   if (queued && vrf && queued->parent() == vrf.get()) {
+      rule = queued;
+   } else if (vrf) {
+      rule = vrf->rule(key);
+   }
    if (!rule) {
       if (auto vrfStatus = status_->vrfRuleStatus(vrfId)) vrfStatus->ruleStatusDel(key);
       counter_->snapshotDel(key);

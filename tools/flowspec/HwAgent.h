@@ -28,6 +28,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -81,6 +82,11 @@ class HwAgent {
    /// the order is total.
    static bool programsBefore(Vrf::VrfIdMap::VrfId vrfA, Flowspec::FlowspecKey const& a,
                               Vrf::VrfIdMap::VrfId vrfB, Flowspec::FlowspecKey const& b);
+   /// A number that orders two keys of one VRF as programsBefore does where
+   /// both have one and they differ: for an IPv4 key with a destination
+   /// prefix, the prefix's last address, then the longer prefix first.
+   /// Nothing for other keys.
+   static std::optional<std::uint64_t> precedenceHint(Flowspec::FlowspecKey const& key);
 
    /// The callbacks the agent heard, by name, in a fixed order.
    std::vector<std::pair<std::string, unsigned>> heard() const;
@@ -98,7 +104,7 @@ class HwAgent {
    void ruleSeen(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
    void changed(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key);
    void program(Vrf::VrfIdMap::VrfId vrfId, Flowspec::FlowspecKey const& key,
-                Programming const& programming);
+                Programming const& programming, Flowspec::RuleConfig const* queued = nullptr);
    Outcome capability(Flowspec::RuleConfig const& rule) const;
 
    Vex::Ptr<Flowspec::Config const> config_;
