@@ -147,6 +147,24 @@ class CollectionBase {
       }
    }
 
+   /// Calls delNode(node) for every member from the first, where delNode
+   /// erases that very node: no lookup by key, so deleting n members costs
+   /// O(n) rather than two searches each. When delNode changed the map beyond
+   /// erasing its node (an observer added or removed members), the walk goes
+   /// on from the first member after the deleted key, as deleteEach does.
+   template <class DelNode>
+   void deleteEachNode(DelNode delNode) {
+      auto* n = map_.first();
+      while (n) {
+         Ptr<std::remove_pointer_t<decltype(n)>> const held(n);
+         auto* const after = map_.next(n);
+         auto const key = n->fwkKey();
+         std::uint64_t const version = map_.version();
+         delNode(n);
+         n = map_.version() == version + 1 ? after : map_.upperBound(key);
+      }
+   }
+
    Map map_;
 };
 
@@ -180,7 +198,11 @@ class ChildCollection : public CollectionBase<Map> {
    }
    template <class Notify>
    void delAll(Notify notify) {
-      this->deleteEach([&](Key const& key) { del(key, notify); });
+      this->deleteEachNode([&](Child* c) {
+         Ptr<Child> const gone = this->map_.erase(c);
+         c->parentIs(nullptr);
+         notify(c->fwkKey());
+      });
    }
    Ptr<Child> get(Key const& key) const noexcept { return this->map_.find(key); }
 };

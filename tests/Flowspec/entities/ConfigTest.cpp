@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <functional>
+
 using namespace Flowspec;
 using namespace EntityTest;
 
@@ -47,6 +50,50 @@ TEST(Entities, ChildCollectionsCreateOnceAndHandBackOnDeletion) {
    EXPECT_EQ(kept->parent(), nullptr);
    EXPECT_EQ(kept->ruleId(), 5u);
    EXPECT_EQ(kept->key(), key("10.2.0.0/16;*;"));
+}
+
+TEST(VrfRuleConfig, DeleteAllFollowsObserversThatChangeTheRules) {
+   // While the rules are deleted, an observer deletes the rule after the one
+   // it hears of, and puts back a rule whose key sorts first: the walk skips
+   // what is gone, leaves what came back before it, and tells each deletion
+   // once.
+   auto vrf = VrfRuleConfig::VrfRuleConfigIs(7);
+   std::vector<FlowspecKey> keys;
+   for (int i = 1; i <= 40; ++i) {
+      keys.push_back(key(("10." + std::to_string(i) + ".0.0/16;*;").c_str()));
+      vrf->ruleIs(keys.back());
+   }
+   struct Meddler : VrfRuleConfig::Notifiee {
+      std::vector<FlowspecKey> const* keys;
+      Calls heard;
+      void onRule(FlowspecKey const& k) override {
+         heard.push_back(cli(k));
+         auto at = std::find(keys->begin(), keys->end(), k);
+         auto self = notifier();
+         if (self->rule(k)) return; // a rule being added
+         if (at == keys->begin() + 10) self->ruleIs(keys->front());
+         if (at + 1 != keys->end() && (at - keys->begin()) % 3 == 0) self->ruleDel(*(at + 1));
+      }
+   } meddler;
+   meddler.keys = &keys;
+   meddler.notifierIs(vrf);
+   vrf->ruleDelAll();
+
+   // What the walk must hear: each deletion, and inside it what the
+   // observer does (a put-back is heard as such, a deletion recurses).
+   Calls expected;
+   std::vector<bool> gone(40);
+   std::function<void(int)> deleted = [&](int j) {
+      gone[j] = true;
+      expected.push_back(cli(keys[j]));
+      if (j == 10) expected.push_back(cli(keys[0]));
+      if (j + 1 < 40 && j % 3 == 0) deleted(j + 1);
+   };
+   for (int i = 0; i < 40; ++i)
+      if (!gone[i]) deleted(i);
+   EXPECT_EQ(meddler.heard, expected);
+   ASSERT_EQ(vrf->ruleSize(), 1u) << "the rule put back sorts before the walk";
+   EXPECT_TRUE(vrf->rule(keys[0]));
 }
 
 TEST(VrfRuleConfig, DeletionWalksInAscendingKeyOrder) {
