@@ -177,7 +177,10 @@ class HashValueMap {
       h->capacity = capacity;
       return h;
    }
-   Entry* entries() const noexcept { return reinterpret_cast<Entry*>(block_ + 1); }
+   // Null for an empty map: no pointer arithmetic on a null block.
+   Entry* entries() const noexcept {
+      return block_ ? reinterpret_cast<Entry*>(block_ + 1) : nullptr;
+   }
 
    // The first member not before (pos, key) in iteration order.
    std::size_t lowerBound(std::uint32_t pos, Key const& key) const noexcept {
