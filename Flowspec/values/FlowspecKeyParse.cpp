@@ -8,6 +8,8 @@
 #include "Flowspec/values/IpBitMask.h"
 #include "Flowspec/values/NumericalRange.h"
 #include "Flowspec/values/TcpBitMask.h"
+#include "Ipkit/IpAddr.h"
+#include "Ipkit/IpGenPrefix.h"
 #include "Vex/Assert.h"
 #include "Vex/Exception.h"
 
@@ -51,6 +53,35 @@ std::string printableText(std::string_view text) {
 namespace {
 
 enum class Policy { strict, lenient };
+
+// The common prefix, a dotted-quad IPv4 address (no leading zeros) with a
+// length and no bits set past it, read in place: a rule file holds two a
+// line. Anything else, every malformed text included, gives nothing and goes
+// to Ipkit's reader, so that the values and messages stay its own.
+std::optional<Ipkit::IpGenPrefix> plainIpv4Prefix(std::string_view text) {
+   auto number = [&text](std::size_t maxDigits, unsigned& n) {
+      std::size_t digits = 0;
+      n = 0;
+      while (digits < text.size() && text[digits] >= '0' && text[digits] <= '9')
+         n = n * 10 + unsigned(text[digits++] - '0');
+      bool const ok = digits > 0 && digits <= maxDigits && (digits == 1 || text[0] != '0');
+      text.remove_prefix(digits);
+      return ok;
+   };
+   std::uint32_t address = 0;
+   for (int octet = 0; octet < 4; ++octet) {
+      unsigned n = 0;
+      if (!number(3, n) || n > 255) return std::nullopt;
+      address = address << 8 | n;
+      char const after = octet < 3 ? '.' : '/';
+      if (text.empty() || text[0] != after) return std::nullopt;
+      text.remove_prefix(1);
+   }
+   unsigned len = 0;
+   if (!number(2, len) || len > 32 || !text.empty()) return std::nullopt;
+   if (len < 32 && (address & ~std::uint32_t(0) >> len) != 0) return std::nullopt;
+   return Ipkit::IpGenPrefix(Ipkit::IpGenAddr(Ipkit::IpAddr(address)), len);
+}
 
 std::string quoted(std::string_view text) {
    return "'" + printableText(text) + "'";
@@ -161,18 +192,23 @@ void Scanner::prefix(bool source) {
    }
    if (field == "*") return;
    Ipkit::IpGenPrefix value;
-   try {
-      value = Ipkit::IpGenPrefix(Vex::String(std::string(field)));
-   } catch (Vex::Exception const& e) {
-      fail(start,
-           std::string("the ") + which + " prefix " + quoted(field) +
-               " is not a prefix: " + e.what(),
-           (source ? "Could not parse source prefix " : "Could not parse dest prefix ") +
-               std::string(field) + " : " + e.what());
+   std::optional<Ipkit::IpGenPrefix> const plain = plainIpv4Prefix(field);
+   if (plain) {
+      value = *plain;
+   } else {
+      try {
+         value = Ipkit::IpGenPrefix(Vex::String(std::string(field)));
+      } catch (Vex::Exception const& e) {
+         fail(start,
+              std::string("the ") + which + " prefix " + quoted(field) +
+                  " is not a prefix: " + e.what(),
+              (source ? "Could not parse source prefix " : "Could not parse dest prefix ") +
+                  std::string(field) + " : " + e.what());
+      }
    }
    if (strict()) {
       std::string_view const address = field.substr(0, field.find('/'));
-      if (Ipkit::IpGenAddr(Vex::String(std::string(address))) != value.addr()) {
+      if (!plain && Ipkit::IpGenAddr(Vex::String(std::string(address))) != value.addr()) {
          fail(start, std::string("the ") + which + " prefix " + quoted(field) +
                          " has bits set past its length: " + value.stringValue().str() + "?");
       }

@@ -1,9 +1,13 @@
 #include "Flowspec/values/FlowspecKeyParse.h"
 
+#include "Ipkit/IpGenPrefix.h"
 #include "ValueChecks.h"
+#include "Vex/Exception.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -206,3 +210,37 @@ TEST(AddressFamilyText, OnlyTheTwoNamesAreFamilies) {
 }
 
 } // namespace
+
+TEST(FlowspecKeyParse, IPv4PrefixesReadAsIpkitReadsThem) {
+   // Plain dotted quads take a shortcut: every text, plain or not, reads
+   // to the prefix Ipkit reads, and is refused where it refuses or where
+   // bits are set past the length.
+   std::vector<std::string> texts = {
+       "0.0.0.0/0",        "255.255.255.255/32", "10.0.0.0/8",   "10.0.0.1/8",    "10.0.0.0/33",
+       "10.0.0.0/08",      "010.0.0.0/8",        "10.0.0/8",     "10.0.0.0.0/8",  "256.0.0.0/8",
+       "10.0.0.0",         "10.0.0.0/",          "10.0.0.0/8x",  "1.2.3.4/32",    "1.2.3.4/31",
+       "0.0.0.0/32",       "10.0.0.0/100",       "1000.0.0.0/8", "10..0.0/8",     "10.0.0.0//8",
+       "192.168.1.128/25", "192.168.1.128/24",   "::/0",         "2001:db8::/32",
+   };
+   for (unsigned len : {0u, 1u, 7u, 8u, 9u, 16u, 23u, 24u, 25u, 31u, 32u}) {
+      for (std::uint32_t a : {0u, 0x80000000u, 0x0a000000u, 0xc0a80180u, 0xffffffffu}) {
+         std::uint32_t const net = len == 0 ? 0 : a & ~std::uint32_t(0) << (32 - len);
+         texts.push_back(std::to_string(net >> 24) + "." + std::to_string(net >> 16 & 255) + "." +
+                         std::to_string(net >> 8 & 255) + "." + std::to_string(net & 255) + "/" +
+                         std::to_string(len));
+      }
+   }
+   for (std::string const& text : texts) {
+      SCOPED_TRACE(text);
+      KeyParseResult const r = parseKeyCli(text + ";*;");
+      std::optional<Ipkit::IpGenPrefix> ipkit;
+      try {
+         ipkit = Ipkit::IpGenPrefix(Vex::String(text));
+      } catch (Vex::Exception const&) {
+      }
+      bool const exact =
+          ipkit && Ipkit::IpGenAddr(Vex::String(text.substr(0, text.find('/')))) == ipkit->addr();
+      ASSERT_EQ(r.ok(), ipkit && exact) << (r.ok() ? "" : r.error().message);
+      if (r.ok()) EXPECT_EQ(r.key().destPrefix(), *ipkit);
+   }
+}
