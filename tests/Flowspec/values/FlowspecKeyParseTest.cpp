@@ -241,6 +241,8 @@ TEST(FlowspecKeyParse, IPv4PrefixesReadAsIpkitReadsThem) {
       bool const exact =
           ipkit && Ipkit::IpGenAddr(Vex::String(text.substr(0, text.find('/')))) == ipkit->addr();
       ASSERT_EQ(r.ok(), ipkit && exact) << (r.ok() ? "" : r.error().message);
-      if (r.ok()) EXPECT_EQ(r.key().destPrefix(), *ipkit);
+      if (r.ok()) {
+         EXPECT_EQ(r.key().destPrefix(), *ipkit);
+      }
    }
 }
