@@ -10,7 +10,6 @@
 #include <algorithm>
 #include <array>
 #include <optional>
-#include <span>
 
 namespace FlowspecTool {
 
@@ -349,9 +348,7 @@ std::optional<std::uint64_t> HwAgent::precedenceHint(FlowspecKey const& key) {
    Ipkit::IpGenPrefix const& dest = key.destPrefix();
    if (key.addressFamily() != Ipkit::ipv4 || dest.isEmpty() || dest.af() != Ipkit::ipv4)
       return std::nullopt;
-   std::span<std::uint8_t const> const b = dest.addr().bytes();
-   std::uint32_t const address =
-       std::uint32_t(b[0]) << 24 | std::uint32_t(b[1]) << 16 | std::uint32_t(b[2]) << 8 | b[3];
+   std::uint32_t const address = dest.addr().v4().value();
    std::uint32_t const host = dest.len() >= 32 ? 0 : ~std::uint32_t(0) >> dest.len();
    return std::uint64_t(address | host) << 8 | (32 - dest.len());
 }
