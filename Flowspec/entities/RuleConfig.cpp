@@ -131,8 +131,7 @@ bool ruleConfigIpProtoContains(Vex::Ptr<RuleConfig const> const& rule,
 }
 
 MatchComponent const* RuleConfig::matchSetFind(MatchCompType type) const noexcept {
-   VexMatchSet const* n = matchSet_.map().find(type);
-   return n ? &n->value() : nullptr;
+   return matchSet_.find(type);
 }
 
 MatchCompType RuleConfig::infeasibleMatchInMatchSet() const {
@@ -172,7 +171,7 @@ void RuleConfig::dumpState(Kiln::DumpContext const& ctx, unsigned indent) const 
             static_cast<int>(ruleId_));
    dumpLine(ctx, indent, "%*cmatchSets #%u\n", static_cast<unsigned>(matchSetSize()));
    for (auto i = matchSetIteratorConst(); i; ++i)
-      i->value().dumpState(ctx, indent + 2);
+      i.value().dumpState(ctx, indent + 2);
    dumpLine(ctx, indent,
             "%*cactionFieldSet is %d, trafficAction is %d, trafficRedirect is (vrf=%d, "
             "addr=%s, copy=%d), trafficMarkingDscp is %d\n",

@@ -27,6 +27,7 @@
 #include "Ipkit/IpTos.h"
 #include "Kiln/DumpContext.h"
 #include "Vex/AllocTrack.h"
+#include "Vex/ElementArray.h"
 #include "Vex/EntityPattern.h"
 #include "Vex/RbTreeMap.h"
 
@@ -62,12 +63,10 @@ class RuleConfig : public Vex::Entity,
          return c.compType();
       }
    };
-   /// The node that holds one component of the match set.
-   class VexMatchSet
-       : public Vex::InternalKeyNode<MatchCompType, MatchComponent, MatchSetKey, Vex::RbTreeLink>,
-         public Vex::AllocTracked<VexMatchSet> {
-    public:
-      using InternalKeyNode::InternalKeyNode;
+   /// The match set's storage: its components sit in one block per rule, in
+   /// ascending type order (Vex/ElementArray.h), and each block is recorded
+   /// against this class's allocation tracker.
+   struct VexMatchSet {
       static Vex::AllocTrackSlot vexAllocTrackTypeInfo_;
       static constexpr char vexTypeName[] = "Flowspec::RuleConfig::VexMatchSet";
    };
@@ -109,11 +108,9 @@ class RuleConfig : public Vex::Entity,
    void dumpState(Kiln::DumpContext const& ctx, unsigned indent) const override;
 
  private:
-   using MatchSetMap = Vex::RbTreeMap<VexMatchSet, MatchCompType, MatchComponent>;
-
    FlowspecKey key_;
    FLOWSPEC_RULE_CONFIG_MEMBERS(RuleConfig, VEX_ATTRIBUTE_MEMBER, VEX_NO_COLLECTION)
-   Vex::ElementCollection<VexMatchSet, MatchCompType, MatchComponent, MatchSetMap> matchSet_;
+   Vex::ElementArray<VexMatchSet, MatchCompType, MatchComponent, MatchSetKey> matchSet_;
 };
 
 /// Whether the rule's ipProto component allows one of `protocols`: true when

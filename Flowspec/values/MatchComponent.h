@@ -57,7 +57,7 @@ class MatchComponent {
    /// default range or mask). A repeated member raises Vex::Exception.
    MatchComponent(Vex::NboAttrLog::In* in, Vex::StreamBogon);
 
-   /// A reference, so that the match set's nodes read their key here.
+   /// By reference: the match set looks its members up by this key.
    MatchCompType const& compType() const noexcept { return compType_; }
    Ipkit::IpGenPrefix const& prefix() const noexcept { return prefix_; }
    void prefixIs(Ipkit::IpGenPrefix const& prefix) { prefix_ = prefix; }

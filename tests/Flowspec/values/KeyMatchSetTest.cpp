@@ -291,7 +291,7 @@ TEST(KeyMatchSet, DerivedSetsMeetTheRuleFeasibilityTest) {
       EXPECT_EQ(rule->sanitizeMatchSet(), c.verdict) << c.cli;
       std::vector<MatchComponent> after;
       for (auto i = rule->matchSetIteratorConst(); i; ++i)
-         after.push_back(i->value());
+         after.push_back(i.value());
       EXPECT_EQ(describe(after), c.afterSanitizing) << c.cli;
    }
 }
