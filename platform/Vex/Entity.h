@@ -56,13 +56,17 @@ class Entity : public PtrInterface {
    virtual void dumpState(Kiln::DumpContext const& context, unsigned indent) const;
 
  protected:
-   Entity() noexcept : notifieeList_(this) {}
+   Entity() noexcept = default;
    ~Entity() override;
 
  private:
+   // First, so that it sits beside the reference count: an entity is 32
+   // bytes (virtual table, count, this switch, parent, observer list).
+   bool notificationActive_ = false;
    Entity* parent_ = nullptr;
    mutable NotifieeList notifieeList_;
-   bool notificationActive_ = false;
 };
+
+static_assert(sizeof(void*) != 8 || sizeof(Entity) == 32, "an entity is 32 bytes");
 
 } // namespace Vex

@@ -48,7 +48,9 @@ class NotifieeBase {
 
  private:
    friend class NotifieeList;
-   NotifieeList* list_ = nullptr;
+   Entity const* notifier_ = nullptr;
+   // In a list: the next observer (null for the last), and the previous one
+   // (for the first, the last: the list keeps only its head).
    NotifieeBase* prev_ = nullptr;
    NotifieeBase* next_ = nullptr;
 };
@@ -68,15 +70,30 @@ class VisitHold {
    Entity const* held_;
 };
 
+namespace Internal {
+/// A visit in progress on this thread: the list it walks and the observer it
+/// calls next. Nested visits stack; detaching and attaching adjust them.
+struct VisitCursor {
+   NotifieeList const* list;
+   NotifieeBase* next;
+   VisitCursor* outer;
+};
+/// The innermost visit in progress on this thread.
+extern thread_local VisitCursor* visitCursors;
+} // namespace Internal
+
+/// One pointer: every entity holds a list, and most have no observer. The
+/// observers' own links make the list (the first one's previous link is the
+/// last, so appending is O(1)), each observer knows its entity, and the
+/// visits in progress are kept per thread rather than in every list.
 class NotifieeList {
  public:
-   explicit NotifieeList(Entity const* owner) noexcept : owner_(owner) {}
+   NotifieeList() noexcept = default;
    NotifieeList(NotifieeList const&) = delete;
    NotifieeList& operator=(NotifieeList const&) = delete;
    /// Detaches every observer, calling none.
    ~NotifieeList() { detachAll(); }
 
-   Entity const* owner() const noexcept { return owner_; }
    bool empty() const noexcept { return head_ == nullptr; }
    /// The number of observers, counted: lists are short, and every entity
    /// holds one, so it keeps no count.
@@ -87,8 +104,9 @@ class NotifieeList {
       return n;
    }
 
-   /// Appends `n`, first detaching it from any list it is in.
-   void attach(NotifieeBase& n) noexcept;
+   /// Appends `n` as an observer of `owner` (whose list this is), first
+   /// detaching it from any list it is in.
+   void attach(Entity const& owner, NotifieeBase& n) noexcept;
    /// Removes `n` from this list; nothing when it is not in it.
    void detach(NotifieeBase& n) noexcept;
    /// Removes every observer without calling any.
@@ -99,30 +117,23 @@ class NotifieeList {
    void visit(F&& f);
 
  private:
-   // A visit in progress: the observer it calls next. Nested visits stack.
-   struct Cursor {
-      NotifieeBase* next;
-      Cursor* outer;
-   };
    struct CursorGuard {
-      NotifieeList* list;
-      Cursor* cursor;
-      ~CursorGuard() { list->cursors_ = cursor->outer; }
+      Internal::VisitCursor* cursor;
+      ~CursorGuard() { Internal::visitCursors = cursor->outer; }
    };
 
-   Entity const* owner_;
    NotifieeBase* head_ = nullptr;
-   NotifieeBase* tail_ = nullptr;
-   Cursor* cursors_ = nullptr;
 };
 
 template <class N, class F>
 void NotifieeList::visit(F&& f) {
-   // Declared first, released last: the list outlives the cursor guard.
-   VisitHold hold(owner_);
-   Cursor cursor{head_, cursors_};
-   cursors_ = &cursor;
-   CursorGuard guard{this, &cursor};
+   if (!head_) return;
+   // Declared first, released last: the entity, and so this list, outlive
+   // the cursor guard.
+   VisitHold hold(head_->notifier_);
+   Internal::VisitCursor cursor{this, head_, Internal::visitCursors};
+   Internal::visitCursors = &cursor;
+   CursorGuard guard{&cursor};
    while (NotifieeBase* n = cursor.next) {
       cursor.next = n->next_;
       f(static_cast<N&>(*n));

@@ -100,6 +100,41 @@ TEST(NotifieeList, NestedVisitsAndAttachDuringAVisitAreSafe) {
              (std::vector<std::string>{"a.onSize", "a.onPart(1)", "b.onPart(1)", "late.onSize"}));
 }
 
+// Visits in progress are kept per thread, not per list: a change to one
+// entity's list must move only the visits of that list.
+TEST(NotifieeList, VisitsOfDifferentEntitiesKeepToTheirOwnLists) {
+   Vex::Ptr<Widget> w1 = new Widget, w2 = new Widget;
+   std::vector<std::string> log;
+   Recorder a("a", &log), b("b", &log), c("c", &log), y("y", &log), z("z", &log);
+   a.notifierIs(w1);
+   b.notifierIs(w2), c.notifierIs(w2);
+   a.action = [&] {
+      a.action = nullptr;
+      y.notifierIs(w2); // w1's visit has run out, but y is not w1's
+      w2->sizeIs(1);    // nested: b moves c over to w1, then y is called
+      z.notifierIs(w1); // after c
+   };
+   b.action = [&] {
+      b.action = nullptr;
+      c.notifierIs(w1); // w2's visit skips it, w1's reaches it
+   };
+   w1->sizeIs(1);
+   EXPECT_EQ(
+       log, (std::vector<std::string>{"a.onSize", "b.onSize", "y.onSize", "c.onSize", "z.onSize"}));
+   EXPECT_EQ(w1->notifieeList().size(), 3u);
+   EXPECT_EQ(w2->notifieeList().size(), 2u);
+   EXPECT_TRUE(c.notifier() == w1);
+   // Detaching the first, a middle and the last observer keeps the order.
+   log.clear();
+   Recorder d("d", &log);
+   d.notifierIs(w1);
+   a.notifierIs(nullptr), z.notifierIs(nullptr);
+   w1->sizeIs(2);
+   d.notifierIs(nullptr);
+   w1->partNotify(4);
+   EXPECT_EQ(log, (std::vector<std::string>{"c.onSize", "d.onSize", "c.onPart(4)"}));
+}
+
 TEST(NotifieeList, ExceptionsFromCallbacksLeaveTheListUsable) {
    Vex::Ptr<Widget> w = new Widget;
    std::vector<std::string> log;
