@@ -45,6 +45,7 @@ namespace Vex {
 template <class Tracked, class Key, class Value, class KeyFn>
 class ElementArray {
    static_assert(std::is_nothrow_move_constructible_v<Value>, "members move without throwing");
+   static_assert(alignof(Value) <= __STDCPP_DEFAULT_NEW_ALIGNMENT__, "operator new aligns members");
 
    // The block: its member count, then the members.
    struct alignas(Value) alignas(std::uint64_t) Header {
@@ -124,16 +125,16 @@ class ElementArray {
    Value del(Key const& key, Notify notify) {
       std::size_t const at = lowerBound(key);
       if (at == size() || !(KeyFn()(data()[at]) == key)) return absent();
-      Value gone = std::move(data()[at]);
-      Header* const old = block_;
-      block_ = nullptr;
-      if (old->size > 1) {
-         block_ = allocate(old->size - 1);
-         Value* const from = members(old);
-         std::uninitialized_move_n(from, at, data());
-         std::uninitialized_move(from + at + 1, from + old->size, data() + at);
+      // The smaller block first: should it fail, nothing has changed.
+      std::size_t const n = size();
+      Header* const fresh = n > 1 ? allocate(n - 1) : nullptr;
+      Value* const from = data();
+      Value gone = std::move(from[at]);
+      if (fresh) {
+         std::uninitialized_move_n(from, at, members(fresh));
+         std::uninitialized_move(from + at + 1, from + n, members(fresh) + at);
       }
-      release(old);
+      release(std::exchange(block_, fresh));
       notify(key);
       return gone;
    }
