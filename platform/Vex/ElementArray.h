@@ -88,9 +88,7 @@ class ElementArray {
       Iterator(ElementArray const* set, std::size_t at) noexcept
           : set_(at < set->size() ? set : nullptr), at_(at),
             key_(set_ ? KeyFn()(set->data()[at]) : Key{}) {}
-      bool holdsKey() const noexcept {
-         return at_ < set_->size() && KeyFn()(set_->data()[at_]) == key_;
-      }
+      bool holdsKey() const noexcept { return set_->holds(at_, key_); }
 
       ElementArray const* set_ = nullptr;
       std::size_t at_ = 0;
@@ -107,7 +105,7 @@ class ElementArray {
    /// The member with `key` in place, or null; valid until the set changes.
    Value const* find(Key const& key) const noexcept {
       std::size_t const at = lowerBound(key);
-      return at < size() && KeyFn()(data()[at]) == key ? &data()[at] : nullptr;
+      return holds(at, key) ? &data()[at] : nullptr;
    }
    Iterator iterator() const noexcept { return Iterator(this, 0); }
 
@@ -124,7 +122,7 @@ class ElementArray {
    template <class Notify>
    Value del(Key const& key, Notify notify) {
       std::size_t const at = lowerBound(key);
-      if (at == size() || !(KeyFn()(data()[at]) == key)) return absent();
+      if (!holds(at, key)) return absent();
       // The smaller block first: should it fail, nothing has changed.
       std::size_t const n = size();
       Header* const fresh = n > 1 ? allocate(n - 1) : nullptr;
@@ -159,6 +157,10 @@ class ElementArray {
    Value* data() noexcept { return members(block_); }
    Value const* data() const noexcept { return block_ ? members(block_) : nullptr; }
 
+   /// Whether position `at` holds the member with `key`.
+   bool holds(std::size_t at, Key const& key) const noexcept {
+      return at < size() && KeyFn()(data()[at]) == key;
+   }
    /// The first position whose key is not below `key`.
    std::size_t lowerBound(Key const& key) const noexcept {
       std::size_t lo = 0, hi = size();
@@ -176,14 +178,14 @@ class ElementArray {
    /// The first position whose key is above `key`.
    std::size_t upperBound(Key const& key) const noexcept {
       std::size_t const at = lowerBound(key);
-      return at < size() && KeyFn()(data()[at]) == key ? at + 1 : at;
+      return holds(at, key) ? at + 1 : at;
    }
 
    template <class V, class Notify>
    void store(V&& element, Notify notify) {
       Key const key = KeyFn()(element);
       std::size_t const at = lowerBound(key);
-      if (at < size() && KeyFn()(data()[at]) == key) {
+      if (holds(at, key)) {
          if (data()[at] == element) return;
          data()[at] = std::forward<V>(element);
       } else {
